@@ -1,0 +1,159 @@
+#include "cli/entry_point.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/diagnostics.h"
+#include "cli/interface_options.h"
+
+namespace {
+
+const char* const S_pchProductTitle = "Valdrin Utility";
+const char* const S_pchVendorNotice =
+    "Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.";
+const char* const S_pchVersion = "Version 1.24.3.112";
+const char* const S_pchPlatform = "Linux";
+
+void PrintRule()
+{
+    for (int i = 0; i < 79; ++i) {
+        std::putchar('-');
+    }
+    std::putchar('\n');
+}
+
+// The manual: plain lines are written with puts (a newline is added),
+// the lines naming the program are formats carrying their own line ends.
+const char* const S_apchHelpOptions[] = {
+    "Options: ",
+    "    -h         Show this usage ",
+    "    -d         Download a local SDR / FRU file to BMC repository ",
+    "    -u         Upload SDR / FRU data from BMC repository to a local file ",
+    "               The following parameter is required: ",
+    "               - encoding  : Specify the type of file encoding. ",
+    "                             Its value can be ascii, utf8 or utf16. ",
+    "                             This parameter must follow the file name. ",
+    "    -v         Verify the SDR / FRU download process ",
+    "    -t         Test the correctness of a local SDR / FRU file ",
+    "    -updateFRU Update the following FRU data one at a time. ",
+    "               - Manufacturing Date/Time ",
+    "               - Chassis Serial Number String ",
+    "               - Board Serial Number String ",
+    "               - Product Serial Number String ",
+    "               Additional parameters required are: ",
+    "               - fieldName : Specify the field name to be updated. ",
+    "                             Its value can be datetime, snChassis, ",
+    "                             snBoard or snProduct. ",
+    "               - offset    : Offset to the field to be updated. ",
+    "                             This must be a hexadecimal value. ",
+    "               - strType   : String type for a serial number string. ",
+    "                             Its value can be one of the following: ",
+    "                             1 - BCD Plus ",
+    "                             2 - 6-bit ASCII, packed ",
+    "                             3 - 8-bit ASCII + Latin 1 ",
+    "               - strLength : Length (in bytes) of the serial number string ",
+    "                             field in the FRU Inventory. ",
+    "                             This must be a hexadecimal value. ",
+    "               - strValue  : The serial number string to be updated. ",
+    "    -version   Show version information ",
+    "    -debugmsg  Turn on verbose mode for debug messages output ",
+    "    -msgintf   Set the messaging interface to be used. Values can be: ",
+    "               kcsio - Use the direct KCS I/O access interface ",
+    "               openipmi - Use the Open IPMI KCS driver interface ",
+    "               If this option is not specified, default is openipmi \n",
+    "    -n lanplus Remote download / upload SDR / FRU over LAN with RMCP+ ",
+    "               interface \n",
+    "Options for LAN+ interface ('-n lanplus' should be specified) ",
+    "    -H IP       BMC IP which Valdrin requests are sent to. ",
+    "    -U username BMC user name to login with. ",
+    "    -P password BMC user password to login with. ",
+    "    -C value    Cipher Suite ID.\n",
+    "Filename: ",
+    "    The filename of SDR or FRU.",
+    "    For uploading, data will be saved in SDR or FRU text file format.",
+    "    For downloading, it can be a SDR/FRU text file or binary file.\n",
+    "fruID=FruID: ",
+    "    The FRU ID in hexadecimal, mandatory argument for FRU options (Max: 0xFF) \n",
+    "Example:",
+};
+
+}  // namespace
+
+void ShowProductHeader()
+{
+    PrintRule();
+    std::printf("%26s%s\n%8s%s\n", " ", S_pchProductTitle, " ", S_pchVendorNotice);
+    PrintRule();
+}
+
+void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName,
+                            unsigned char u8MaxArgs, unsigned char u8MinArgs,
+                            TOptionHandler pfnHandler)
+{
+    if (engine.FunctionRegistry(pchName, u8MaxArgs, u8MinArgs, pfnHandler) != eRC_Success) {
+        engine.ShowOptionReturnCodeString(stderr);
+        std::exit(EXIT_STATUS_REGISTER_FAILED);
+    }
+}
+
+int ParseCommandLine(int iArgCount, char* apchArgs[], TCommandLineExecution& engine)
+{
+    // The engine counts words in 16 bits. A longer command line cannot be
+    // accepted anyway (at most 15 options of at most 15 arguments each), so
+    // clamping keeps it rejected instead of wrapping to a short one.
+    const short i16ArgCount = static_cast<short>(iArgCount > SHRT_MAX ? SHRT_MAX : iArgCount);
+    return engine.ParseCommandOptions(i16ArgCount, apchArgs) == 1 ? 1 : 0;
+}
+
+void ShowBadCommandLine(const TCommandLineExecution& engine)
+{
+    engine.ShowOptionReturnCodeString(stderr);
+    PrintHelpHint(stderr);
+}
+
+int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[])
+{
+    if (ParseCommandLine(iArgCount, apchArgs, engine) != 1) {
+        ShowBadCommandLine(engine);
+        return EXIT_STATUS_BAD_COMMAND_LINE;
+    }
+    if (engine.Trigger() == 0) {
+        return EXIT_STATUS_SUCCESS;
+    }
+    // A general hint after any failure on a local interface: a loaded
+    // driver is the usual reason for a failed direct KCS run.
+    if (eInterfaceInUse != eInterfaceLanPlus) {
+        std::fputs("\nNote: If the option, -msgintf kcsio, is used,", stderr);
+        std::fputs("\n      make sure KCS driver modules are not loaded!\n\n", stderr);
+    }
+    return EXIT_STATUS_HANDLER_FAILED;
+}
+
+int ShowHelp(unsigned short, char*[])
+{
+    std::printf("Usage: %s Options [Filename] [fruID=FruID] \n\n", VALDRN_PROGRAM_NAME);
+    for (const char* pchLine : S_apchHelpOptions) {
+        std::puts(pchLine);
+    }
+    std::printf("    %s -d ToBMC.sdr\n", VALDRN_PROGRAM_NAME);
+    std::printf("    %s -debugmsg -u ToLocal.sdr encoding=ascii\n", VALDRN_PROGRAM_NAME);
+    std::printf("    %s -v ToLocal.fru fruID=0x00\n", VALDRN_PROGRAM_NAME);
+    std::printf("    %s -updateFRU fieldName=datetime offset=0x1B fruID=0x00\n", VALDRN_PROGRAM_NAME);
+    std::printf("    %s -updateFRU fieldName=snProduct offset=0x60 strType=3\n", VALDRN_PROGRAM_NAME);
+    std::puts("                      strLength=0x05 strValue=\"12345\" fruID=0x00");
+    std::printf("    %s -d ToLocal.sdr -msgintf kcsio\n\n", VALDRN_PROGRAM_NAME);
+    return 0;
+}
+
+int ShowVersion(unsigned short, char*[])
+{
+    std::printf("\n\n %s (%s) \n\n", S_pchVersion, S_pchPlatform);
+    return 0;
+}
+
+int VerboseMode(unsigned short, char*[])
+{
+    G_bVerboseMode = true;
+    return 0;
+}

@@ -1,0 +1,4 @@
+#include "cli/interface_options.h"
+
+unsigned int eInterfaceInUse = eInterfaceOpenIPMI;
+IolDataRecord sIolData = {};

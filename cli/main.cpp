@@ -1,0 +1,22 @@
+// VALDRN: moves SDR and FRU data between local files and a server's BMC.
+#include <cstring>
+
+#include "cli/entry_point.h"
+#include "cli/interface_options.h"
+
+int main(int argc, char* argv[])
+{
+    ShowProductHeader();
+    TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
+
+    // Registration order is the options' identity, and the last one
+    // registered (debugmsg) is the modifier the engine lets stand beside an
+    // operation. The file operations, -kcs and the interface options join
+    // this table at their places as their handlers are built.
+    RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
+    RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
+    std::memset(&sIolData, 0, sizeof sIolData);
+    RegisterFunctionOrExit(engine, "debugmsg", 0, 0, VerboseMode);
+
+    return RunCommandLine(engine, argc, argv);
+}

@@ -1,0 +1,76 @@
+#include "cli/working_storage.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/diagnostics.h"
+
+SDREntry* G_psLocalSDREntryList = nullptr;
+SDREntry* G_psRepositorySDREntryList = nullptr;
+unsigned char* G_pu8LocalFRUDataBuffer = nullptr;
+unsigned char* G_pu8InventoryFRUDataBuffer = nullptr;
+unsigned short G_u16RawDataSizeFromFRUFile = 0;
+unsigned short G_u16ReadSizeFromFRUInventory = 0;
+
+namespace {
+
+TWorkingStorageAllocator S_pfnAllocator = std::calloc;
+
+// A zero-filled list with every slot marked free.
+SDREntry* AllocateSDRList()
+{
+    auto* psList = static_cast<SDREntry*>(S_pfnAllocator(SDR_LIST_SLOT_COUNT, sizeof(SDREntry)));
+    if (psList != nullptr) {
+        for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
+            psList[i].u16RecordID = SDR_FREE_SLOT_ID;
+        }
+    }
+    return psList;
+}
+
+template <typename T>
+void Release(T*& pBuffer)
+{
+    std::free(pBuffer);
+    pBuffer = nullptr;
+}
+
+void ReleaseAll()
+{
+    Release(G_psLocalSDREntryList);
+    Release(G_psRepositorySDREntryList);
+    Release(G_pu8LocalFRUDataBuffer);
+    Release(G_pu8InventoryFRUDataBuffer);
+}
+
+}  // namespace
+
+void SetWorkingStorageAllocator(TWorkingStorageAllocator pfnAllocator)
+{
+    S_pfnAllocator = pfnAllocator != nullptr ? pfnAllocator : std::calloc;
+}
+
+bool VLInit()
+{
+    ReleaseAll();  // a second VLInit in one run must not leak the first
+    G_psLocalSDREntryList = AllocateSDRList();
+    if (G_psLocalSDREntryList == nullptr) {
+        std::fputs("Add Memory allocation error!\n", stderr);
+        return false;
+    }
+    G_psRepositorySDREntryList = AllocateSDRList();
+    if (G_psRepositorySDREntryList == nullptr) {
+        // The local list stays allocated; VLExit releases it.
+        std::fputs("Get Memory allocation error!\n", stderr);
+        return false;
+    }
+    G_u16RawDataSizeFromFRUFile = 0;
+    G_u16ReadSizeFromFRUInventory = 0;
+    return true;
+}
+
+void VLExit()
+{
+    ReleaseAll();
+    DebugMessage("memory space deallocation successful\n");
+}

@@ -1,0 +1,25 @@
+// The working storage of one operation: the two SDR record lists and the
+// two FRU images with their sizes.
+#pragma once
+
+#include <cstddef>
+
+#include "sdr/sdr_record.h"
+
+extern SDREntry* G_psLocalSDREntryList;       // records from the local file
+extern SDREntry* G_psRepositorySDREntryList;  // records from the BMC's repository
+extern unsigned char* G_pu8LocalFRUDataBuffer;       // FRU image from the local file
+extern unsigned char* G_pu8InventoryFRUDataBuffer;   // FRU image from the BMC
+extern unsigned short G_u16RawDataSizeFromFRUFile;
+extern unsigned short G_u16ReadSizeFromFRUInventory;
+
+// Allocates both record lists with every slot free and clears the FRU
+// images; false (with a message) when memory is exhausted.
+bool VLInit();
+// Releases whatever of the four buffers is allocated.
+void VLExit();
+
+// The allocator VLInit uses for the record lists; tests replace it to
+// simulate memory exhaustion. Null restores the default.
+typedef void* (*TWorkingStorageAllocator)(std::size_t uCount, std::size_t uSize);
+void SetWorkingStorageAllocator(TWorkingStorageAllocator pfnAllocator);
