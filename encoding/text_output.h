@@ -1,0 +1,32 @@
+// Writing text lines in the output encoding chosen for a file, with the
+// "disk full" dialogue on a short write.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <iconv.h>
+
+// Results of the write routines.
+enum eWriteResult {
+    WRITE_OK = 0,
+    WRITE_INTERNAL_ERROR = 1,
+    WRITE_DISK_FULL = 14,  // the dialogue was held and the stream is closed
+};
+
+// Writes the bytes and pushes them to the file at once, so that a full
+// disk is noticed at the line that hits it; a short write holds the
+// dialogue. 0 written, 14 disk full.
+int WriteBytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount);
+
+// Tells the user the file may be corrupt, asks whether to delete it, closes
+// the stream and deletes the file on "y" or "Y". Returns 14.
+int HoldDiskFullDialogue(FILE* pStream, const char* pchPath);
+
+// The text's bytes as they are. 0, 14, or 1 for a null argument.
+int WriteToFile(FILE* pStream, const char* pchPath, const char* pchText);
+// The 8-bit text converted to UTF-16LE through the converter, 2 bytes a
+// character. 0, 14, or 1 for a null argument.
+int WriteWideCharToFile(FILE* pStream, const char* pchPath, const char* pchText, iconv_t pToUtf16);
+// The 8-bit text in the file's encoding (0 as it is, 1 UTF-8, 2 UTF-16LE);
+// 1 written, 0 on any failure.
+int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, unsigned int u32Encoding);

@@ -1,0 +1,173 @@
+#include "encoding/text_tokens.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+bool IsSpace(char chCharacter)
+{
+    return std::isspace(static_cast<unsigned char>(chCharacter)) != 0;
+}
+
+bool IsHexDigit(char chCharacter)
+{
+    return (chCharacter >= '0' && chCharacter <= '9') || (chCharacter >= 'a' && chCharacter <= 'f') ||
+           (chCharacter >= 'A' && chCharacter <= 'F');
+}
+
+bool ReportNullArgument(const void* pFirst, const void* pSecond = "")
+{
+    if (pFirst == nullptr || pSecond == nullptr) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return true;
+    }
+    return false;
+}
+
+// Copies at most TEXT_TOKEN_BUFFER_SIZE - 1 characters and terminates.
+void CopyToken(char* pchOutput, const char* pchInput, std::size_t uLength)
+{
+    if (uLength >= TEXT_TOKEN_BUFFER_SIZE) {
+        uLength = TEXT_TOKEN_BUFFER_SIZE - 1;
+    }
+    std::memcpy(pchOutput, pchInput, uLength);
+    pchOutput[uLength] = '\0';
+}
+
+// Moves the text from pchFrom (inside pchLine) to the start of the line.
+void KeepFrom(char* pchLine, const char* pchFrom)
+{
+    std::memmove(pchLine, pchFrom, std::strlen(pchFrom) + 1);
+}
+
+}  // namespace
+
+void TrimComment(char* pchLine)
+{
+    if (ReportNullArgument(pchLine)) {
+        return;
+    }
+    char* pchComment = std::strstr(pchLine, "//");
+    if (pchComment != nullptr) {
+        *pchComment = '\0';
+    }
+}
+
+char* TrimLeadingSpace(char* pchLine)
+{
+    if (ReportNullArgument(pchLine)) {
+        return pchLine;
+    }
+    const char* pchStart = pchLine;
+    while (IsSpace(*pchStart)) {
+        ++pchStart;
+    }
+    if (pchStart != pchLine) {
+        KeepFrom(pchLine, pchStart);
+    }
+    return pchLine;
+}
+
+void TrimSideSpace(char* pchLine)
+{
+    if (ReportNullArgument(pchLine)) {
+        return;
+    }
+    TrimLeadingSpace(pchLine);
+    std::size_t uLength = std::strlen(pchLine);
+    while (uLength > 1 && IsSpace(pchLine[uLength - 1])) {
+        --uLength;
+    }
+    pchLine[uLength] = '\0';
+}
+
+void ParseQuotedData(char* pchLine, char* pchString)
+{
+    if (ReportNullArgument(pchLine, pchString)) {
+        return;
+    }
+    pchString[0] = '\0';
+    if (pchLine[0] == '\0') {
+        return;
+    }
+    // The last apostrophe closes the string, so apostrophes inside it stay.
+    char* pchClose = std::strrchr(pchLine + 1, '\'');
+    if (pchClose == nullptr) {
+        return;
+    }
+    CopyToken(pchString, pchLine + 1, static_cast<std::size_t>(pchClose - (pchLine + 1)));
+    KeepFrom(pchLine, pchClose + 1);
+}
+
+void ParseNonQuotedData(char* pchLine, char* pchToken, int iKeepComment)
+{
+    if (ReportNullArgument(pchLine, pchToken)) {
+        return;
+    }
+    if (iKeepComment == 0) {
+        TrimComment(pchLine);
+    }
+    TrimSideSpace(pchLine);
+    const std::size_t uTokenLength = std::strcspn(pchLine, " \t\r\n");
+    CopyToken(pchToken, pchLine, uTokenLength);
+    KeepFrom(pchLine, pchLine + uTokenLength);
+}
+
+int GetNextToken(char* pchString, char* pchToken)
+{
+    const char* pchFound = std::strtok(pchString, " ,\t\n");
+    if (pchFound == nullptr) {
+        return 0;
+    }
+    const std::size_t uLength = std::strlen(pchFound);
+    // A longer value (a file name, say) would have to be cut, and a cut
+    // name is another file: refuse it instead.
+    if (uLength >= TEXT_TOKEN_BUFFER_SIZE) {
+        std::fprintf(stderr, "<ERROR> '%s' is longer than %zu characters. \n", pchFound,
+                     TEXT_TOKEN_BUFFER_SIZE - 1);
+        return 0;
+    }
+    if (pchToken != nullptr) {
+        CopyToken(pchToken, pchFound, uLength);
+    }
+    return 1;
+}
+
+int ValidateHexData(char* pchText)
+{
+    if (ReportNullArgument(pchText)) {
+        return 0;
+    }
+    if (pchText[0] == '0' && (pchText[1] == 'x' || pchText[1] == 'X')) {
+        if (pchText[2] == '\0') {
+            return 0;
+        }
+        KeepFrom(pchText, pchText + 2);
+    }
+    for (const char* pchDigit = pchText; *pchDigit != '\0'; ++pchDigit) {
+        if (!IsHexDigit(*pchDigit)) {
+            return 0;
+        }
+    }
+    return 1;
+}
+
+char* GetLowerCaseString(const char* pchText)
+{
+    static char ai8LowerCase[LOWER_CASE_MAX_LENGTH + 1];
+    ai8LowerCase[0] = '\0';
+    if (pchText == nullptr || std::strlen(pchText) > LOWER_CASE_MAX_LENGTH) {
+        return ai8LowerCase;
+    }
+    std::size_t i = 0;
+    for (; pchText[i] != '\0'; ++i) {
+        const char chCharacter = pchText[i];
+        ai8LowerCase[i] = (chCharacter >= 'A' && chCharacter <= 'Z')
+                              ? static_cast<char>(chCharacter - 'A' + 'a')
+                              : chCharacter;
+    }
+    ai8LowerCase[i] = '\0';
+    return ai8LowerCase;
+}
