@@ -1,0 +1,58 @@
+// Helpers shared by the tests: temporary directories, whole-file I/O,
+// captured output and scripted standard input.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace valdrn_test {
+
+// A fresh directory under the system's temporary directory, removed with
+// everything in it when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& Path() const { return m_sPath; }
+    std::string File(const std::string& sName) const { return m_sPath + "/" + sName; }
+
+private:
+    std::string m_sPath;
+};
+
+void WriteFile(const std::string& sPath, const std::string& sBytes);
+std::string ReadFile(const std::string& sPath);
+bool FileExists(const std::string& sPath);
+std::string Bytes(const std::vector<unsigned char>& au8Bytes);
+
+// Captures what the code under test writes to standard output and standard
+// error (at the descriptor level, so printf and puts are included).
+class CapturedOutput {
+public:
+    CapturedOutput();
+    ~CapturedOutput();
+    // Stops capturing (once) and returns what was captured.
+    void Finish();
+    const std::string& Out() const { return m_sOut; }
+    const std::string& Err() const { return m_sErr; }
+
+private:
+    bool m_bFinished = false;
+    std::string m_sOut;
+    std::string m_sErr;
+};
+
+// Gives the code under test the text as its standard input, restoring the
+// real one afterwards.
+class ScriptedStdin {
+public:
+    explicit ScriptedStdin(const std::string& sText);
+    ~ScriptedStdin();
+
+private:
+    int m_iSavedFd;
+};
+
+}  // namespace valdrn_test

@@ -1,0 +1,139 @@
+#include "cli/working_storage.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "cli/diagnostics.h"
+#include "support/test_support.h"
+
+using valdrn_test::CapturedOutput;
+
+namespace {
+
+int g_iAllocationsLeft = 0;
+
+// Succeeds g_iAllocationsLeft times, then reports exhaustion.
+void* LimitedAllocator(std::size_t uCount, std::size_t uSize)
+{
+    if (g_iAllocationsLeft <= 0) {
+        return nullptr;
+    }
+    --g_iAllocationsLeft;
+    return std::calloc(uCount, uSize);
+}
+
+class WorkingStorageTest : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        SetWorkingStorageAllocator(nullptr);
+        VLExit();
+        G_bVerboseMode = false;
+    }
+};
+
+bool AllSlotsFree(const SDREntry* psList)
+{
+    for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
+        if (psList[i].u16RecordID != 0xFFFF || IsSDRSlotOccupied(psList[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+TEST_F(WorkingStorageTest, InitAllocatesTwoFreeLists)
+{
+    G_u16RawDataSizeFromFRUFile = 7;
+    G_u16ReadSizeFromFRUInventory = 9;
+    CapturedOutput output;
+    ASSERT_TRUE(VLInit());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    ASSERT_NE(G_psLocalSDREntryList, nullptr);
+    ASSERT_NE(G_psRepositorySDREntryList, nullptr);
+    EXPECT_TRUE(AllSlotsFree(G_psLocalSDREntryList));
+    EXPECT_TRUE(AllSlotsFree(G_psRepositorySDREntryList));
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
+    EXPECT_EQ(G_u16RawDataSizeFromFRUFile, 0);
+    EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 0);
+}
+
+TEST_F(WorkingStorageTest, ExitReleasesEverythingAndTraces)
+{
+    ASSERT_TRUE(VLInit());
+    G_pu8LocalFRUDataBuffer = static_cast<unsigned char*>(std::malloc(16));
+    G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::malloc(32));
+    G_bVerboseMode = true;
+    CapturedOutput output;
+    VLExit();
+    output.Finish();
+    EXPECT_EQ(output.Out(), "memory space deallocation successful\n");
+    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
+    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
+}
+
+TEST_F(WorkingStorageTest, ExitIsQuietWithoutVerbose)
+{
+    ASSERT_TRUE(VLInit());
+    CapturedOutput output;
+    VLExit();
+    output.Finish();
+    EXPECT_EQ(output.Out(), "");
+}
+
+TEST_F(WorkingStorageTest, FirstListExhaustion)
+{
+    g_iAllocationsLeft = 0;
+    SetWorkingStorageAllocator(LimitedAllocator);
+    CapturedOutput output;
+    EXPECT_FALSE(VLInit());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "Add Memory allocation error!\n");
+    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
+    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
+}
+
+TEST_F(WorkingStorageTest, SecondListExhaustionKeepsTheFirstForExit)
+{
+    g_iAllocationsLeft = 1;
+    SetWorkingStorageAllocator(LimitedAllocator);
+    CapturedOutput output;
+    EXPECT_FALSE(VLInit());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "Get Memory allocation error!\n");
+    EXPECT_NE(G_psLocalSDREntryList, nullptr);
+    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
+    // VLExit after the failure releases only what exists (the sanitizer
+    // build would report a double free or a leak otherwise).
+    VLExit();
+    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
+}
+
+TEST_F(WorkingStorageTest, SecondInitDoesNotLeak)
+{
+    ASSERT_TRUE(VLInit());
+    G_pu8LocalFRUDataBuffer = static_cast<unsigned char*>(std::malloc(8));
+    ASSERT_TRUE(VLInit());
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
+    EXPECT_TRUE(AllSlotsFree(G_psLocalSDREntryList));
+}
+
+TEST(SDRSlot, OccupiedNeedsLengthAndId)
+{
+    SDREntry entry = {};
+    entry.u16RecordID = 0xFFFF;
+    entry.u8RecordLength = 10;
+    EXPECT_FALSE(IsSDRSlotOccupied(entry));
+    entry.u16RecordID = 0x0001;
+    EXPECT_TRUE(IsSDRSlotOccupied(entry));
+    entry.u8RecordLength = 0;
+    EXPECT_FALSE(IsSDRSlotOccupied(entry));
+    EXPECT_EQ(sizeof(SDREntry) * SDR_LIST_SLOT_COUNT, 6946710u);
+}
+
+}  // namespace
