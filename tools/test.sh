@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 bash tools/install-deps.sh
 
-cmake -S . -B build
+cmake -S . -B build -DVALDRN_BUILD_BENCH=ON
 cmake --build build -j2
 cmake -S . -B build-asan -DVALDRN_SANITIZE=ON
 cmake --build build-asan -j2

@@ -208,3 +208,21 @@ TEST(RunCommandLineLan, IncompleteLanOptionsAreStatusFour)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ParseCommandLineWrapper, HugeCommandLineIsRejectedNotWrapped)
+{
+    // 65537 words would wrap to a one-word line in 16 bits; it must be
+    // refused as a whole instead.
+    TCommandLineExecution engine(15);
+    engine.FunctionRegistry("h", 0, 0, SucceedingHandler);
+    engine.FunctionRegistry("debugmsg", 0, 0, SucceedingHandler);
+    std::vector<std::string> asWords(65537, "x");
+    asWords[0] = "-h";
+    auto apchArgv = Argv(asWords);
+    EXPECT_EQ(ParseCommandLine(static_cast<int>(apchArgv.size() - 1), apchArgv.data(), engine), 0);
+    EXPECT_EQ(engine.ReturnCode(), eRC_IncorrectFormat);
+}
+
+}  // namespace
