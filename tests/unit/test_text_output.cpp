@@ -133,13 +133,19 @@ protected:
         ASSERT_NE(m_pFile, nullptr);
     }
 
-    std::string Prompt() const
+    // Runs the write with the answer on standard input and checks the
+    // whole dialogue and its outcome.
+    template <typename Write>
+    void ExpectDialogue(const std::string& sAnswer, Write write, int iExpectedResult, bool bDeleted)
     {
-        return "Would you like to delete " + m_sPath + "? (y='YES')";
-    }
-    std::string Warning() const
-    {
-        return "<ERROR> Disk Full! " + m_sPath + " may be corrupt or incomplete.\n";
+        ScriptedStdin answer(sAnswer);
+        CapturedOutput output;
+        EXPECT_EQ(write(), iExpectedResult);
+        output.Finish();
+        EXPECT_EQ(output.Err(), "<ERROR> Disk Full! " + m_sPath + " may be corrupt or incomplete.\n");
+        EXPECT_EQ(output.Out(), "Would you like to delete " + m_sPath + "? (y='YES')" + m_sPath +
+                                    (bDeleted ? " has been deleted.\n" : " was not deleted.\n"));
+        EXPECT_EQ(FileExists(m_sPath), !bDeleted);
     }
 
     TempDir m_dir;
@@ -149,66 +155,37 @@ protected:
 
 TEST_F(DiskFullTest, AnswerYesDeletesTheFile)
 {
-    ScriptedStdin answer("y\n");
-    CapturedOutput output;
-    EXPECT_EQ(WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"), WRITE_DISK_FULL);
-    output.Finish();
-    EXPECT_EQ(output.Err(), Warning());
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " has been deleted.\n");
-    EXPECT_FALSE(FileExists(m_sPath));
+    ExpectDialogue("y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, true);
 }
 
 TEST_F(DiskFullTest, UpperCaseYesDeletesTheFile)
 {
-    ScriptedStdin answer("Y");
-    CapturedOutput output;
-    EXPECT_EQ(WriteStringToFile(m_pFile, m_sPath.c_str(), "_FRU (\n", FILE_ENCODING_UTF8), 0);
-    output.Finish();
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " has been deleted.\n");
-    EXPECT_FALSE(FileExists(m_sPath));
+    ExpectDialogue("Y", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_FRU (\n", FILE_ENCODING_UTF8); },
+                   0, true);
 }
 
 TEST_F(DiskFullTest, AnswerNoKeepsTheFile)
 {
-    ScriptedStdin answer("n\n");
-    CapturedOutput output;
-    EXPECT_EQ(WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"), WRITE_DISK_FULL);
-    output.Finish();
-    EXPECT_EQ(output.Err(), Warning());
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " was not deleted.\n");
-    EXPECT_TRUE(FileExists(m_sPath));
+    ExpectDialogue("n\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, NoAnswerKeepsTheFile)
 {
-    ScriptedStdin answer("");
-    CapturedOutput output;
-    EXPECT_EQ(WriteStringToFile(m_pFile, m_sPath.c_str(), "_SDR (\n", FILE_ENCODING_UTF16), 0);
-    output.Finish();
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " was not deleted.\n");
-    EXPECT_TRUE(FileExists(m_sPath));
+    ExpectDialogue("", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_SDR (\n", FILE_ENCODING_UTF16); },
+                   0, false);
 }
 
 TEST_F(DiskFullTest, OnlyTheFirstCharacterCounts)
 {
-    ScriptedStdin answer(" y\n");
-    CapturedOutput output;
-    EXPECT_EQ(WriteToFile(m_pFile, m_sPath.c_str(), "x"), WRITE_DISK_FULL);
-    output.Finish();
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " was not deleted.\n");
-    EXPECT_TRUE(FileExists(m_sPath));
+    ExpectDialogue(" y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "x"); }, WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, WideWriterHoldsTheSameDialogue)
 {
     iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
-    ScriptedStdin answer("y");
-    CapturedOutput output;
-    EXPECT_EQ(WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16), WRITE_DISK_FULL);
-    output.Finish();
+    ExpectDialogue("y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); },
+                   WRITE_DISK_FULL, true);
     iconv_close(pToUtf16);
-    EXPECT_EQ(output.Err(), Warning());
-    EXPECT_EQ(output.Out(), Prompt() + m_sPath + " has been deleted.\n");
 }
 
 }  // namespace
