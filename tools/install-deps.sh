@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  cmake g++ make pkg-config
+  cmake g++ make
   libgtest-dev libgmock-dev libbenchmark-dev
 )
 
