@@ -1,0 +1,98 @@
+#include <cstdio>
+
+#include "cli/diagnostics.h"
+#include "cli/working_storage.h"
+#include "sdr/sdr_record.h"
+
+namespace {
+
+// The next slot at or after uIndex that is not marked free, or uCount.
+unsigned int NextRecordSlot(const SDREntry* psList, unsigned int uIndex, unsigned int uCount)
+{
+    while (uIndex < uCount && psList[uIndex].u16RecordID == SDR_FREE_SLOT_ID) {
+        ++uIndex;
+    }
+    return uIndex;
+}
+
+// A record's length as far as its slot can hold it.
+unsigned short StoredLength(const SDREntry& entry)
+{
+    return entry.u8RecordLength < SDR_RECORD_DATA_SIZE ? entry.u8RecordLength : SDR_RECORD_DATA_SIZE;
+}
+
+void TraceRecord(const char* pchFormat, unsigned int uIndex, const SDREntry& entry)
+{
+    // Both fields show the position plus one, not the record ID: the BMC
+    // assigns IDs of its own.
+    DebugMessage(pchFormat, uIndex + 1, uIndex + 1);
+    DebugPrintArray(entry.au8RecordData, StoredLength(entry));
+}
+
+}  // namespace
+
+int SDRCompare(unsigned short u16FileCount, unsigned short u16BMCCount)
+{
+    DebugMessage("Record number: in local file is %d, in BMC is %d \n", u16FileCount, u16BMCCount);
+    if (u16FileCount != u16BMCCount) {
+        std::fprintf(stderr, "Record number different: in file is %d, in BMC is %d\n", u16FileCount, u16BMCCount);
+        return 0;
+    }
+    if (G_psLocalSDREntryList == nullptr || G_psRepositorySDREntryList == nullptr) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return 0;
+    }
+    const unsigned int uCount = u16FileCount < SDR_LIST_SLOT_COUNT ? u16FileCount : SDR_LIST_SLOT_COUNT;
+    unsigned int i = 0;
+    unsigned int j = 0;
+    for (;;) {
+        i = NextRecordSlot(G_psLocalSDREntryList, i, uCount);
+        j = NextRecordSlot(G_psRepositorySDREntryList, j, uCount);
+        // Records left over on one side after free slots are not looked
+        // at: the counts already agree.
+        if (i >= uCount || j >= uCount) {
+            return 1;
+        }
+        const SDREntry& fileRecord = G_psLocalSDREntryList[i];
+        const SDREntry& bmcRecord = G_psRepositorySDREntryList[j];
+        TraceRecord("File Seq=%04d, ID=%04Xh, Data=", i, fileRecord);
+        TraceRecord("BMC  Seq=%04d, ID=%04Xh, Data=", j, bmcRecord);
+        if (fileRecord.u8RecordType != bmcRecord.u8RecordType) {
+            std::fprintf(stderr, "<ERROR> Different record type in record %u!\n", i);
+            return 0;
+        }
+        if (fileRecord.u8RecordLength != bmcRecord.u8RecordLength) {
+            std::fprintf(stderr, "Different record length in record %u!\n", i);
+            return 0;
+        }
+        // Bytes 0 and 1, the record ID, are the BMC's to choose.
+        for (unsigned int uPosition = 2; uPosition < StoredLength(fileRecord); ++uPosition) {
+            if (fileRecord.au8RecordData[uPosition] != bmcRecord.au8RecordData[uPosition]) {
+                std::fprintf(stderr, "<ERROR> Different record data in record %u, %u  byte!\n", i, uPosition);
+                return 0;
+            }
+        }
+        ++i;
+        ++j;
+    }
+}
+
+void DebugPrintGetSDR(unsigned short u16RecordID, unsigned short u16NextRecordID, unsigned short u16Index,
+                      unsigned short u16Total)
+{
+    if (!G_bVerboseMode || G_psRepositorySDREntryList == nullptr) {
+        return;
+    }
+    // Index 0xFFFF names no slot (the list has 65535, 0 to 65534).
+    const bool bValidSlot = u16Index < SDR_LIST_SLOT_COUNT;
+    const SDREntry* psEntry = bValidSlot ? &G_psRepositorySDREntryList[u16Index] : nullptr;
+    DebugMessage("   SDRRecordID=%04X, RecordLength=%04X\n", u16RecordID, psEntry ? psEntry->u8RecordLength : 0);
+    DebugMessage("   RecordData=");
+    if (!bValidSlot) {
+        DebugMessage("SDR record size too big\n");
+    } else {
+        DebugPrintArray(psEntry->au8RecordData, StoredLength(*psEntry));
+    }
+    DebugMessage("   RecordGot=%X, RecordTotal=%X, RecordLimit=%04X\n", u16Index + 1, u16Total, 0xFFFF);
+    DebugMessage("   NextSDRRecordID=%04X\n", u16NextRecordID);
+}
