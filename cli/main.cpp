@@ -11,11 +11,17 @@ int main(int argc, char* argv[])
 
     // Registration order is the options' identity, and the last one
     // registered (debugmsg) is the modifier the engine lets stand beside an
-    // operation. The file operations, -kcs and the interface options join
-    // this table at their places as their handlers are built.
+    // operation. The file operations and -kcs join this table at their
+    // places as their handlers are built.
     RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
     RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
+    RegisterFunctionOrExit(engine, "msgintf", 1, 1, SetMessagingInterface);
     std::memset(&sIolData, 0, sizeof sIolData);
+    RegisterFunctionOrExit(engine, "n", 1, 1, SaveLanIF);
+    RegisterFunctionOrExit(engine, "H", 1, 1, SaveHostIP);
+    RegisterFunctionOrExit(engine, "U", 1, 1, SaveUserName);
+    RegisterFunctionOrExit(engine, "P", 1, 1, SavePassWord);
+    RegisterFunctionOrExit(engine, "C", 1, 1, SaveCipherValue);
     RegisterFunctionOrExit(engine, "debugmsg", 0, 0, VerboseMode);
 
     return RunCommandLine(engine, argc, argv);
