@@ -7,6 +7,9 @@
 #include <sstream>
 #include <stdexcept>
 #include <stdio_ext.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -113,6 +116,21 @@ ScriptedStdin::~ScriptedStdin()
     }
     __fpurge(stdin);  // what the code under test left unread must not reach the next test
     clearerr(stdin);
+}
+
+void ExitWithFakeLsmod(const std::string* psListing, int (*pfnBody)())
+{
+    TempDir fakeSbin;
+    if (psListing != nullptr) {
+        WriteFile(fakeSbin.File("lsmod"), "#!/bin/sh\nprintf '" + *psListing + "'\n");
+        chmod(fakeSbin.File("lsmod").c_str(), 0755);
+    }
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(fakeSbin.Path().c_str(), "/sbin", nullptr, MS_BIND, nullptr) != 0) {
+        std::fputs("cannot set up the private /sbin\n", stderr);
+        std::_Exit(99);
+    }
+    std::_Exit(pfnBody());
 }
 
 }  // namespace valdrn_test

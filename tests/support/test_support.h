@@ -55,4 +55,10 @@ private:
     int m_iSavedFd;
 };
 
+// For a death-test child only: makes /sbin a directory of the test's own
+// (in a private mount namespace) whose lsmod prints the listing, or that
+// has no lsmod at all for a null listing; then ends the process with
+// iBody()'s result.
+[[noreturn]] void ExitWithFakeLsmod(const std::string* psListing, int (*pfnBody)());
+
 }  // namespace valdrn_test
