@@ -139,14 +139,14 @@ eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8
     bool bTooLong = false;
     bool bAnyByte = false;
     for (;;) {
-        const int iFirst = std::getc(pFile);
+        const int iFirst = getc_unlocked(pFile);  // single-threaded: no stream locking per byte
         if (iFirst == EOF) {
             break;
         }
         bAnyByte = true;
         int iSecond = 0;
         if (bWide) {
-            iSecond = std::getc(pFile);
+            iSecond = getc_unlocked(pFile);
             if (iSecond == EOF) {
                 // Half a code unit at the end of the file: keep the byte.
                 if (uLength < uBufferSize) {
@@ -199,13 +199,13 @@ eTextLineResult ReadTextLine(TextReaderContext* psContext, char* pchLine, std::s
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return TEXT_LINE_END_OF_FILE;
     }
-    std::memset(pchLine, 0, uBufferSize);
     const std::size_t uCharacters = uBufferSize - 1;
     std::size_t uLength = 0;
     eTextLineResult eResult;
     if (psContext->u32Encoding != FILE_ENCODING_UTF16) {
         auto* pu8Line = reinterpret_cast<unsigned char*>(pchLine);
         eResult = ReadRawTextLine(psContext, pu8Line, uCharacters, &uLength);
+        pchLine[uLength] = '\0';
         if (eResult == TEXT_LINE_READ && HasNulUnit(pu8Line, uLength, 1)) {
             eResult = TEXT_LINE_NUL;
         }

@@ -1,14 +1,20 @@
 #include "encoding/text_tokens.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
+// The C locale's white space; written out because the readers call this
+// for every character of every line.
 bool IsSpace(char chCharacter)
 {
-    return std::isspace(static_cast<unsigned char>(chCharacter)) != 0;
+    return chCharacter == ' ' || (chCharacter >= '\t' && chCharacter <= '\r');
+}
+
+bool IsTokenDelimiter(char chCharacter)
+{
+    return chCharacter == ' ' || chCharacter == '\t' || chCharacter == '\r' || chCharacter == '\n';
 }
 
 bool IsHexDigit(char chCharacter)
@@ -49,9 +55,11 @@ void TrimComment(char* pchLine)
     if (ReportNullArgument(pchLine)) {
         return;
     }
-    char* pchComment = std::strstr(pchLine, "//");
-    if (pchComment != nullptr) {
-        *pchComment = '\0';
+    for (char* pch = pchLine; *pch != '\0'; ++pch) {
+        if (pch[0] == '/' && pch[1] == '/') {
+            *pch = '\0';
+            return;
+        }
     }
 }
 
@@ -110,7 +118,10 @@ void ParseNonQuotedData(char* pchLine, char* pchToken, int iKeepComment)
         TrimComment(pchLine);
     }
     TrimSideSpace(pchLine);
-    const std::size_t uTokenLength = std::strcspn(pchLine, " \t\r\n");
+    std::size_t uTokenLength = 0;
+    while (pchLine[uTokenLength] != '\0' && !IsTokenDelimiter(pchLine[uTokenLength])) {
+        ++uTokenLength;
+    }
     CopyToken(pchToken, pchLine, uTokenLength);
     KeepFrom(pchLine, pchLine + uTokenLength);
 }
