@@ -1,17 +1,13 @@
 #include "cli/option_values.h"
 
+#include "encoding/text_tokens.h"
+
 #include <climits>
 #include <cstring>
 
 namespace {
 
 bool IsDecimalDigit(char chCharacter) { return chCharacter >= '0' && chCharacter <= '9'; }
-
-bool IsHexDigit(char chCharacter)
-{
-    return IsDecimalDigit(chCharacter) || (chCharacter >= 'a' && chCharacter <= 'f') ||
-           (chCharacter >= 'A' && chCharacter <= 'F');
-}
 
 bool HasHexPrefix(const char* pchText)
 {
@@ -81,7 +77,7 @@ bool StringToInteger(const char* pchText, int* piValue)
     }
     long lValue = 0;
     for (const char* pch = pchDigits; *pch != '\0'; ++pch) {
-        if (bHex ? !IsHexDigit(*pch) : !IsDecimalDigit(*pch)) {
+        if (bHex ? !IsHexDigitChar(*pch) : !IsDecimalDigit(*pch)) {
             return false;
         }
         lValue = lValue * (bHex ? 16 : 10) + HexToDecimal(pch);

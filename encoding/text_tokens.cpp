@@ -17,12 +17,6 @@ bool IsTokenDelimiter(char chCharacter)
     return chCharacter == ' ' || chCharacter == '\t' || chCharacter == '\r' || chCharacter == '\n';
 }
 
-bool IsHexDigit(char chCharacter)
-{
-    return (chCharacter >= '0' && chCharacter <= '9') || (chCharacter >= 'a' && chCharacter <= 'f') ||
-           (chCharacter >= 'A' && chCharacter <= 'F');
-}
-
 bool ReportNullArgument(const void* pFirst, const void* pSecond = "")
 {
     if (pFirst == nullptr || pSecond == nullptr) {
@@ -48,7 +42,30 @@ void KeepFrom(char* pchLine, const char* pchFrom)
     std::memmove(pchLine, pchFrom, std::strlen(pchFrom) + 1);
 }
 
+unsigned char HexDigitValue(char chCharacter)
+{
+    if (chCharacter <= '9') {
+        return static_cast<unsigned char>(chCharacter - '0');
+    }
+    return static_cast<unsigned char>((chCharacter | 0x20) - 'a' + 10);
+}
+
 }  // namespace
+
+bool IsHexDigitChar(char chCharacter)
+{
+    return (chCharacter >= '0' && chCharacter <= '9') || (chCharacter >= 'a' && chCharacter <= 'f') ||
+           (chCharacter >= 'A' && chCharacter <= 'F');
+}
+
+bool ParseHexByteToken(const char* pchToken, unsigned char* pu8Byte)
+{
+    if (pchToken == nullptr || !IsHexDigitChar(pchToken[0]) || !IsHexDigitChar(pchToken[1]) || pchToken[2] != '\0') {
+        return false;
+    }
+    *pu8Byte = static_cast<unsigned char>(HexDigitValue(pchToken[0]) * 16 + HexDigitValue(pchToken[1]));
+    return true;
+}
 
 void TrimComment(char* pchLine)
 {
@@ -158,7 +175,7 @@ int ValidateHexData(char* pchText)
         KeepFrom(pchText, pchText + 2);
     }
     for (const char* pchDigit = pchText; *pchDigit != '\0'; ++pchDigit) {
-        if (!IsHexDigit(*pchDigit)) {
+        if (!IsHexDigitChar(*pchDigit)) {
             return 0;
         }
     }

@@ -10,6 +10,12 @@ constexpr std::size_t TEXT_TOKEN_BUFFER_SIZE = 256;
 // GetLowerCaseString keeps at most this many characters.
 constexpr std::size_t LOWER_CASE_MAX_LENGTH = 15;
 
+// '0'-'9', 'a'-'f', 'A'-'F'.
+bool IsHexDigitChar(char chCharacter);
+// A token of exactly two hexadecimal digits, either case, as a byte; the
+// byte is stored only on success.
+bool ParseHexByteToken(const char* pchToken, unsigned char* pu8Byte);
+
 // Cuts the line at the first "//", quoted or not.
 void TrimComment(char* pchLine);
 // Removes leading and trailing white space.

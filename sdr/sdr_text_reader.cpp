@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cli/option_values.h"
 #include "cli/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"
@@ -51,22 +50,6 @@ LineStatus ReadSDRLine(TextReaderContext* psContext, char* pchLine)
         return LINE_FAILED;
     }
     return LINE_READ;
-}
-
-bool IsHexDigit(char chCharacter)
-{
-    return (chCharacter >= '0' && chCharacter <= '9') || (chCharacter >= 'a' && chCharacter <= 'f') ||
-           (chCharacter >= 'A' && chCharacter <= 'F');
-}
-
-// Exactly two hexadecimal digits, either case.
-bool ParseHexByte(const char* pchToken, unsigned char* pu8Byte)
-{
-    if (std::strlen(pchToken) != 2 || !IsHexDigit(pchToken[0]) || !IsHexDigit(pchToken[1])) {
-        return false;
-    }
-    *pu8Byte = static_cast<unsigned char>(HexToDecimal(&pchToken[0]) * 16 + HexToDecimal(&pchToken[1]));
-    return true;
 }
 
 bool HasTokenLeft(const char* pchLine)
@@ -255,7 +238,7 @@ struct RecordReader {
             return STEP_NEXT_LINE;
         }
         unsigned char u8Byte = 0;
-        if (!ParseHexByte(achToken, &u8Byte)) {
+        if (!ParseHexByteToken(achToken, &u8Byte)) {
             ReportFormatError("'%s' is not a Hex byte data in record type %02Xh. (line %d) \n", achToken,
                               psEntry->u8RecordType, LineNumber(psContext));
             return STEP_FAILED;
@@ -410,7 +393,7 @@ int SDRReadRecordTypeLength(TextReaderContext* psContext, const char* pchTag, un
         ReportFormatError("Hex byte data does not follow the '%s' tag. (line %d) \n", pchTag, LineNumber(psContext));
         return 0;
     }
-    if (!ParseHexByte(achToken, &u8Value)) {
+    if (!ParseHexByteToken(achToken, &u8Value)) {
         ReportFormatError("'%s' is not a Hex byte data. (line %d) \n", achToken, LineNumber(psContext));
         return 0;
     }
