@@ -3,6 +3,7 @@
 
 #include "cli/entry_point.h"
 #include "cli/interface_options.h"
+#include "cli/test_operation.h"
 
 int main(int argc, char* argv[])
 {
@@ -14,6 +15,7 @@ int main(int argc, char* argv[])
     // operation. The file operations and -kcs join this table at their
     // places as their handlers are built.
     RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
+    RegisterFunctionOrExit(engine, "t", 2, 1, Test);
     RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
     RegisterFunctionOrExit(engine, "msgintf", 1, 1, SetMessagingInterface);
     std::memset(&sIolData, 0, sizeof sIolData);

@@ -138,6 +138,7 @@ eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8
     std::size_t uLength = 0;
     bool bTooLong = false;
     bool bAnyByte = false;
+    bool bSawLineEnd = false;
     for (;;) {
         const int iFirst = getc_unlocked(pFile);  // single-threaded: no stream locking per byte
         if (iFirst == EOF) {
@@ -167,10 +168,12 @@ eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8
             bTooLong = true;  // read on to the line end, so the next line starts clean
         }
         if (bLineEnd) {
+            bSawLineEnd = true;
             break;
         }
     }
     *puLength = uLength;
+    psContext->bLineEndSeen = bSawLineEnd;
     if (!bAnyByte) {
         return TEXT_LINE_END_OF_FILE;
     }

@@ -39,6 +39,7 @@ struct TextReaderContext {
     unsigned short u16LineNumber;  // lines read so far; messages print it
     unsigned int u32Encoding;
     iconv_t pToLatin1;  // UTF-16LE to ISO-8859-1, open only for UTF-16 files
+    bool bLineEndSeen;  // the last line read ended with its line end, not with the file
 };
 
 // Fills a context for an open stream; 1, or 0 after a message when the path

@@ -10,14 +10,14 @@ namespace {
 
 const iconv_t S_NoConverter = reinterpret_cast<iconv_t>(-1);
 
-std::string Latin1ToUtf8(const char* pchText)
+std::string Latin1ToUtf8(const void* pData, std::size_t uCount)
 {
     // ASCIIToUTF8 counts in 8 bits; pieces of 127 bytes keep its output
     // count exact, so a long text loses nothing.
     constexpr std::size_t uPieceSize = 127;
     std::string sUtf8;
-    const auto* pu8Text = reinterpret_cast<const unsigned char*>(pchText);
-    std::size_t uLeft = std::strlen(pchText);
+    const auto* pu8Text = static_cast<const unsigned char*>(pData);
+    std::size_t uLeft = uCount;
     unsigned char au8Piece[2 * uPieceSize];
     while (uLeft > 0) {
         const auto u8Count = static_cast<unsigned char>(uLeft < uPieceSize ? uLeft : uPieceSize);
@@ -98,7 +98,7 @@ int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, u
     }
     int iResult = WRITE_INTERNAL_ERROR;
     if (u32Encoding == FILE_ENCODING_UTF8) {
-        const std::string sUtf8 = Latin1ToUtf8(pchText);
+        const std::string sUtf8 = Latin1ToUtf8(pchText, std::strlen(pchText));
         iResult = WriteBytesToFile(pStream, pchPath, sUtf8.data(), sUtf8.size());
     } else if (u32Encoding == FILE_ENCODING_UTF16) {
         iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
@@ -114,4 +114,27 @@ int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, u
         std::fputs("<ERROR> Internal Error!\n", stderr);
     }
     return iResult == WRITE_OK ? 1 : 0;
+}
+
+int WriteLatin1BytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount,
+                           unsigned int u32Encoding)
+{
+    if (pStream == nullptr || pchPath == nullptr || pData == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return WRITE_INTERNAL_ERROR;
+    }
+    if (u32Encoding == FILE_ENCODING_UTF8) {
+        const std::string sUtf8 = Latin1ToUtf8(pData, uCount);
+        return WriteBytesToFile(pStream, pchPath, sUtf8.data(), sUtf8.size());
+    }
+    if (u32Encoding == FILE_ENCODING_UTF16) {
+        // Every ISO-8859-1 byte is the UTF-16 code unit of the same value.
+        std::string sWide;
+        for (std::size_t i = 0; i < uCount; ++i) {
+            sWide += static_cast<const char*>(pData)[i];
+            sWide += '\0';
+        }
+        return WriteBytesToFile(pStream, pchPath, sWide.data(), sWide.size());
+    }
+    return WriteBytesToFile(pStream, pchPath, pData, uCount);
 }
