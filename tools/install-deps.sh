@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake g++ make
   libgtest-dev libgmock-dev libbenchmark-dev
-  ipmitool
+  ipmitool freeipmi-tools
 )
 
 missing=()

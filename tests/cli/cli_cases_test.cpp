@@ -12,6 +12,7 @@
 //            content
 // Each case runs in a fresh temporary working directory.
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -164,5 +165,32 @@ TEST_P(CliCaseTest, Run)
 
 INSTANTIATE_TEST_SUITE_P(Cases, CliCaseTest, testing::ValuesIn(DiscoverCases()),
                          [](const testing::TestParamInfo<CliCase>& info) { return info.param.sName; });
+
+// Every sample file of examples/ passes -t (FRU files, named *.fru*, with
+// fruID=0).
+TEST(Examples, EachPassesTheTestOperation)
+{
+    int iFiles = 0;
+    for (const auto& entry : fs::directory_iterator(EXAMPLES_DIR)) {
+        const std::string sName = entry.path().filename().string();
+        const bool bFru = sName.find(".fru") != std::string::npos;
+        TempDir workDir;
+        TempDir outputDir;
+        fs::copy(entry.path(), fs::path(workDir.Path()) / sName);
+        std::vector<std::string> asArgs = {"-t", sName};
+        if (bFru) {
+            asArgs.push_back("fruID=0");
+        }
+        const RunResult result = RunProgram(asArgs, "", workDir.Path(), outputDir);
+        EXPECT_EQ(result.iStatus, 0) << sName << "\n" << result.sErr;
+        const std::string sSuccess =
+            std::string("No error found in ") + (bFru ? "FRU" : "SDR") + " file " + sName + "! \n \n";
+        EXPECT_GE(result.sOut.size(), sSuccess.size());
+        EXPECT_EQ(result.sOut.substr(result.sOut.size() - std::min(result.sOut.size(), sSuccess.size())), sSuccess);
+        EXPECT_EQ(result.sErr, "");
+        ++iFiles;
+    }
+    EXPECT_EQ(iFiles, 4);
+}
 
 }  // namespace

@@ -1,0 +1,279 @@
+#include "fru/fru_text_writer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "cli/diagnostics.h"
+#include "cli/working_storage.h"
+#include "fru/fru_text_reader.h"
+#include "support/fru_fixtures.h"
+#include "support/sdr_fixtures.h"
+#include "support/test_support.h"
+
+using namespace valdrn_test;
+using namespace std::string_literals;
+
+namespace {
+
+std::string HexLines(const std::string& sBytes)
+{
+    std::string sText;
+    for (unsigned char c : sBytes) {
+        char achLine[8];
+        std::snprintf(achLine, sizeof achLine, "%02X\n", c);
+        sText += achLine;
+    }
+    return sText;
+}
+
+class FruWriterTest : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(VLInit()); }
+    void TearDown() override
+    {
+        VLExit();
+        G_bVerboseMode = false;
+    }
+
+    // The inventory image as read from the BMC: its area, with zeros after
+    // the data as an inventory of a fixed size has.
+    void Inventory(const std::string& sImage, size_t uAreaSize = 0)
+    {
+        std::free(G_pu8InventoryFRUDataBuffer);
+        const size_t uSize = uAreaSize != 0 ? uAreaSize : sImage.size();
+        G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(uSize, 1));
+        std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());
+        G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(uSize);
+    }
+
+    int Save(unsigned int u32Encoding, const std::string& sName = "out.fru")
+    {
+        CapturedOutput output;
+        const int iResult = SaveFRUFile(m_dir.File(sName).c_str(), u32Encoding);
+        output.Finish();
+        m_sOut = output.Out();
+        m_sErr = output.Err();
+        return iResult;
+    }
+
+    std::string Written() const { return ReadFile(m_dir.File("out.fru")); }
+
+    // Reads the written file back; the local image.
+    std::string ReadBack()
+    {
+        CapturedOutput output;
+        const int iResult = ReadFRUFile(m_dir.File("out.fru").c_str());
+        output.Finish();
+        EXPECT_EQ(iResult, 1) << output.Err();
+        return std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile);
+    }
+
+    TempDir m_dir;
+    std::string m_sOut;
+    std::string m_sErr;
+};
+
+const std::string S_sHeaderOnly = FruImage({"", "", "", "", ""});
+
+TEST_F(FruWriterTest, OnlyTheCommonHeader)
+{
+    Inventory(S_sHeaderOnly);
+    EXPECT_EQ(Save(0), 1);
+    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(S_sHeaderOnly) + ")\n");
+    EXPECT_EQ(m_sOut, "The FRU data has been saved in file " + m_dir.File("out.fru") + "! \n");
+    EXPECT_EQ(m_sErr, "");
+}
+
+TEST_F(FruWriterTest, ByteOrderMarks)
+{
+    Inventory(S_sHeaderOnly);
+    EXPECT_EQ(Save(1), 1);
+    EXPECT_EQ(Written(), AsUtf8File("_FRU (\n_SEE_COMMON\n" + HexLines(S_sHeaderOnly) + ")\n"));
+    EXPECT_EQ(Save(2), 1);
+    EXPECT_EQ(Written(), AsUtf16File("_FRU (\n_SEE_COMMON\n" + HexLines(S_sHeaderOnly) + ")\n"));
+}
+
+// A board area whose product name (field 1) is the five characters.
+std::string BoardImage(uint8_t u8Language, const std::string& sProductName)
+{
+    return FruImage({"", "", FruBoardArea(u8Language, 0x0A0B0C, {FruAsciiField("ACME"), sProductName,
+                                                                 FruAsciiField("SN123"), FruEmptyField()}),
+                     "", ""});
+}
+
+TEST_F(FruWriterTest, BoardFieldsAsQuotedStrings)
+{
+    const std::string sImage = BoardImage(0, FruAsciiField("Board"));
+    Inventory(sImage);
+    EXPECT_EQ(Save(0), 1);
+    const std::string sArea = sImage.substr(8);
+    const std::string sExpected = "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_BOARD\n" +
+                                  HexLines(sArea.substr(0, 6)) + "C4\n'ACME'\nC5\n'Board'\nC5\n'SN123'\nC0\n" +
+                                  HexLines(sArea.substr(6 + 5 + 6 + 6 + 1)) + ")\n";
+    EXPECT_EQ(Written(), sExpected);
+}
+
+TEST_F(FruWriterTest, UnicodeBoardFieldRefusedInEightBitOutput)
+{
+    const std::string sBoard = std::string("B\0o\0", 4);
+    Inventory(BoardImage(0x01, FruUnicodeField(sBoard)));
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Board Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n");
+    EXPECT_EQ(m_sOut, "");
+}
+
+TEST_F(FruWriterTest, UnicodeFieldsRawInUtf16AndConvertedInUtf8)
+{
+    const std::string sWide = std::string("B\0\xE9\0\xAC\x20", 6);
+    const std::string sImage = BoardImage(0x01, FruUnicodeField(sWide));
+    Inventory(sImage);
+    EXPECT_EQ(Save(2), 1) << m_sErr;
+    const std::string sWritten = Written();
+    EXPECT_NE(sWritten.find("C\0" "6\0\n\0'\0"s + sWide + "'\0\n\0"s), std::string::npos);
+    // The serial number (field 2) stays 8-bit whatever the language.
+    EXPECT_NE(sWritten.find(AsUtf16File("'SN123'\n").substr(2)), std::string::npos);
+    EXPECT_EQ(ReadBack(), sImage);
+    EXPECT_EQ(Save(1), 1) << m_sErr;
+    EXPECT_NE(Written().find("C6\n'B\xC3\xA9\xE2\x82\xAC'\n"), std::string::npos);
+    EXPECT_EQ(ReadBack(), sImage);
+}
+
+TEST_F(FruWriterTest, Utf8KeepsEveryCharacter)
+{
+    // U+0141 has a low byte below 0x80: UTF16ToUTF8 would drop it.
+    const std::string sWide = std::string("\x41\x01" "x\0", 4);
+    const std::string sImage = BoardImage(0x01, FruUnicodeField(sWide));
+    Inventory(sImage);
+    EXPECT_EQ(Save(1), 1) << m_sErr;
+    EXPECT_NE(Written().find("'\xC5\x81x'"), std::string::npos);
+    EXPECT_EQ(ReadBack(), sImage);
+}
+
+TEST_F(FruWriterTest, EmptyFieldIsItsByteLineAlone)
+{
+    const std::string sImage = FruImage({"", FruChassisArea(0x17, {FruEmptyField(), FruEmptyField()}), "", "", ""});
+    Inventory(sImage);
+    EXPECT_EQ(Save(0), 1);
+    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_CHASSIS\n" + HexLines(sImage.substr(8)) +
+                             ")\n");
+}
+
+TEST_F(FruWriterTest, ManagementAccessRecords)
+{
+    const std::string sRaw = FruMultiRecord(0x03, "\x07" + std::string(16, '\x41'), false);
+    const std::string sText = FruMultiRecord(0x03, "\x02" "bmc-1", true);
+    const std::string sImage = FruImage({"", "", "", "", sRaw + sText});
+    Inventory(sImage);
+    EXPECT_EQ(Save(0), 1);
+    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_MULTIRECORD\n" + HexLines(sRaw) +
+                             HexLines(sText.substr(0, 6)) + "'bmc-1'\n)\n");
+    EXPECT_EQ(ReadBack(), sImage);
+}
+
+TEST_F(FruWriterTest, RoundTripInEveryAcceptingEncoding)
+{
+    struct Case {
+        std::string sImage;
+        std::vector<unsigned int> au32Encodings;
+    } aCases[] = {
+        {TypicalServerFru(), {0, 1, 2}},
+        {EveryEncodingFru(), {1, 2}},
+        {FruImage({"\x01\x10\x20\x30\x40\x50\x60\x70\x80\x90\xA0\xB0\xC0\xD0\xE0\xF0"s,
+                   FruChassisArea(0x01, {FruAsciiField("\xE9t\xE9 \xFF")}), "", "", ""}),
+         {0, 1, 2}},
+    };
+    for (const Case& roundTrip : aCases) {
+        Inventory(roundTrip.sImage, 1024);  // an inventory area larger than its data
+        for (unsigned int u32Encoding : roundTrip.au32Encodings) {
+            ASSERT_EQ(Save(u32Encoding), 1) << m_sErr;
+            EXPECT_EQ(ReadBack(), roundTrip.sImage) << "encoding " << u32Encoding;
+        }
+    }
+}
+
+TEST_F(FruWriterTest, EveryEncodingRefusedInEightBitOutput)
+{
+    Inventory(EveryEncodingFru());
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Board Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n");
+}
+
+TEST_F(FruWriterTest, ProductFileIdIsRefusedButNotTheSerialNumber)
+{
+    const std::string sWide = std::string("I\0D\0", 4);
+    const std::string sProduct = FruProductArea(0x02, {FruEmptyField(), FruEmptyField(), FruEmptyField(), FruEmptyField(),
+                                                       FruAsciiField("SN"), FruEmptyField(), FruUnicodeField(sWide)});
+    Inventory(FruImage({"", "", "", sProduct, ""}));
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Product Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n");
+}
+
+TEST_F(FruWriterTest, InvalidInventoryIsNotWritten)
+{
+    std::string sImage = TypicalServerFru();
+    sImage[20] = static_cast<char>(sImage[20] + 1);
+    Inventory(sImage);
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Incorrect FRU data. \nError checksum in CHASSIS Area. \n");
+    EXPECT_FALSE(FileExists(m_dir.File("out.fru")));
+}
+
+TEST_F(FruWriterTest, FieldsRunningPastTheArea)
+{
+    // A valid area (the checksum holds) whose fields do not end in C1
+    // within its length.
+    std::string sArea = "\x01\x01\x17\xC4" "ABCD"s;
+    sArea.back() = static_cast<char>(ZeroSumChecksum(sArea.substr(0, 7)));
+    Inventory(FruImage({"", sArea, "", "", ""}));
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> FRU write - Chassis Info Area length insufficient\n");
+}
+
+TEST_F(FruWriterTest, BinaryFieldCannotBeSaved)
+{
+    Inventory(FruImage({"", FruChassisArea(0x17, {"\x02\x12\x34"s}), "", "", ""}));
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "");
+}
+
+TEST_F(FruWriterTest, LineFeedInAFieldIsRefused)
+{
+    Inventory(FruImage({"", FruChassisArea(0x17, {FruAsciiField("A\nB")}), "", "", ""}));
+    EXPECT_EQ(Save(0), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x000C holds a line feed\n"
+                      "A FRU text file cannot carry it in a quoted string\n");
+}
+
+TEST_F(FruWriterTest, FullDiskStopsTheSave)
+{
+    Inventory(TypicalServerFru());
+    ASSERT_EQ(symlink("/dev/full", m_dir.File("out.fru").c_str()), 0);
+    ScriptedStdin answer("y\n");
+    EXPECT_EQ(Save(2), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Disk Full! " + m_dir.File("out.fru") + " may be corrupt or incomplete.\n");
+    EXPECT_FALSE(FileExists(m_dir.File("out.fru")));
+}
+
+TEST_F(FruWriterTest, CannotCreateTheFile)
+{
+    Inventory(S_sHeaderOnly);
+    EXPECT_EQ(Save(0, "nodir/out.fru"), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Cannot open file " + m_dir.File("nodir/out.fru") + "! \n");
+}
+
+TEST_F(FruWriterTest, VerboseTrace)
+{
+    Inventory(S_sHeaderOnly);
+    G_bVerboseMode = true;
+    EXPECT_EQ(Save(0), 1);
+    EXPECT_EQ(m_sOut, "\n*** FRU written ***\n)\n\n*** End of FRU written ***\nThe FRU data has been saved in file " +
+                          m_dir.File("out.fru") + "! \n");
+}
+
+}  // namespace
