@@ -46,6 +46,15 @@ int GetFileEncoding(const char* pchPath, unsigned int* pu32Encoding)
     return 1;
 }
 
+int GetReaderFileEncoding(const char* pchPath, unsigned int* pu32Encoding)
+{
+    if (!GetFileEncoding(pchPath, pu32Encoding)) {
+        std::fprintf(stderr, "<ERROR> Failure to get encoding info from file %s.\n", pchPath);
+        return 0;
+    }
+    return 1;
+}
+
 void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t uInputBytes,
                            char* pchOutput, std::size_t uOutputBytes)
 {

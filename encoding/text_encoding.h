@@ -22,6 +22,10 @@ constexpr std::size_t MAX_TEXT_LINE_BUFFER_SIZE = 1024;
 // Sets the encoding from the byte-order mark alone; 1, or 0 after a message.
 int GetFileEncoding(const char* pchPath, unsigned int* pu32Encoding);
 
+// GetFileEncoding for a reader: a failure adds "<ERROR> Failure to get
+// encoding info from file <path>." and a line end.
+int GetReaderFileEncoding(const char* pchPath, unsigned int* pu32Encoding);
+
 // Converts ENCODING_LINE_BUFFER_SIZE bytes of a zero-filled line buffer into
 // an output buffer of the same size; a character the target cannot hold
 // ends the text there.

@@ -29,11 +29,17 @@ void ReportAreaFailure(int iMode, const char* pchFormat, ...)
 
 bool SumsToZero(const unsigned char* pu8Bytes, unsigned int uCount)
 {
-    unsigned int uSum = 0;
-    for (unsigned int i = 0; i < uCount; ++i) {
-        uSum += pu8Bytes[i];
+    return FRUAreaChecksumCorrect(pu8Bytes, static_cast<unsigned short>(uCount), 0) == 1;
+}
+
+bool CheckVersion(int iMode, unsigned char u8Version, const char* pchName)
+{
+    if (u8Version != FRU_FORMAT_VERSION) {
+        ReportAreaFailure(iMode, "The version field (0x%02X) in %s Area != 0x%02X. \n", u8Version, pchName,
+                          FRU_FORMAT_VERSION);
+        return false;
     }
-    return (uSum & 0xFF) == 0;
+    return true;
 }
 
 // Data ends before the bytes [uFrom, uFrom + uCount) do.
@@ -105,9 +111,7 @@ int FRUValidateCommonArea(FRUValidateContext* psContext, FRUAreaInfo* psArea, in
         ReportAreaFailure(iMode, "The FRU data length < %d. \n", FRU_COMMON_HEADER_SIZE);
         return 0;
     }
-    if (pu8Header[0] != FRU_FORMAT_VERSION) {
-        ReportAreaFailure(iMode, "The version field (0x%02X) in %s Area != 0x%02X. \n", pu8Header[0], pchName,
-                          FRU_FORMAT_VERSION);
+    if (!CheckVersion(iMode, pu8Header[0], pchName)) {
         return 0;
     }
     if (pu8Header[6] != 0) {
@@ -163,10 +167,7 @@ int FRUValidateInternalArea(FRUValidateContext* psContext, const FRUAreaInfo* ps
         ReportAreaFailure(iMode, "Data is insufficient in %s Area. \n", FRUAreaName(psArea));
         return 0;
     }
-    const unsigned char u8Version = psContext->pu8Data[psArea->u16Offset];
-    if (u8Version != FRU_FORMAT_VERSION) {
-        ReportAreaFailure(iMode, "The version field (0x%02X) in %s Area != 0x%02X. \n", u8Version, FRUAreaName(psArea),
-                          FRU_FORMAT_VERSION);
+    if (!CheckVersion(iMode, psContext->pu8Data[psArea->u16Offset], FRUAreaName(psArea))) {
         return 0;
     }
     psContext->u16ValidatedSize = static_cast<unsigned short>(psContext->u16ValidatedSize + u16Length);
@@ -182,9 +183,7 @@ int FRUValidateChassisBoardProductArea(FRUValidateContext* psContext, const FRUA
         return 0;
     }
     const unsigned char* pu8Area = psContext->pu8Data + u16Offset;
-    if (pu8Area[0] != FRU_FORMAT_VERSION) {
-        ReportAreaFailure(iMode, "The version field (0x%02X) in %s Area != 0x%02X. \n", pu8Area[0], pchName,
-                          FRU_FORMAT_VERSION);
+    if (!CheckVersion(iMode, pu8Area[0], pchName)) {
         return 0;
     }
     const unsigned char u8LengthUnits = pu8Area[1];

@@ -491,8 +491,7 @@ int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
         return 0;
     }
     unsigned int u32Encoding = FILE_ENCODING_ASCII;
-    if (!GetFileEncoding(pchPath, &u32Encoding)) {
-        std::fprintf(stderr, "<ERROR> Failure to get encoding info from file %s.\n", pchPath);
+    if (!GetReaderFileEncoding(pchPath, &u32Encoding)) {
         return 0;
     }
     FILE* pFile = std::fopen(pchPath, "rb");
