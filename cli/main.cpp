@@ -1,9 +1,22 @@
 // VALDRN: moves SDR and FRU data between local files and a server's BMC.
 #include <cstring>
 
+#include "bmc/talk_to_bmc.h"
 #include "cli/entry_point.h"
 #include "cli/interface_options.h"
 #include "cli/test_operation.h"
+#include "encoding/text_tokens.h"
+
+namespace {
+
+const char* KcsOptionName()
+{
+    static char achName[8];
+    std::strcpy(achName, GetLowerCaseString("KCS"));
+    return achName;
+}
+
+}  // namespace
 
 int main(int argc, char* argv[])
 {
@@ -12,11 +25,13 @@ int main(int argc, char* argv[])
 
     // Registration order is the options' identity, and the last one
     // registered (debugmsg) is the modifier the engine lets stand beside an
-    // operation. The file operations and -kcs join this table at their
-    // places as their handlers are built.
+    // operation. The transfer operations (-d, -u, -v) and -updateFRU join
+    // this table at their places as their handlers are built. The hidden
+    // -kcs probe's name is made by lower-casing "KCS".
     RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
     RegisterFunctionOrExit(engine, "t", 2, 1, Test);
     RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
+    RegisterFunctionOrExit(engine, KcsOptionName(), 0, 0, CheckKCS);
     RegisterFunctionOrExit(engine, "msgintf", 1, 1, SetMessagingInterface);
     std::memset(&sIolData, 0, sizeof sIolData);
     RegisterFunctionOrExit(engine, "n", 1, 1, SaveLanIF);

@@ -5,8 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash tools/install-deps.sh
-cmake -S . -B build -DVALDRN_BUILD_TESTS=OFF
-cmake --build build -j2
+cmake -S . -B build
+cmake --build build -j2 --target VALDRN
 
 cd examples
 ../build/VALDRN -t ToBMC.sdr

@@ -7,9 +7,9 @@ cd "$(dirname "$0")/.."
 
 bash tools/install-deps.sh
 
-cmake -S . -B build -DVALDRN_BUILD_BENCH=ON
+cmake -S . -B build -DVALDRN_BUILD_TESTS=ON -DVALDRN_BUILD_BENCH=ON
 cmake --build build -j2
-cmake -S . -B build-asan -DVALDRN_SANITIZE=ON
+cmake -S . -B build-asan -DVALDRN_BUILD_TESTS=ON -DVALDRN_SANITIZE=ON
 cmake --build build-asan -j2
 
 status=0

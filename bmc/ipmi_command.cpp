@@ -1,0 +1,120 @@
+#include "bmc/ipmi_command.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "bmc/talk_to_bmc.h"
+#include "cli/diagnostics.h"
+#include "cli/interface_options.h"
+
+namespace {
+
+// Commands whose success answer is the completion code and one byte.
+bool AcceptsShortAnswer(unsigned char u8Cmd)
+{
+    return u8Cmd == 0x27 || u8Cmd == 0x2C || u8Cmd == 0x12;
+}
+
+unsigned short TracedLength(unsigned short u16Length)
+{
+    return u16Length < IPMI_RESPONSE_DATA_SIZE ? u16Length : IPMI_RESPONSE_DATA_SIZE;
+}
+
+}  // namespace
+
+bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord)
+{
+    if (psRecord == nullptr) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return false;
+    }
+    if (eInterfaceInUse == eInterfaceLanPlus) {
+        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord);
+    }
+    std::memset(psRecord->au8ResponseData, 0, sizeof psRecord->au8ResponseData);
+    const auto u8NetFn = static_cast<unsigned char>(u8NetFnLun >> 2);
+    const auto u8Lun = static_cast<unsigned char>(u8NetFnLun & 3);
+    DebugMessage("   NetFn=0x%X, Cmd=0x%X, ReqLen=0x%X\n   ReqData=", u8NetFn, u8Cmd, psRecord->u8RequestLength);
+    DebugPrintArray(psRecord->au8RequestData, psRecord->u8RequestLength);
+    if (G_pTalkBMC == nullptr) {
+        psRecord->u8CompletionCode = 0xFF;  // no interface open: nothing was sent
+    } else {
+        if (psRecord->u16ResponseLength > IPMI_RESPONSE_DATA_SIZE) {
+            psRecord->u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+        }
+        G_pTalkBMC->RequestBMC(u8NetFn, u8Cmd, u8Lun, psRecord->au8RequestData, psRecord->u8RequestLength,
+                               psRecord->au8ResponseData, &psRecord->u16ResponseLength);
+        psRecord->u8CompletionCode = G_pTalkBMC->CompletionCode();
+    }
+    DebugMessage("   cCode=0x%X, RspLen=0x%X\n   RspData=", psRecord->u8CompletionCode, psRecord->u16ResponseLength);
+    DebugPrintArray(psRecord->au8ResponseData, TracedLength(psRecord->u16ResponseLength));
+    DebugMessage("\n");
+    if (psRecord->u8CompletionCode != 0) {
+        return false;
+    }
+    return psRecord->u16ResponseLength >= 2 || AcceptsShortAnswer(u8Cmd);
+}
+
+int InitializeRMCPPlus()
+{
+    return 1;  // every ipmitool run opens and closes its own session
+}
+
+bool GetDeviceID()
+{
+    DebugMessage("\n=> CMD_GET_DEVICE_ID\n");
+    IPMICommandRecord record = {};
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    // A connection test that stops on ipmitool's error leaves the
+    // completion code as it was: it must not read as success.
+    record.u8CompletionCode = 0xFF;
+    return DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record);
+}
+
+bool InitializeInterface()
+{
+    if (eInterfaceInUse != eInterfaceLanPlus) {
+        return InitializeKCS();
+    }
+    InitializeRMCPPlus();
+    if (!GetDeviceID()) {
+        std::fputs("\n\nGet Device ID failed. Please check LAN+ configuration.\n\n", stderr);
+        return false;
+    }
+    return true;
+}
+
+void SetRepositoryInfo(const unsigned char* pu8ResponseData, SDRRepositoryInfo* psInfo)
+{
+    if (pu8ResponseData == nullptr || psInfo == nullptr) {
+        return;
+    }
+    const unsigned char u8Support = pu8ResponseData[13];
+    psInfo->u8SDRVersion = pu8ResponseData[0];
+    psInfo->u16RecordCount = ParseByIndex(pu8ResponseData, 1, 2);
+    psInfo->u16FreeSpace = ParseByIndex(pu8ResponseData, 3, 2);
+    psInfo->u8OverflowFlag = static_cast<unsigned char>(u8Support >> 7);
+    psInfo->u8UpdateMode = static_cast<unsigned char>((u8Support >> 5) & 0x03);
+    psInfo->bDeleteSDRSupported = (u8Support & 0x08) != 0;
+    psInfo->bPartialAddSupported = (u8Support & 0x04) != 0;
+    psInfo->bReserveSupported = (u8Support & 0x02) != 0;
+    psInfo->bAllocationInfoSupported = (u8Support & 0x01) != 0;
+}
+
+unsigned char GetLowByteOfWord(unsigned short u16Word)
+{
+    return static_cast<unsigned char>(u16Word & 0xFF);
+}
+
+unsigned char GetHighByteOfWord(unsigned short u16Word)
+{
+    return static_cast<unsigned char>(u16Word >> 8);
+}
+
+unsigned short ParseByIndex(const unsigned char* pu8Bytes, unsigned int uIndex, unsigned int uWidth)
+{
+    if (uWidth < 2) {
+        return pu8Bytes[uIndex];
+    }
+    return static_cast<unsigned short>(pu8Bytes[uIndex] + (pu8Bytes[uIndex + 1] << 8));
+}

@@ -1,0 +1,54 @@
+// Every IPMI request of the program goes through DoIPMICommand: to the
+// system interface, or over LAN+ by running ipmitool once per attempt.
+#pragma once
+
+#include <string>
+
+constexpr unsigned int IPMI_REQUEST_DATA_SIZE = 32;
+constexpr unsigned int IPMI_RESPONSE_DATA_SIZE = 100;
+
+// NetFn/LUN bytes the program sends (LUN 0).
+constexpr unsigned char NETFN_LUN_APP = 0x18;      // NetFn 0x06
+constexpr unsigned char NETFN_LUN_STORAGE = 0x28;  // NetFn 0x0A
+constexpr unsigned char CMD_GET_DEVICE_ID = 0x01;
+
+struct IPMICommandRecord {
+    unsigned char u8CompletionCode;
+    unsigned char u8RequestLength;
+    unsigned short u16ResponseLength;  // in: capacity (100); out: bytes after the completion code
+    unsigned char au8RequestData[IPMI_REQUEST_DATA_SIZE];
+    unsigned char au8ResponseData[IPMI_RESPONSE_DATA_SIZE];
+};
+
+struct SDRRepositoryInfo {
+    unsigned char u8SDRVersion;
+    unsigned short u16RecordCount;
+    unsigned short u16FreeSpace;
+    unsigned char u8OverflowFlag;
+    unsigned char u8UpdateMode;
+    bool bDeleteSDRSupported;
+    bool bPartialAddSupported;
+    bool bReserveSupported;
+    bool bAllocationInfoSupported;
+};
+
+// True when the request succeeded (completion code 0 and, for most
+// commands, a response of at least 2 bytes).
+bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
+// One request over LAN+: up to six ipmitool runs.
+bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
+
+int InitializeRMCPPlus();
+// Opens the interface chosen on the command line; false after a message.
+bool InitializeInterface();
+bool GetDeviceID();
+
+void SetRepositoryInfo(const unsigned char* pu8ResponseData, SDRRepositoryInfo* psInfo);
+unsigned char GetLowByteOfWord(unsigned short u16Word);
+unsigned char GetHighByteOfWord(unsigned short u16Word);
+unsigned short ParseByIndex(const unsigned char* pu8Bytes, unsigned int uIndex, unsigned int uWidth);
+
+// The value as one shell word that the shell passes on unchanged: as it is
+// when every character is one the shell takes literally, else in single
+// quotes.
+std::string QuoteForShell(const char* pchValue);

@@ -1,0 +1,65 @@
+// Starts and stops the test BMC: OpenIPMI's ipmi_sim with our module,
+// serving RMCP+ on UDP port 623 of a loopback address of its own, so that
+// ipmitool reaches it without a port option and several BMCs can run at
+// once.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "support/test_support.h"
+
+namespace valdrn_test {
+
+struct CommandResult {
+    int iStatus = -1;
+    std::string sOut;
+    std::string sErr;
+};
+
+// Runs a program (no shell) and collects its exit status and output.
+CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::string& sStdin = "");
+
+class TestBmc {
+public:
+    // The module options (see tests/bmc/valdrn_bmc_module.c); the state
+    // file and the default FRU devices (0: 2048 bytes, 1: 512 bytes) are
+    // added unless given.
+    explicit TestBmc(const std::string& sModuleOptions = "");
+    ~TestBmc();
+    TestBmc(const TestBmc&) = delete;
+    TestBmc& operator=(const TestBmc&) = delete;
+
+    void Start();
+    void Stop();
+    // Stops and starts again on the same address and state.
+    void Restart();
+
+    const std::string& Address() const { return m_sAddress; }
+    int SerialPort() const { return m_iSerialPort; }
+    static const char* User() { return "admin"; }
+    static const char* Password() { return "secret"; }
+
+    // The LAN+ options for VALDRN.
+    std::vector<std::string> LanOptions() const;
+    // ipmitool with this BMC's LAN+ options, then the arguments.
+    CommandResult Ipmitool(const std::vector<std::string>& asArgs) const;
+    // Changes the module's behaviour at run time; throws when refused.
+    void Knob(const std::string& sSetting) const;
+    // Gives user 3 ("odd", admin) this password.
+    void SetOddUserPassword(const std::string& sPassword) const;
+
+private:
+    void WriteConfiguration();
+    bool Answers() const;
+
+    TempDir m_dir;
+    std::string m_sModuleOptions;
+    std::string m_sAddress;
+    int m_iSerialPort = 0;
+    pid_t m_pid = -1;
+};
+
+}  // namespace valdrn_test
