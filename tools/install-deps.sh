@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake g++ make
   libgtest-dev libgmock-dev libbenchmark-dev
-  ipmitool freeipmi-tools
+  ipmitool freeipmi-tools openipmi libopenipmi-dev
 )
 
 missing=()

@@ -1,0 +1,371 @@
+// IPMI requests over LAN+: Debian's ipmitool against the test BMC, and
+// stand-in ipmitool scripts for outputs a real one cannot produce.
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "bmc/ipmi_command.h"
+#include "bmc/test_bmc.h"
+#include "cli/diagnostics.h"
+#include "cli/interface_options.h"
+#include "support/test_support.h"
+
+using namespace valdrn_test;
+
+namespace {
+
+void UseLan(const std::string& sHost, const std::string& sUser, const std::string& sPassword,
+            unsigned short u16Cipher = 3)
+{
+    std::memset(&sIolData, 0, sizeof sIolData);
+    std::snprintf(sIolData.achHostIP, sizeof sIolData.achHostIP, "%s", sHost.c_str());
+    std::snprintf(sIolData.achUserName, sizeof sIolData.achUserName, "%s", sUser.c_str());
+    std::snprintf(sIolData.achPassword, sizeof sIolData.achPassword, "%s", sPassword.c_str());
+    std::snprintf(sIolData.achInterface, sizeof sIolData.achInterface, "lanplus");
+    sIolData.u16CipherSuiteID = u16Cipher;
+    eInterfaceInUse = eInterfaceLanPlus;
+}
+
+IPMICommandRecord Record(std::initializer_list<unsigned char> au8Request, unsigned char u8CompletionCode = 0)
+{
+    IPMICommandRecord record = {};
+    record.u8CompletionCode = u8CompletionCode;
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    for (unsigned char u8Byte : au8Request) {
+        record.au8RequestData[record.u8RequestLength++] = u8Byte;
+    }
+    return record;
+}
+
+int CountOf(const std::string& sText, const std::string& sPart)
+{
+    int iCount = 0;
+    for (size_t uAt = sText.find(sPart); uAt != std::string::npos; uAt = sText.find(sPart, uAt + 1)) {
+        ++iCount;
+    }
+    return iCount;
+}
+
+struct Sent {
+    bool bResult;
+    std::string sTrace;
+};
+
+Sent Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord& record)
+{
+    G_bVerboseMode = true;
+    CapturedOutput output;
+    const bool bResult = DoIPMICommand(u8NetFnLun, u8Cmd, &record);
+    output.Finish();
+    G_bVerboseMode = false;
+    return {bResult, output.Out()};
+}
+
+class LanTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { s_pBmc = new TestBmc(); }
+    static void TearDownTestSuite()
+    {
+        delete s_pBmc;
+        s_pBmc = nullptr;
+    }
+    void SetUp() override
+    {
+        s_pBmc->Knob("nofaults");
+        UseLan(s_pBmc->Address(), TestBmc::User(), TestBmc::Password());
+    }
+    void TearDown() override { eInterfaceInUse = eInterfaceOpenIPMI; }
+
+    std::string CommandLine(const std::string& sNetFnCmd) const
+    {
+        return "   ipmitool -C 3 -I lanplus -U admin -P secret -H " + s_pBmc->Address() + " raw " + sNetFnCmd;
+    }
+
+    static TestBmc* s_pBmc;
+};
+
+TestBmc* LanTest::s_pBmc = nullptr;
+
+TEST_F(LanTest, GetDeviceID)
+{
+    CapturedOutput output;
+    EXPECT_TRUE(GetDeviceID());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_APP, CMD_GET_DEVICE_ID, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u16ResponseLength, 15);
+    EXPECT_EQ(record.au8ResponseData[2], 0x09);  // firmware revision of the test BMC
+    EXPECT_EQ(sent.sTrace.rfind("   NetFn=0x6, Cmd=0x1, ReqLen=0x0\n   ReqData=None\n" + CommandLine("0x06 0x01 ") +
+                                    "   cCode=0x0, RspLen=0xF\n   RspData=00 03 09 08 02 9F 91 12 00 02 0F 00 00 00 00 \n\n",
+                                0),
+              0u)
+        << sent.sTrace;
+}
+
+TEST_F(LanTest, InitializeInterfaceOverLan)
+{
+    CapturedOutput output;
+    EXPECT_TRUE(InitializeInterface());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    EXPECT_EQ(InitializeRMCPPlus(), 1);
+}
+
+TEST_F(LanTest, SdrRepositoryInfo)
+{
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x20, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u16ResponseLength, 14);
+    EXPECT_EQ(record.au8ResponseData[0], 0x51);
+    EXPECT_EQ(record.au8ResponseData[13], 0x0E);
+    EXPECT_EQ(CountOf(sent.sTrace, "ipmitool -C"), 1);
+}
+
+TEST_F(LanTest, InjectedFailureIsTriedSixTimesWithoutPause)
+{
+    s_pBmc->Knob("fail=0a:20:1:c5:0");
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x20, record);
+    EXPECT_FALSE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, 0xC5);
+    EXPECT_EQ(CountOf(sent.sTrace, CommandLine("0x0a 0x20 ")), 6);
+    for (int i = 1; i <= 5; ++i) {
+        EXPECT_EQ(CountOf(sent.sTrace, "   Retry " + std::to_string(i) + "\n"), 1);
+    }
+    EXPECT_EQ(CountOf(sent.sTrace, "Wait 200 ms"), 0);
+    EXPECT_EQ(CountOf(sent.sTrace, "\r   Execute ipmitool: Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 "
+                                   "cmd=0x20 rsp=0xc5): Reservation cancelled or invalid\n"),
+              6);
+    EXPECT_NE(sent.sTrace.find("   cCode=0xC5, "), std::string::npos);
+}
+
+TEST_F(LanTest, OneFailedAttemptThenSuccess)
+{
+    s_pBmc->Knob("fail=0a:20:1:c0:1");
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x20, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, 0x00);
+    EXPECT_EQ(CountOf(sent.sTrace, "   Retry 1\n"), 1);
+    EXPECT_EQ(CountOf(sent.sTrace, "   Retry 2\n"), 0);
+}
+
+TEST_F(LanTest, GetSdrOfTwentyBytes)
+{
+    // A record of 0x18 bytes, added through the test BMC, read 18 at a time.
+    const CommandResult reserve = s_pBmc->Ipmitool({"raw", "0x0a", "0x22"});
+    ASSERT_EQ(reserve.iStatus, 0);
+    std::vector<std::string> asAdd = {"raw", "0x0a", "0x24", "0", "0", "0x51", "0xC0", "0x13"};
+    for (int i = 0; i < 0x13; ++i) {
+        asAdd.push_back(std::to_string(i));
+    }
+    const CommandResult add = s_pBmc->Ipmitool(asAdd);
+    ASSERT_EQ(add.iStatus, 0) << add.sErr;
+    const unsigned int uId = std::strtoul(add.sOut.c_str(), nullptr, 16);
+    IPMICommandRecord record = Record({0x00, 0x00, static_cast<unsigned char>(uId), 0x00, 0x00, 18});
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x23, record);
+    EXPECT_TRUE(sent.bResult) << sent.sTrace;
+    EXPECT_EQ(record.u8CompletionCode, 0x00);
+    EXPECT_EQ(record.u16ResponseLength, 20);
+    EXPECT_EQ(record.au8ResponseData[4], 0x51);
+}
+
+TEST_F(LanTest, RefusedCredentialsStopAtOnce)
+{
+    UseLan(s_pBmc->Address(), "admin", "wrong");
+    IPMICommandRecord record = Record({}, 0xFF);
+    const Sent sent = Send(NETFN_LUN_APP, CMD_GET_DEVICE_ID, record);
+    EXPECT_FALSE(sent.bResult);
+    EXPECT_EQ(CountOf(sent.sTrace, "ipmitool -C 3"), 1);
+    EXPECT_NE(sent.sTrace.find("\r   Execute ipmitool: Error: Unable to establish IPMI v2 / RMCP+ session\n"),
+              std::string::npos)
+        << sent.sTrace;
+    CapturedOutput output;
+    EXPECT_FALSE(InitializeInterface());
+    output.Finish();
+    EXPECT_EQ(output.Err(), "\n\nGet Device ID failed. Please check LAN+ configuration.\n\n");
+}
+
+TEST_F(LanTest, UnsupportedCipherMakesOneAttempt)
+{
+    UseLan(s_pBmc->Address(), "admin", "secret", 17);
+    IPMICommandRecord record = Record({}, 0xFF);
+    const Sent sent = Send(NETFN_LUN_APP, CMD_GET_DEVICE_ID, record);
+    EXPECT_FALSE(sent.bResult);
+    EXPECT_EQ(CountOf(sent.sTrace, "ipmitool -C 17"), 1);
+    EXPECT_EQ(CountOf(sent.sTrace, "Retry"), 0);
+}
+
+TEST_F(LanTest, PasswordWithShellCharactersReachesIpmitoolWhole)
+{
+    const std::string sPassword = "a'b\"c$d;e f";
+    s_pBmc->SetOddUserPassword(sPassword);
+    UseLan(s_pBmc->Address(), "odd", sPassword);
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_APP, CMD_GET_DEVICE_ID, record);
+    EXPECT_TRUE(sent.bResult) << sent.sTrace;
+    EXPECT_NE(sent.sTrace.find("-U odd -P 'a'\\''b\"c$d;e f' -H "), std::string::npos) << sent.sTrace;
+}
+
+// --- stand-in ipmitool ------------------------------------------------------------------
+
+class StandInTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        const char* pchPath = std::getenv("PATH");
+        m_sSavedPath = pchPath != nullptr ? pchPath : "";
+        setenv("PATH", (m_dir.Path() + ":" + m_sSavedPath).c_str(), 1);
+        UseLan("10.1.2.3", "user", "pass");
+    }
+    void TearDown() override
+    {
+        setenv("PATH", m_sSavedPath.c_str(), 1);
+        eInterfaceInUse = eInterfaceOpenIPMI;
+    }
+    // The script's body; it may use $COUNT, the number of earlier runs.
+    void StandIn(const std::string& sBody)
+    {
+        WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\nCOUNT=$(cat " + m_dir.File("count") + " 2>/dev/null || echo 0)\n"
+                                          "echo $((COUNT + 1)) > " + m_dir.File("count") + "\necho \"$@\" >> " +
+                                          m_dir.File("argv") + "\n" + sBody);
+        chmod(m_dir.File("ipmitool").c_str(), 0755);
+    }
+    std::string Argv() const { return ReadFile(m_dir.File("argv")); }
+
+    TempDir m_dir;
+    std::string m_sSavedPath;
+};
+
+TEST_F(StandInTest, NoOutputIsAnEmptyAnswer)
+{
+    StandIn("exit 0\n");
+    IPMICommandRecord record = Record({0x01}, 0x33);
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x2C, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, 0);
+    EXPECT_EQ(record.u16ResponseLength, 0);
+    EXPECT_EQ(Argv(), "-C 3 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x0a 0x2c 0x01\n");
+}
+
+TEST_F(StandInTest, CipherOptionOnlyBelow255)
+{
+    StandIn("echo ' 01 02'\n");
+    sIolData.u16CipherSuiteID = 255;
+    IPMICommandRecord record = Record({});
+    EXPECT_TRUE(Send(NETFN_LUN_APP, 0x01, record).bResult);
+    sIolData.u16CipherSuiteID = 0;
+    record = Record({});
+    const Sent sent = Send(NETFN_LUN_APP, 0x01, record);
+    EXPECT_EQ(Argv(), "-I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n"
+                      "-C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n");
+    EXPECT_NE(sent.sTrace.find("   ipmitool -C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01 "),
+              std::string::npos);
+}
+
+TEST_F(StandInTest, ErrorWithoutParenthesisKeepsTheCompletionCode)
+{
+    StandIn("echo 'Error: something went wrong'\n");
+    IPMICommandRecord record = Record({}, 0x77);
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x22, record);
+    EXPECT_FALSE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, 0x77);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "6\n");
+    // Left at 0 on entry, the same runs report success: the completion
+    // code alone decides.
+    record = Record({}, 0x00);
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, 0x22, record).bResult);
+}
+
+TEST_F(StandInTest, ErrorWordsAnywhere)
+{
+    for (const char* pchOutput : {"x failed y", "no support for z", "Unable to q", "Error"}) {
+        StandIn(std::string("echo '") + pchOutput + "'\n");
+        IPMICommandRecord record = Record({}, 0x44);
+        EXPECT_FALSE(Send(NETFN_LUN_STORAGE, 0x22, record).bResult) << pchOutput;
+    }
+}
+
+TEST_F(StandInTest, EmptyFirstLineStopsRetrying)
+{
+    StandIn("printf '\\nUnable to do it\\n'\n");
+    IPMICommandRecord record = Record({}, 0x44);
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, 0x22, record).bResult);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "1\n");
+}
+
+TEST_F(StandInTest, OutputBufferIsNotClearedBetweenAttempts)
+{
+    // A long failure first, then a short answer: the answer's text keeps
+    // the tail of the failure after it, and its words become bytes too.
+    StandIn("if [ $COUNT -eq 0 ]; then\n"
+            "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc3): Timeout'\n"
+            "else\n  printf ' 01 02'\nfi\n");
+    IPMICommandRecord record = Record({});
+    const Sent sent = Send(NETFN_LUN_STORAGE, 0x22, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, 0);
+    EXPECT_EQ(record.au8ResponseData[0], 0x01);
+    EXPECT_GT(record.u16ResponseLength, 2);
+    EXPECT_EQ(CountOf(sent.sTrace, "   Retry 1\n"), 1);
+}
+
+// popen fails once no file descriptor is left for its pipe; in a child of
+// its own, that exits with the result and whether the trace held the
+// six failed attempts and their pauses.
+int PopenFailing()
+{
+    const std::string sTrace = "/tmp/valdrn-popen-trace-" + std::to_string(getpid());
+    if (std::freopen(sTrace.c_str(), "w", stdout) == nullptr) {
+        return 90;
+    }
+    int iHighest = 0;
+    if (DIR* pDir = opendir("/proc/self/fd")) {
+        while (dirent* pEntry = readdir(pDir)) {
+            iHighest = std::max(iHighest, std::atoi(pEntry->d_name));
+        }
+        closedir(pDir);
+    }
+    struct rlimit saved = {};
+    getrlimit(RLIMIT_NOFILE, &saved);
+    struct rlimit limit = {static_cast<rlim_t>(iHighest + 1), saved.rlim_max};
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return 91;
+    }
+    for (int iFd = 3; iFd <= iHighest; ++iFd) {
+        if (fcntl(iFd, F_GETFD) < 0) {
+            dup2(STDOUT_FILENO, iFd);  // fill every gap
+        }
+    }
+    G_bVerboseMode = true;
+    UseLan("10.1.2.3", "user", "pass");
+    IPMICommandRecord record = Record({});
+    const bool bResult = DoIPMICommand(NETFN_LUN_STORAGE, 0x22, &record);
+    std::fflush(stdout);
+    setrlimit(RLIMIT_NOFILE, &saved);
+    const std::string sText = ReadFile(sTrace);
+    std::remove(sTrace.c_str());
+    const bool bTrace = CountOf(sText, "   Error to execute ipmitool\n\r   Execute ipmitool: Response=0x0") == 6 &&
+                        CountOf(sText, "\r   Wait 200 ms before retry\n") == 6;
+    return (bResult ? 1 : 0) + (bTrace ? 2 : 0);
+}
+
+TEST(PopenFailingDeathTest, SixAttemptsWithPausesAndTheCodeOnEntryDecides)
+{
+    // The record's completion code was 0 on entry: success, as required.
+    EXPECT_EXIT(std::exit(PopenFailing()), testing::ExitedWithCode(3), "");
+}
+
+}  // namespace
