@@ -1,10 +1,12 @@
 // VALDRN: moves SDR and FRU data between local files and a server's BMC.
 #include <cstring>
 
+#include "bmc/fru_update.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/entry_point.h"
 #include "cli/interface_options.h"
 #include "cli/test_operation.h"
+#include "cli/transfer_operations.h"
 #include "encoding/text_tokens.h"
 
 namespace {
@@ -25,10 +27,11 @@ int main(int argc, char* argv[])
 
     // Registration order is the options' identity, and the last one
     // registered (debugmsg) is the modifier the engine lets stand beside an
-    // operation. The transfer operations (-d, -u, -v) and -updateFRU join
-    // this table at their places as their handlers are built. The hidden
-    // -kcs probe's name is made by lower-casing "KCS".
+    // operation. The hidden -kcs probe's name is made by lower-casing "KCS".
     RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
+    RegisterFunctionOrExit(engine, "d", 2, 1, Download);
+    RegisterFunctionOrExit(engine, "u", 3, 2, Upload);
+    RegisterFunctionOrExit(engine, "v", 2, 1, Verify);
     RegisterFunctionOrExit(engine, "t", 2, 1, Test);
     RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
     RegisterFunctionOrExit(engine, KcsOptionName(), 0, 0, CheckKCS);
@@ -39,6 +42,7 @@ int main(int argc, char* argv[])
     RegisterFunctionOrExit(engine, "U", 1, 1, SaveUserName);
     RegisterFunctionOrExit(engine, "P", 1, 1, SavePassWord);
     RegisterFunctionOrExit(engine, "C", 1, 1, SaveCipherValue);
+    RegisterFunctionOrExit(engine, "updateFRU", 6, 3, UpdateFRU);
     RegisterFunctionOrExit(engine, "debugmsg", 0, 0, VerboseMode);
 
     return RunCommandLine(engine, argc, argv);

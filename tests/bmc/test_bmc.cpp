@@ -62,7 +62,7 @@ std::string FreeLoopbackAddress()
 
 }  // namespace
 
-CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::string& sStdin)
+CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::string& sStdin, const std::string& sWorkDir)
 {
     TempDir outputDir;
     const std::string sOut = outputDir.File("out");
@@ -83,6 +83,9 @@ CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::stri
         dup2(iIn, STDIN_FILENO);
         dup2(iOut, STDOUT_FILENO);
         dup2(iErr, STDERR_FILENO);
+        if (!sWorkDir.empty() && chdir(sWorkDir.c_str()) != 0) {
+            _exit(126);
+        }
         execvp(apchArgv[0], apchArgv.data());
         _exit(127);
     }
@@ -95,8 +98,15 @@ CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::stri
     return result;
 }
 
-TestBmc::TestBmc(const std::string& sModuleOptions) : m_sModuleOptions(sModuleOptions)
+TestBmc::TestBmc(const std::string& sModuleOptions, const std::string& sDirectory) : m_sModuleOptions(sModuleOptions)
 {
+    if (sDirectory.empty()) {
+        m_pTempDir.reset(new TempDir());
+        m_sDirectory = m_pTempDir->Path();
+    } else {
+        m_sDirectory = sDirectory;
+        mkdir(m_sDirectory.c_str(), 0700);
+    }
     m_sAddress = FreeLoopbackAddress();
     if (!CanBind(SOCK_STREAM, "127.0.0.1", 0, &m_iSerialPort)) {
         throw std::runtime_error("no free TCP port for the VM serial interface");
@@ -112,13 +122,13 @@ TestBmc::~TestBmc()
 
 void TestBmc::WriteConfiguration()
 {
-    std::string sOptions = "state=" + m_dir.File("bmc.state");
+    std::string sOptions = "state=" + File("bmc.state");
     if (m_sModuleOptions.find("fru=") == std::string::npos) {
         sOptions += " fru=0:2048,1:512";
     }
     sOptions += " " + m_sModuleOptions;
-    mkdir(m_dir.File("state").c_str(), 0700);
-    WriteFile(m_dir.File("lan.conf"),
+    mkdir(File("state").c_str(), 0700);
+    WriteFile(File("lan.conf"),
               "name \"valdrn\"\n"
               "set_working_mc 0x20\n"
               "  startlan 1\n"
@@ -135,7 +145,7 @@ void TestBmc::WriteConfiguration()
               "  user 2 true  \"admin\" \"secret\" admin 10 none md2 md5 straight\n"
               "  user 3 true  \"odd\"   \"unset\"  admin 10 none md2 md5 straight\n"
               "loadlib \"" VALDRN_TEST_BMC_MODULE "\" \"" + sOptions + "\"\n");
-    WriteFile(m_dir.File("bmc.emu"),
+    WriteFile(File("bmc.emu"),
               "mc_setbmc 0x20\n"
               "mc_add 0x20 0 no-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02\n"
               "sel_enable 0x20 1000 0x0a\n"
@@ -155,7 +165,7 @@ void TestBmc::Start()
     if (m_pid > 0) {
         return;
     }
-    const std::string sLog = m_dir.File("ipmi_sim.log");
+    const std::string sLog = File("ipmi_sim.log");
     m_pid = fork();
     if (m_pid == 0) {
         const int iLog = open(sLog.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
@@ -164,9 +174,9 @@ void TestBmc::Start()
         dup2(iLog, STDOUT_FILENO);
         dup2(iLog, STDERR_FILENO);
         setpgid(0, 0);
-        const std::string sConf = m_dir.File("lan.conf");
-        const std::string sEmu = m_dir.File("bmc.emu");
-        const std::string sState = m_dir.File("state");
+        const std::string sConf = File("lan.conf");
+        const std::string sEmu = File("bmc.emu");
+        const std::string sState = File("state");
         execlp("ipmi_sim", "ipmi_sim", "-n", "-c", sConf.c_str(), "-f", sEmu.c_str(), "-s", sState.c_str(),
                static_cast<char*>(nullptr));
         _exit(127);
@@ -203,6 +213,13 @@ void TestBmc::Stop()
         waitpid(m_pid, &iStatus, 0);
     }
     m_pid = -1;
+}
+
+pid_t TestBmc::Detach()
+{
+    const pid_t pid = m_pid;
+    m_pid = -1;
+    return pid;
 }
 
 void TestBmc::Restart()

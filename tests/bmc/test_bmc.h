@@ -4,6 +4,7 @@
 // once.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,15 +20,19 @@ struct CommandResult {
     std::string sErr;
 };
 
-// Runs a program (no shell) and collects its exit status and output.
-CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::string& sStdin = "");
+// Runs a program (no shell) and collects its exit status and output; in
+// sWorkDir when given.
+CommandResult RunCommand(const std::vector<std::string>& asArgv, const std::string& sStdin = "",
+                         const std::string& sWorkDir = "");
 
 class TestBmc {
 public:
     // The module options (see tests/bmc/valdrn_bmc_module.c); the state
     // file and the default FRU devices (0: 2048 bytes, 1: 512 bytes) are
     // added unless given.
-    explicit TestBmc(const std::string& sModuleOptions = "");
+    // With sDirectory empty, a temporary directory of its own, removed with
+    // the object; otherwise that directory, which stays.
+    explicit TestBmc(const std::string& sModuleOptions = "", const std::string& sDirectory = "");
     ~TestBmc();
     TestBmc(const TestBmc&) = delete;
     TestBmc& operator=(const TestBmc&) = delete;
@@ -50,12 +55,17 @@ public:
     void Knob(const std::string& sSetting) const;
     // Gives user 3 ("odd", admin) this password.
     void SetOddUserPassword(const std::string& sPassword) const;
+    // Leaves the simulator running when the object goes; its process ID.
+    pid_t Detach();
 
 private:
     void WriteConfiguration();
     bool Answers() const;
 
-    TempDir m_dir;
+    std::string File(const std::string& sName) const { return m_sDirectory + "/" + sName; }
+
+    std::unique_ptr<TempDir> m_pTempDir;
+    std::string m_sDirectory;
     std::string m_sModuleOptions;
     std::string m_sAddress;
     int m_iSerialPort = 0;

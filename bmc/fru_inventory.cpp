@@ -1,0 +1,199 @@
+#include "bmc/fru_inventory.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bmc/ipmi_command.h"
+#include "cli/diagnostics.h"
+#include "cli/working_storage.h"
+
+unsigned short G_u16FRUInventoryAreaSize = 0;
+
+namespace {
+
+constexpr unsigned char CMD_GET_FRU_INVENTORY_AREA_INFO = 0x10;
+constexpr unsigned char CMD_READ_FRU_DATA = 0x11;
+constexpr unsigned char CMD_WRITE_FRU_DATA = 0x12;
+constexpr unsigned int CHUNK_SIZE = 16;
+// The upload reads whole chunks: up to 15 bytes past the area.
+constexpr unsigned int SPARE_BYTES = 16;
+
+IPMICommandRecord NewRecord()
+{
+    IPMICommandRecord record = {};
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    return record;
+}
+
+void PutAddress(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset)
+{
+    record.au8RequestData[0] = u8FruID;
+    record.au8RequestData[1] = GetLowByteOfWord(u16Offset);
+    record.au8RequestData[2] = GetHighByteOfWord(u16Offset);
+}
+
+void ReportFailure(const char* pchReason, const IPMICommandRecord& record)
+{
+    std::fprintf(stderr, "<ERROR> Error in executing IPMI command because of: %s\n", pchReason);
+    std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+}
+
+// A Read FRU Data request; the response stays in the record.
+bool SendRead(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count)
+{
+    DebugMessage("\n=> CMD_READ_FRU_DATA\n");
+    PutAddress(record, u8FruID, u16Offset);
+    record.au8RequestData[3] = u8Count;
+    record.u8RequestLength = 4;
+    if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_READ_FRU_DATA, &record)) {
+        ReportFailure("Failure to read data from FRU.", record);
+        return false;
+    }
+    return true;
+}
+
+int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+              const unsigned char* pu8Bytes)
+{
+    DebugMessage("\n=> CMD_WRITE_FRU_DATA\n");
+    const unsigned int uCount = u8Count <= IPMI_REQUEST_DATA_SIZE - 3 ? u8Count : IPMI_REQUEST_DATA_SIZE - 3;
+    PutAddress(record, u8FruID, u16Offset);
+    std::memcpy(record.au8RequestData + 3, pu8Bytes, uCount);
+    record.u8RequestLength = static_cast<unsigned char>(uCount + 3);
+    if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_WRITE_FRU_DATA, &record)) {
+        ReportFailure("Failure to write data to FRU.", record);
+        return CMD_FAILED;
+    }
+    DebugMessage("   CMD_WRITE_FRU_DATA --- count = %d \n", record.au8ResponseData[0]);
+    return FRU_WRITE_DONE;
+}
+
+}  // namespace
+
+int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID)
+{
+    DebugMessage("\n=> CMD_GET_FRU_INVENTORY_AREA_INFO\n");
+    IPMICommandRecord record = NewRecord();
+    record.au8RequestData[0] = u8FruID;
+    record.u8RequestLength = 1;
+    if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_FRU_INVENTORY_AREA_INFO, &record)) {
+        std::fputs("<ERROR> Error in executing IPMI command because of: \n", stderr);
+        std::fprintf(stderr, "FRU Device 0x%X error or not exist.\n", u8FruID);
+        std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+        return CMD_FAILED;
+    }
+    G_u16FRUInventoryAreaSize = ParseByIndex(record.au8ResponseData, 0, 2);
+    DebugMessage("FRU Inventory area size = 0x%X Bytes \n", G_u16FRUInventoryAreaSize);
+    return G_u16FRUInventoryAreaSize == 0 ? CMD_FAILED : FRU_AREA_PRESENT;
+}
+
+int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count)
+{
+    IPMICommandRecord record = NewRecord();
+    if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
+        return CMD_FAILED;
+    }
+    std::memcpy(G_pu8InventoryFRUDataBuffer + u16Offset, record.au8ResponseData + 1, CHUNK_SIZE);
+    return FRU_READ_DONE;
+}
+
+int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+                                    unsigned char* pu8Buffer, unsigned short u16BufferOffset)
+{
+    IPMICommandRecord record = {};
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    if (pu8Buffer == nullptr) {
+        std::fputs("<ERROR> Internal Error.", stderr);
+        return CMD_FAILED;
+    }
+    if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
+        return CMD_FAILED;
+    }
+    const unsigned int uCount = u8Count < IPMI_RESPONSE_DATA_SIZE - 1 ? u8Count : IPMI_RESPONSE_DATA_SIZE - 1;
+    std::memcpy(pu8Buffer + u16BufferOffset, record.au8ResponseData + 1, uCount);
+    return FRU_READ_DONE;
+}
+
+int WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+                        const unsigned char* pu8Buffer)
+{
+    IPMICommandRecord record = NewRecord();
+    return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16Offset);
+}
+
+int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+                                       const unsigned char* pu8Buffer, unsigned short u16BufferOffset)
+{
+    IPMICommandRecord record = {};
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16BufferOffset);
+}
+
+int DownloadFRUHandler(unsigned char u8FruID)
+{
+    const unsigned int uSize = G_u16RawDataSizeFromFRUFile;
+    if (G_u16FRUInventoryAreaSize < uSize) {
+        std::fputs("FRU file size too big, can not download. \n", stderr);
+        return CMD_FAILED;
+    }
+    int iResult = FRU_AREA_PRESENT;
+    for (unsigned int uOffset = 0; uOffset < uSize; uOffset += CHUNK_SIZE) {
+        const unsigned int uChunk = uOffset + CHUNK_SIZE >= uSize ? uSize - uOffset : CHUNK_SIZE;
+        iResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
+                                      G_pu8LocalFRUDataBuffer);
+        if (iResult == CMD_FAILED) {
+            return CMD_FAILED;
+        }
+    }
+    // An empty image leaves "area present", which the caller counts as failure.
+    return iResult == FRU_WRITE_DONE ? FRU_DOWNLOAD_COMPLETE : iResult;
+}
+
+bool DoFRUAddToBMC(unsigned char u8FruID)
+{
+    if (GetFRUInventoryAreaInfoCommand(u8FruID) == CMD_FAILED) {
+        return false;
+    }
+    std::puts("Start to download FRU data! ");
+    return DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
+}
+
+int UploadFRUHandler(unsigned char u8FruID, unsigned int* puReadSize)
+{
+    unsigned int uOffset = 0;
+    for (;; uOffset += CHUNK_SIZE) {
+        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), CHUNK_SIZE) == CMD_FAILED) {
+            *puReadSize = uOffset + CHUNK_SIZE;
+            return CMD_FAILED;
+        }
+        if (uOffset + CHUNK_SIZE >= G_u16FRUInventoryAreaSize) {
+            break;
+        }
+    }
+    // Rounded up to whole chunks: up to 15 bytes past the area.
+    *puReadSize = uOffset + CHUNK_SIZE;
+    return FRU_UPLOAD_COMPLETE;
+}
+
+bool DoFRUGetFromBMC(unsigned char u8FruID)
+{
+    if (GetFRUInventoryAreaInfoCommand(u8FruID) == CMD_FAILED) {
+        std::fputs("Failure to check the FRU Inventory device.\n", stderr);
+        return false;
+    }
+    std::free(G_pu8InventoryFRUDataBuffer);
+    // Zero-filled, so that a chunk that could not be read holds no garbage.
+    G_pu8InventoryFRUDataBuffer =
+        static_cast<unsigned char*>(std::calloc(G_u16FRUInventoryAreaSize + SPARE_BYTES, 1));
+    if (G_pu8InventoryFRUDataBuffer == nullptr) {
+        std::fputs("FRU read Memory allocation error! \n", stderr);
+        return false;
+    }
+    unsigned int uReadSize = 0;
+    // A failed read shows only in the read size; the image's validation
+    // judges what was read.
+    UploadFRUHandler(u8FruID, &uReadSize);
+    G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(uReadSize > 0xFFFF ? 0xFFFF : uReadSize);
+    return true;
+}

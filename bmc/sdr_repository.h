@@ -1,0 +1,31 @@
+// The Storage requests that read and write the BMC's SDR repository, and
+// the loops that move a whole record list.
+#pragma once
+
+#include "bmc/command_results.h"
+#include "bmc/ipmi_command.h"
+#include "sdr/sdr_record.h"
+
+// Upload (mode 1) needs Reserve; download (mode 0) also Partial Add.
+enum eRepositoryMode {
+    REPOSITORY_FOR_DOWNLOAD = 0,
+    REPOSITORY_FOR_UPLOAD = 1,
+};
+
+int GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, int iMode);
+int GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, int iMode);
+int ReserveSDRCommand(unsigned short* pu16ReservationID);
+int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+                  SDREntry* psEntry, const char* pchVerb);
+int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry);
+int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action);
+int ToClearSDR();
+int RunInitializationAgentCommand();
+
+// The repository, from its first record, into the list; 9 when as many
+// records were read as *pu16Count says (then set to the number read).
+int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb);
+// Erases the repository, then adds the list's first u16Count records.
+int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb);
+// The -u operation's read of the repository into G_psRepositorySDREntryList.
+bool DoSDRGetFromBMC(unsigned short* pu16Count);
