@@ -5,8 +5,9 @@
  *   STUB_OPENRAW / STUB_KCSIO     which library
  *   STUB_MISSING_SYMBOL           leaves out one entry point
  *   STUB_OPEN_FAILS               RawOpen / InitKCSIO returns null
- * The tests reach the recorder through StubCalls, StubSetAnswer and
- * StubReset in the same loaded library.
+ * The tests reach the recorder through StubCalls, StubSetAnswer,
+ * StubQueueAnswer and StubReset in the same loaded library: queued answers
+ * are given in order, then the set one for every later request.
  */
 #include <stdio.h>
 #include <string.h>
@@ -17,6 +18,17 @@ static unsigned char s_cc;
 static unsigned char s_response[100];
 static unsigned short s_response_length;
 static int s_handle = 1;
+
+#define QUEUE_SIZE 64
+struct queued_answer {
+    int status;
+    unsigned char cc;
+    unsigned char response[100];
+    unsigned short length;
+};
+static struct queued_answer s_queue[QUEUE_SIZE];
+static int s_queued;
+static int s_next;
 
 static void record(const char *text)
 {
@@ -34,6 +46,20 @@ void StubReset(void)
     s_status = 0;
     s_cc = 0;
     s_response_length = 0;
+    s_queued = 0;
+    s_next = 0;
+}
+
+void StubQueueAnswer(int status, unsigned char cc, const unsigned char *response, unsigned short length)
+{
+    struct queued_answer *q;
+    if (s_queued == QUEUE_SIZE || length > sizeof q->response)
+        return;
+    q = &s_queue[s_queued++];
+    q->status = status;
+    q->cc = cc;
+    q->length = length;
+    memcpy(q->response, response, length);
 }
 
 void StubSetAnswer(int status, unsigned char cc, const unsigned char *response, unsigned short length)
@@ -54,6 +80,13 @@ static int answer(const char *name, unsigned char netfn_lun, unsigned char cmd, 
         used += snprintf(line + used, sizeof line - (size_t)used, "%s%02X", i ? " " : "", req[i]);
     snprintf(line + used, sizeof line - (size_t)used, "];");
     record(line);
+    if (s_next < s_queued) {
+        const struct queued_answer *q = &s_queue[s_next++];
+        *cc = q->cc;
+        memcpy(rsp, q->response, q->length);
+        *rsp_len = q->length;
+        return q->status;
+    }
     *cc = s_cc;
     memcpy(rsp, s_response, s_response_length);
     *rsp_len = s_response_length;

@@ -33,7 +33,7 @@ public:
     std::vector<std::string> Repository() const;
     // A FRU device's whole area, read with "ipmitool fru read".
     std::string FruArea(int iFruID) const;
-    // FreeIPMI's decoding of a FRU device over LAN.
+    // FreeIPMI's decoding of a FRU device: over LAN for device 0.
     std::string IpmiFru(int iFruID) const;
     // ipmitool's decoding of a FRU device.
     std::string IpmitoolFruPrint(int iFruID) const;

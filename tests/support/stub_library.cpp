@@ -38,6 +38,14 @@ void StubLibrary::Answer(int iStatus, unsigned char u8CompletionCode,
     pfnAnswer(iStatus, u8CompletionCode, au8Response.data(), static_cast<unsigned short>(au8Response.size()));
 }
 
+void StubLibrary::Queue(int iStatus, unsigned char u8CompletionCode,
+                        const std::vector<unsigned char>& au8Response) const
+{
+    auto pfnQueue = reinterpret_cast<void (*)(int, unsigned char, const unsigned char*, unsigned short)>(
+        dlsym(m_pHandle, "StubQueueAnswer"));
+    pfnQueue(iStatus, u8CompletionCode, au8Response.data(), static_cast<unsigned short>(au8Response.size()));
+}
+
 std::string StubPath(const std::string& sVariant, const std::string& sLibrary)
 {
     return std::string(STUB_DIR) + "/" + sVariant + "/lib" + sLibrary + ".so";

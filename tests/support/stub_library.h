@@ -17,7 +17,10 @@ public:
     const std::string& Path() const { return m_sPath; }
     std::string Calls() const;
     void Reset() const;
+    // The answer to every request after the queued ones.
     void Answer(int iStatus, unsigned char u8CompletionCode, const std::vector<unsigned char>& au8Response) const;
+    // One answer more, given in turn before the set one.
+    void Queue(int iStatus, unsigned char u8CompletionCode, const std::vector<unsigned char>& au8Response) const;
 
 private:
     std::string m_sPath;

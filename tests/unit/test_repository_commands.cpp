@@ -1,0 +1,330 @@
+// The SDR repository and FRU inventory requests, byte for byte, with the
+// system-interface stand-in answering each request in turn.
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "bmc/fru_inventory.h"
+#include "bmc/sdr_repository.h"
+#include "bmc/talk_to_bmc.h"
+#include "cli/interface_options.h"
+#include "cli/working_storage.h"
+#include "fru/fru_image.h"
+#include "support/sdr_fixtures.h"
+#include "support/stub_library.h"
+#include "support/test_support.h"
+
+using namespace valdrn_test;
+
+namespace {
+
+class RepositoryCommandTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_sPath = StubPath("full", "openraw");
+        G_pchOpenRawLibrary = m_sPath.c_str();
+        m_stub.reset(new StubLibrary(m_sPath));
+        eInterfaceInUse = eInterfaceOpenIPMI;
+        ASSERT_TRUE(InitializeInterface());
+        ASSERT_TRUE(VLInit());
+        m_stub->Reset();
+    }
+    void TearDown() override
+    {
+        VLExit();
+        TerminateConnSession();
+        G_pchOpenRawLibrary = "libopenraw.so";
+    }
+
+    void Ok(const std::vector<unsigned char>& au8Response) const { m_stub->Queue(0, 0x00, au8Response); }
+    // The requests, one per line instead of separated by ";".
+    std::vector<std::string> Requests() const
+    {
+        std::vector<std::string> asRequests;
+        const std::string sCalls = m_stub->Calls();
+        size_t uAt = 0;
+        for (size_t uEnd = sCalls.find(';'); uEnd != std::string::npos; uEnd = sCalls.find(';', uAt)) {
+            asRequests.push_back(sCalls.substr(uAt, uEnd - uAt));
+            uAt = uEnd + 1;
+        }
+        return asRequests;
+    }
+
+    std::string m_sPath;
+    std::unique_ptr<StubLibrary> m_stub;
+};
+
+std::string HexBytes(const std::string& sBytes, size_t uFrom, size_t uCount)
+{
+    std::string sText;
+    char achByte[4];
+    for (size_t i = uFrom; i < uFrom + uCount; ++i) {
+        std::snprintf(achByte, sizeof achByte, "%s%02X", sText.empty() ? "" : " ",
+                      static_cast<unsigned char>(sBytes[i]));
+        sText += achByte;
+    }
+    return sText;
+}
+
+// --- SDR repository ---------------------------------------------------------
+
+TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsOnePartialAddOfElevenBytes)
+{
+    SDREntry entry = {};
+    const std::string sRecord = SdrRecord(0x0000, 0x14, "");  // header only
+    ASSERT_EQ(sRecord.size(), 5u);
+    PutRecord(entry, sRecord);
+    Ok({0x07, 0x00});
+    CapturedOutput output;
+    EXPECT_EQ(PartialAddCommand(0x1234, &entry), SDR_PARTIAL_ADD_LAST);
+    output.Finish();
+    EXPECT_EQ(Requests(), std::vector<std::string>{"RawRequest 28 25 capacity=100 [34 12 00 00 00 01 " +
+                                                   HexBytes(sRecord, 0, 5) + "]"});
+    EXPECT_EQ(entry.u16RecordID, 0x0007);  // the ID the BMC gave
+}
+
+TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
+{
+    const std::string sRecord = SdrRecord(0x0042, 0x14, "");
+    std::vector<unsigned char> au8Answer = {0xFF, 0xFF};
+    au8Answer.insert(au8Answer.end(), sRecord.begin(), sRecord.end());
+    Ok({0x01, 0x00});  // reservation
+    Ok(au8Answer);
+    SDREntry asList[2] = {};
+    unsigned short u16Count = 1;
+    CapturedOutput output;
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
+    output.Finish();
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 22 capacity=100 []",
+                                                     "RawRequest 28 23 capacity=100 [01 00 00 00 00 05]"}));
+    EXPECT_EQ(RecordOf(asList[0]), sRecord);
+    EXPECT_EQ(output.Out(), "    Start to upload SDR record ID 0042h, type 14h ... \n");
+}
+
+TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
+{
+    const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(32, 'x'));
+    ASSERT_EQ(sRecord.size(), 37u);
+    SDREntry asList[1] = {};
+    PutRecord(asList[0], sRecord);
+    Ok({0x01, 0x00});  // reservation for the erase
+    Ok({0x01});        // erase completed at once
+    Ok({0x02, 0x00});  // reservation for the record
+    Ok({0x50, 0x00});
+    Ok({0x50, 0x00});
+    Ok({0x50, 0x00});
+    CapturedOutput output;
+    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), SDR_PARTIAL_ADD_LAST);
+    output.Finish();
+    const std::vector<std::string> asRequests = Requests();
+    ASSERT_EQ(asRequests.size(), 6u);
+    EXPECT_EQ(asRequests[1], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 AA]");
+    EXPECT_EQ(asRequests[3], "RawRequest 28 25 capacity=100 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    // Later chunks name the record by the ID the BMC gave it.
+    EXPECT_EQ(asRequests[4], "RawRequest 28 25 capacity=100 [02 00 50 00 10 00 " + HexBytes(sRecord, 16, 16) + "]");
+    EXPECT_EQ(asRequests[5], "RawRequest 28 25 capacity=100 [02 00 50 00 20 01 " + HexBytes(sRecord, 32, 5) + "]");
+    EXPECT_EQ(output.Out(), "    Start to download # 0h SDR record  ... \n");
+}
+
+TEST_F(RepositoryCommandTest, AnEraseCompletedOnlyAtTheFourthPollFails)
+{
+    Ok({0x01, 0x00});  // reservation
+    Ok({0x00});        // erase started
+    Ok({0x00});
+    Ok({0x00});
+    Ok({0x00});
+    Ok({0x01});  // the fourth poll would say done; it is never sent
+    CapturedOutput output;
+    EXPECT_EQ(ToClearSDR(), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(Requests().size(), 5u);
+    EXPECT_EQ(Requests()[4], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 00]");
+    EXPECT_EQ(output.Err(), "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n");
+}
+
+TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheThirdPollSucceeds)
+{
+    Ok({0x01, 0x00});
+    Ok({0x00});
+    Ok({0x00});
+    Ok({0x00});
+    Ok({0x01});
+    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+}
+
+TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
+{
+    const std::string sFirst = SdrNamedRecord(0x0001, 0x01, "CPU");
+    const std::string sSecond = SdrFixedRecord(0x0002, 0x08, 0x10);
+    for (unsigned short u16Expected : {2, 3}) {
+        m_stub->Reset();
+        std::vector<unsigned char> au8Header = {0x02, 0x00};
+        au8Header.insert(au8Header.end(), sFirst.begin(), sFirst.begin() + 5);
+        Ok({0x01, 0x00});
+        Ok(au8Header);
+        for (size_t uAt = 5; uAt < sFirst.size(); uAt += 16) {
+            std::vector<unsigned char> au8Part = {0x02, 0x00};
+            au8Part.insert(au8Part.end(), sFirst.begin() + uAt, sFirst.begin() + std::min(uAt + 16, sFirst.size()));
+            Ok(au8Part);
+        }
+        Ok({0x01, 0x00});
+        std::vector<unsigned char> au8Last = {0xFF, 0xFF};
+        au8Last.insert(au8Last.end(), sSecond.begin(), sSecond.begin() + 5);
+        Ok(au8Last);
+        au8Last.resize(2);
+        au8Last.insert(au8Last.end(), sSecond.begin() + 5, sSecond.end());
+        Ok(au8Last);
+        SDREntry asList[4] = {};
+        unsigned short u16Count = u16Expected;
+        CapturedOutput output;
+        const int iResult = UploadSDRHandler(&u16Count, asList, "upload");
+        output.Finish();
+        if (u16Expected == 2) {
+            EXPECT_EQ(iResult, SDR_RECORD_READ);
+            EXPECT_EQ(RecordOf(asList[0]), sFirst);
+            EXPECT_EQ(RecordOf(asList[1]), sSecond);
+            EXPECT_EQ(output.Err(), "");
+        } else {
+            EXPECT_EQ(iResult, CMD_FAILED);
+            EXPECT_EQ(output.Err(), "SDR Record: needs 3h, Got 2h. \n");
+        }
+    }
+}
+
+TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
+{
+    Ok({0x01, 0x00});
+    Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0x01, 0xFA});  // claims 255 bytes
+    SDREntry asList[1] = {};
+    unsigned short u16Count = 1;
+    CapturedOutput output;
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is 255 bytes long; the most a record can be is 101.\n");
+}
+
+TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
+{
+    SDREntry entry = {};
+    PutRecord(entry, SdrFixedRecord(0x0001, 0x08, 0x10));
+    m_stub->Answer(0, 0xC4, {});
+    CapturedOutput output;
+    EXPECT_EQ(PartialAddCommand(0x0001, &entry), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
+              "cc = C4 \n");
+}
+
+// --- FRU inventory ------------------------------------------------------------
+
+TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
+{
+    std::string sImage;
+    for (int i = 0; i < 40; ++i) {
+        sImage += static_cast<char>(i);
+    }
+    ASSERT_EQ(AllocateLocalFRUImage(sImage.size()), 1);
+    std::memcpy(G_pu8LocalFRUDataBuffer, sImage.data(), sImage.size());
+    G_u16RawDataSizeFromFRUFile = 40;
+    G_u16FRUInventoryAreaSize = 40;
+    Ok({16});
+    Ok({16});
+    Ok({8});
+    CapturedOutput output;
+    EXPECT_EQ(DownloadFRUHandler(2), FRU_DOWNLOAD_COMPLETE);
+    output.Finish();
+    EXPECT_EQ(Requests(), (std::vector<std::string>{
+                              "RawRequest 28 12 capacity=100 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
+                              "RawRequest 28 12 capacity=100 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
+                              "RawRequest 28 12 capacity=100 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
+}
+
+TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
+{
+    G_u16RawDataSizeFromFRUFile = 41;
+    G_u16FRUInventoryAreaSize = 40;
+    CapturedOutput output;
+    EXPECT_EQ(DownloadFRUHandler(0), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
+    EXPECT_EQ(m_stub->Calls(), "");
+}
+
+TEST_F(RepositoryCommandTest, AnEmptyImageIsNotADownload)
+{
+    G_u16RawDataSizeFromFRUFile = 0;
+    G_u16FRUInventoryAreaSize = 40;
+    EXPECT_EQ(DownloadFRUHandler(0), FRU_AREA_PRESENT);
+    EXPECT_EQ(m_stub->Calls(), "");
+}
+
+TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
+{
+    Ok({0x14, 0x00, 0x00});
+    std::vector<unsigned char> au8First = {16};
+    for (unsigned char i = 0; i < 16; ++i) {
+        au8First.push_back(i);
+    }
+    Ok(au8First);
+    Ok({4, 0xA0, 0xA1, 0xA2, 0xA3});
+    CapturedOutput output;
+    EXPECT_TRUE(DoFRUGetFromBMC(3));
+    output.Finish();
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 10 capacity=100 [03]",
+                                                     "RawRequest 28 11 capacity=100 [03 00 00 10]",
+                                                     "RawRequest 28 11 capacity=100 [03 10 00 10]"}));
+    EXPECT_EQ(G_u16FRUInventoryAreaSize, 20);
+    EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer[15], 15);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer[19], 0xA3);
+}
+
+TEST_F(RepositoryCommandTest, AnAreaSizeOfZeroFailsSilently)
+{
+    Ok({0x00, 0x00, 0x00});
+    CapturedOutput output;
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    EXPECT_EQ(output.Out(), "");
+}
+
+TEST_F(RepositoryCommandTest, AFailedReadStopsTheUploadButNotTheOperation)
+{
+    Ok({0x40, 0x00, 0x00});  // 64 bytes
+    Ok({16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+    m_stub->Answer(0, 0xCB, {});
+    CapturedOutput output;
+    EXPECT_TRUE(DoFRUGetFromBMC(0));
+    output.Finish();
+    EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
+    EXPECT_NE(output.Err().find("<ERROR> Error in executing IPMI command because of: Failure to read data from FRU.\n"
+                                "cc = CB \n"),
+              std::string::npos);
+}
+
+TEST_F(RepositoryCommandTest, ReadingIntoNoBufferSendsNothing)
+{
+    CapturedOutput output;
+    EXPECT_EQ(ReadFRUDataCommandToLocalBuffer(0, 0, 8, nullptr, 0), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "<ERROR> Internal Error.");
+    EXPECT_EQ(m_stub->Calls(), "");
+}
+
+TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
+{
+    m_stub->Answer(0, 0xCB, {});
+    CapturedOutput output;
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
+                            "cc = CB \n");
+}
+
+}  // namespace
