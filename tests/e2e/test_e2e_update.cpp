@@ -3,6 +3,7 @@
 // back with ipmitool, decoded with ipmitool and FreeIPMI, and uploaded and
 // tested with VALDRN itself.
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ constexpr long FRU_EPOCH = 820454400L;
 
 std::string Hex(size_t uValue)
 {
-    char achText[16];
+    char achText[24];
     std::snprintf(achText, sizeof achText, "%zX", uValue);
     return achText;
 }
@@ -80,63 +81,84 @@ protected:
 
 const std::string S_sSuccess = "Update FRU data successful!\n\n";
 
-TEST_F(UpdateEndToEnd, BoardSerialInEightBitAsciiIsPadded)
-{
-    const size_t uOffset = Offset("BSN0001234");
-    const CommandResult result = Update({"fieldName=snBoard", "fruID=0", "offset=" + Hex(uOffset), "strType=3",
-                                         "strLength=A", "strValue=NEWSER7"});
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(result.sErr, "");
-    EXPECT_EQ(result.sOut, ProductHeader() + S_sSuccess);
-    const std::string sDevice = m_e2e.FruArea(0);
-    EXPECT_EQ(sDevice.substr(uOffset - 1, 11), FruAsciiField("NEWSER7   "));
-    EXPECT_TRUE(AreaSumsToZero(sDevice, BOARD_AREA));
-    // Nothing else moved.
-    std::string sExpected = m_sImage;
-    sExpected.replace(uOffset, 10, "NEWSER7   ");
-    const size_t uChecksum = static_cast<unsigned char>(m_sImage[BOARD_AREA]) * 8u +
-                             static_cast<unsigned char>(m_sImage[static_cast<unsigned char>(m_sImage[BOARD_AREA]) * 8u + 1]) * 8u - 1;
-    sExpected[uChecksum] = sDevice[uChecksum];
-    EXPECT_EQ(sDevice.substr(0, m_sImage.size()), sExpected);
+// A serial number field of the typical image and where it lives.
+struct SerialField {
+    const char* pchFieldName;
+    const char* pchOldValue;
+    int iHeaderByte;
+    const char* pchIpmitoolLabel;
+};
 
-    EXPECT_NE(m_e2e.IpmitoolFruPrint(0).find(" Board Serial          : NEWSER7   \n"), std::string::npos);
-    const std::string sIpmiFru = m_e2e.IpmiFru(0);
-    EXPECT_NE(sIpmiFru.find("FRU Board Serial Number: NEWSER7   \n"), std::string::npos) << sIpmiFru;
-    EXPECT_EQ(sIpmiFru.find("hecksum"), std::string::npos) << sIpmiFru;
-    ExpectUploadTestsClean();
+// The value padded as the update pads it, and the field's new bytes.
+std::string PaddedSixBit(std::string sValue, size_t uLength)
+{
+    while ((sValue.size() * 3 + 3) / 4 < uLength) {
+        sValue += ' ';
+    }
+    return sValue;
 }
 
-TEST_F(UpdateEndToEnd, ChassisSerialInSixBitAsciiChangesTheType)
+class SerialUpdate : public UpdateEndToEnd, public testing::WithParamInterface<SerialField> {};
+
+// Each string type in turn into the same field: the type may change, the
+// length stays.
+TEST_P(SerialUpdate, EachStringTypeInTurn)
 {
-    const size_t uOffset = Offset("CSN20261121A");
-    const CommandResult result = Update({"fieldName=snChassis", "fruID=0", "offset=" + Hex(uOffset), "strType=2",
-                                         "strLength=C", "strValue=CHS 42-AB"});
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(result.sOut, ProductHeader() + S_sSuccess);
-    const std::string sDevice = m_e2e.FruArea(0);
-    // Nine characters need seven bytes; spaces fill the field's twelve.
-    EXPECT_EQ(sDevice.substr(uOffset - 1, 13), FruSixBitField("CHS 42-AB       "));
-    EXPECT_TRUE(AreaSumsToZero(sDevice, CHASSIS_AREA));
-    const std::string sIpmiFru = m_e2e.IpmiFru(0);
-    EXPECT_NE(sIpmiFru.find("FRU Chassis Serial Number: CHS 42-AB"), std::string::npos) << sIpmiFru;
-    EXPECT_EQ(sIpmiFru.find("hecksum"), std::string::npos) << sIpmiFru;
-    ExpectUploadTestsClean();
+    const SerialField& field = GetParam();
+    const size_t uOffset = Offset(field.pchOldValue);
+    const size_t uLength = std::strlen(field.pchOldValue);
+    struct Step {
+        const char* pchType;
+        std::string sValue;
+        std::string sField;  // type/length byte and data
+        std::string sShown;  // as ipmitool shows it
+    };
+    const std::vector<Step> asSteps = {
+        {"1", "12-34.56", FruBcdField("12-34.56" + std::string(2 * uLength - 8, ' ')), "12-34.56"},
+        {"2", "SN 42-AB", FruSixBitField(PaddedSixBit("SN 42-AB", uLength)), "SN 42-AB"},
+        {"3", "NEWSER7", FruAsciiField("NEWSER7" + std::string(uLength - 7, ' ')), "NEWSER7"},
+    };
+    for (const Step& step : asSteps) {
+        const CommandResult result =
+            Update({std::string("fieldName=") + field.pchFieldName, "fruID=0", "offset=" + Hex(uOffset),
+                    std::string("strType=") + step.pchType, "strLength=" + Hex(uLength), "strValue=" + step.sValue});
+        EXPECT_EQ(result.iStatus, 0) << step.pchType << result.sErr;
+        EXPECT_EQ(result.sErr, "");
+        EXPECT_EQ(result.sOut, ProductHeader() + S_sSuccess);
+        const std::string sDevice = m_e2e.FruArea(0);
+        EXPECT_EQ(sDevice.substr(uOffset - 1, uLength + 1), step.sField) << step.pchType;
+        EXPECT_TRUE(AreaSumsToZero(sDevice, field.iHeaderByte)) << step.pchType;
+        // Nothing else moved but the area's checksum.
+        std::string sExpected = m_sImage;
+        sExpected.replace(uOffset - 1, uLength + 1, step.sField);
+        const size_t uArea = static_cast<unsigned char>(m_sImage[field.iHeaderByte]) * 8u;
+        const size_t uChecksum = uArea + static_cast<unsigned char>(m_sImage[uArea + 1]) * 8u - 1;
+        sExpected[uChecksum] = sDevice[uChecksum];
+        EXPECT_EQ(sDevice.substr(0, m_sImage.size()), sExpected) << step.pchType;
+        const std::string sIpmitool = m_e2e.IpmitoolFruPrint(0);
+        EXPECT_NE(sIpmitool.find(std::string(field.pchIpmitoolLabel) + step.sShown), std::string::npos)
+            << step.pchType << sIpmitool;
+        EXPECT_EQ(sIpmitool.find("hecksum"), std::string::npos) << sIpmitool;
+        // FreeIPMI finds no checksum error (it cannot read BCD plus text
+        // at all, which it reports as an invalid encoding instead).
+        const std::string sIpmiFru = m_e2e.IpmiFru(0);
+        EXPECT_EQ(sIpmiFru.find("hecksum"), std::string::npos) << sIpmiFru;
+        if (std::string(step.pchType) != "1") {
+            EXPECT_NE(sIpmiFru.find(step.sShown), std::string::npos) << sIpmiFru;
+        }
+        ExpectUploadTestsClean();
+    }
 }
 
-TEST_F(UpdateEndToEnd, ProductSerialInBcdPlus)
-{
-    const size_t uOffset = Offset("PSN998877");
-    const CommandResult result = Update({"fieldName=snProduct", "fruID=0", "offset=" + Hex(uOffset), "strType=1",
-                                         "strLength=9", "strValue=2026-11.21"});
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(result.sOut, ProductHeader() + S_sSuccess);
-    const std::string sDevice = m_e2e.FruArea(0);
-    EXPECT_EQ(sDevice.substr(uOffset - 1, 10), FruBcdField("2026-11.21        "));
-    EXPECT_TRUE(AreaSumsToZero(sDevice, PRODUCT_AREA));
-    const std::string sIpmitool = m_e2e.IpmitoolFruPrint(0);
-    EXPECT_NE(sIpmitool.find(" Product Serial        : 2026-11.21"), std::string::npos) << sIpmitool;
-    ExpectUploadTestsClean();
-}
+INSTANTIATE_TEST_SUITE_P(Fields, SerialUpdate,
+                         testing::Values(SerialField{"snBoard", "BSN0001234", BOARD_AREA, " Board Serial          : "},
+                                         SerialField{"snChassis", "CSN20261121A", CHASSIS_AREA,
+                                                     " Chassis Serial        : "},
+                                         SerialField{"snProduct", "PSN998877", PRODUCT_AREA,
+                                                     " Product Serial        : "}),
+                         [](const testing::TestParamInfo<SerialField>& info) {
+                             return std::string(info.param.pchFieldName);
+                         });
 
 TEST_F(UpdateEndToEnd, ManufacturingDateBecomesNow)
 {
