@@ -148,6 +148,13 @@ static int add_record(uint16_t id, const unsigned char *data, unsigned int lengt
     return 1;
 }
 
+/* Exactly one line feed: a "\n" in a scanf format would also swallow
+ * data bytes that look like white space (a record ID of 9 or 0x20). */
+static int end_of_line(FILE *f)
+{
+    return fgetc(f) == '\n';
+}
+
 static void load_state(void)
 {
     FILE *f;
@@ -159,19 +166,19 @@ static void load_state(void)
     f = fopen(bmc.state_path, "rb");
     if (f == NULL)
         return;
-    if (fscanf(f, "VALDRNBMC1 %u %u %u %u\n", &count, &next_id, &added, &erased) == 4) {
+    if (fscanf(f, "VALDRNBMC1 %u %u %u %u", &count, &next_id, &added, &erased) == 4 && end_of_line(f)) {
         bmc.next_id = (uint16_t)next_id;
         bmc.added_at = added;
         bmc.erased_at = erased;
         for (i = 0; i < count; i++) {
             unsigned char data[MAX_RECORD];
-            if (fscanf(f, "%u %u\n", &id, &length) != 2 || length > MAX_RECORD ||
+            if (fscanf(f, "%u %u", &id, &length) != 2 || !end_of_line(f) || length > MAX_RECORD ||
                 fread(data, 1, length, f) != length)
                 break;
             add_record((uint16_t)id, data, length);
         }
         /* FRU contents stand in for those of devices of the same size. */
-        while (fscanf(f, "fru %u %u\n", &id, &size) == 2 && id < MAX_FRU_DEVICES) {
+        while (fscanf(f, "fru %u %u", &id, &size) == 2 && end_of_line(f) && id < MAX_FRU_DEVICES) {
             unsigned char *data = malloc(size ? size : 1);
             if (data == NULL || fread(data, 1, size, f) != size) {
                 free(data);

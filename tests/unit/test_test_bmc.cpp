@@ -201,6 +201,25 @@ TEST_F(TestBmcTest, StateSurvivesARestart)
     EXPECT_EQ(Raw({"0x0a", "0x11", "0", "0x10", "0x00", "2"}), (std::vector<int>{2, 0x12, 0x34}));
 }
 
+// Stored bytes that look like white space (record ID 9 is 09 00) come
+// back as they were.
+TEST_F(TestBmcTest, StateWithWhiteSpaceBytesSurvivesARestart)
+{
+    std::vector<int> aiIds;
+    for (int i = 0; i < 12; ++i) {
+        aiIds.push_back(PartialAdd(3));
+    }
+    ASSERT_EQ(aiIds.at(8), 9);
+    Raw({"0x0a", "0x12", "0", "0x00", "0x00", "0x20", "0x09", "0x0a"});
+    m_bmc.Restart();
+    EXPECT_EQ(Raw({"0x0a", "0x20"})[1], 12);
+    for (int iId : {9, 10}) {
+        const std::vector<int> aiRecord = Raw({"0x0a", "0x23", "0", "0", std::to_string(iId), "0", "0", "8"});
+        EXPECT_EQ(aiRecord, (std::vector<int>{iId + 1, 0, iId, 0, 0x51, 0x12, 3, 5, 6, 7})) << iId;
+    }
+    EXPECT_EQ(Raw({"0x0a", "0x11", "0", "0x00", "0x00", "3"}), (std::vector<int>{3, 0x20, 0x09, 0x0a}));
+}
+
 TEST_F(TestBmcTest, FaultsHitTheNthOccurrence)
 {
     m_bmc.Knob("fail=0a:20:2:c0:2");
