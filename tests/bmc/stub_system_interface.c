@@ -19,7 +19,7 @@ static unsigned char s_response[100];
 static unsigned short s_response_length;
 static int s_handle = 1;
 
-#define QUEUE_SIZE 64
+#define QUEUE_SIZE 4096
 struct queued_answer {
     int status;
     unsigned char cc;

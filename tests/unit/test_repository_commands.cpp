@@ -220,6 +220,37 @@ TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
               "cc = C4 \n");
 }
 
+// The agent is polled without pause until it answers; the 3000th poll
+// tells the user to wait.
+TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
+{
+    for (int iPolls : {2999, 3000}) {
+        m_stub->Reset();
+        Ok({0x00});  // started
+        for (int i = 1; i < iPolls; ++i) {
+            Ok({0x00});
+        }
+        Ok({0x01});
+        CapturedOutput output;
+        EXPECT_EQ(RunInitializationAgentCommand(), SDR_INIT_AGENT_COMPLETED);
+        output.Finish();
+        EXPECT_EQ(output.Out(), iPolls == 3000 ? "(please wait)... " : "") << iPolls;
+        EXPECT_EQ(output.Err(), "");
+    }
+}
+
+TEST_F(RepositoryCommandTest, AFailingInitializationAgentIsReported)
+{
+    Ok({0x00});
+    Ok({0x00});
+    m_stub->Answer(0, 0xD5, {});
+    CapturedOutput output;
+    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\ncc = D5 \n");
+}
+
 // --- FRU inventory ------------------------------------------------------------
 
 TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
