@@ -7,6 +7,7 @@ packages=(
   cmake g++ make
   libgtest-dev libgmock-dev libbenchmark-dev
   ipmitool freeipmi-tools openipmi libopenipmi-dev
+  qemu-system-x86 busybox-static cpio kmod
 )
 
 missing=()

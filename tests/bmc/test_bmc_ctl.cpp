@@ -1,5 +1,7 @@
 // Starts and stops a test BMC from the shell:
-//   test_bmc_ctl start DIR [MODULE-OPTIONS]   prints the BMC's address
+//   test_bmc_ctl start DIR [MODULE-OPTIONS]   prints the BMC's address;
+//                                             DIR/serial_port names the TCP
+//                                             port of its VM (KCS) interface
 //   test_bmc_ctl stop DIR
 // DIR keeps the configuration, the state and the process ID.
 #include <csignal>
@@ -23,6 +25,8 @@ int main(int argc, char* argv[])
     try {
         if (sCommand == "start") {
             valdrn_test::TestBmc bmc(argc > 3 ? argv[3] : "", sDirectory);
+            // The TCP port of the VM serial (KCS) interface, for QEMU.
+            valdrn_test::WriteFile(sDirectory + "/serial_port", std::to_string(bmc.SerialPort()) + "\n");
             valdrn_test::WriteFile(sDirectory + "/pid", std::to_string(bmc.Detach()) + "\n");
             std::printf("%s\n", bmc.Address().c_str());
             return 0;

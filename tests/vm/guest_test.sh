@@ -1,0 +1,57 @@
+#!/bin/sh
+# Runs inside the virtual machine, from /init: VALDRN in-band against the
+# test BMC behind QEMU's KCS interface, first through the OpenIPMI driver
+# (libopenraw.so), then by direct KCS I/O (libkcsio.so) with the driver
+# unloaded. Every run is framed by markers that the host script checks:
+#   VMTEST-CMD <words>   ...its output...   VMTEST-RC <status>
+cd /work || exit 1
+
+run() {
+    echo "VMTEST-CMD $*"
+    VALDRN "$@" < /dev/null 2>&1
+    echo "VMTEST-RC $?"
+}
+
+echo "VMTEST-PHASE openipmi"
+modprobe ipmi_si
+modprobe ipmi_devintf
+for i in 1 2 3 4 5 6 7 8 9 10; do
+    [ -e /dev/ipmi0 ] && break
+    sleep 1
+done
+ls -l /dev/ipmi0
+lsmod
+
+run -d ToBMC.sdr
+run -u up-ascii.sdr encoding=ascii
+run -u up-utf8.sdr encoding=utf8
+run -u up-utf16.sdr encoding=utf16
+run -v up-utf16.sdr
+run -v ToBMC.sdr
+run -d ServerBoard.fru fruID=0
+run -u up-ascii.fru encoding=ascii fruID=0
+run -u up-utf8.fru encoding=utf8 fruID=0
+run -u up-utf16.fru encoding=utf16 fruID=0
+run -v up-utf16.fru fruID=0
+run -updateFRU fieldName=snBoard fruID=0 offset=58 strType=3 strLength=A strValue=INBAND0001
+run -u missing.fru encoding=ascii fruID=9
+printf 'KCS\nCA2\nByteBoundary\n' > intf.ini
+run -msgintf kcsio -u refused.sdr encoding=ascii
+
+rmmod ipmi_devintf
+rmmod ipmi_si
+rmmod ipmi_msghandler
+echo "VMTEST-PHASE kcsio"
+lsmod
+run -msgintf kcsio -u kcs.sdr encoding=ascii
+run -msgintf kcsio -v ToBMC.sdr
+run -msgintf kcsio -d ServerBoard.fru.bin fruID=1
+run -msgintf kcsio -v ServerBoard.fru.bin fruID=1
+run -msgintf kcsio -updateFRU fieldName=snProduct fruID=0 offset=A4 strType=3 strLength=9 strValue=KCS000001
+run -msgintf kcsio -u missing-kcs.fru encoding=ascii fruID=9
+
+# The host stops the test BMC when it sees this line.
+echo "VMTEST-STOP-BMC"
+sleep 4
+run -msgintf kcsio -u stopped.sdr encoding=ascii
+echo "VMTEST-DONE"

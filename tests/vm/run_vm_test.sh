@@ -1,0 +1,176 @@
+#!/usr/bin/env bash
+# VALDRN in-band, for real: boots Debian's kernel in QEMU (TCG) with an
+# emulated KCS interface wired to the test BMC, runs tests/vm/guest_test.sh
+# in the guest, and checks its output and, afterwards, the BMC's state from
+# the host over LAN+ (ipmitool and VALDRN).
+#
+# Usage: run_vm_test.sh BUILD-DIR SOURCE-DIR
+set -euo pipefail
+
+BUILD=$(realpath "$1")
+SOURCE=$(realpath "$2")
+CACHE=$BUILD/vm-cache
+WORK=$(mktemp -d)
+BMC_DIR=$WORK/bmc
+QEMU_PID=
+failures=0
+
+cleanup() {
+    [ -n "$QEMU_PID" ] && kill "$QEMU_PID" 2>/dev/null || true
+    "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR" 2>/dev/null || true
+    rm -rf "$WORK"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAIL: $*"
+    failures=$((failures + 1))
+}
+
+# --- Debian's kernel, fetched once per build tree ---------------------------
+mkdir -p "$CACHE"
+if ! ls "$CACHE"/kernel/boot/vmlinuz-* > /dev/null 2>&1; then
+    package=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-6\.1\.[^ ]*-amd64\)$/\1/p' | head -1)
+    [ -n "$package" ] || { echo "no linux-image-6.1 package known to apt"; exit 1; }
+    (cd "$CACHE" && rm -f ./*.deb && apt-get download "$package" > /dev/null)
+    rm -rf "$CACHE/kernel"
+    dpkg -x "$CACHE"/linux-image-*.deb "$CACHE/kernel"
+fi
+VMLINUZ=$(ls "$CACHE"/kernel/boot/vmlinuz-* | head -1)
+KVER=${VMLINUZ##*/vmlinuz-}
+
+# --- the initramfs ---------------------------------------------------------------
+ROOT=$WORK/root
+mkdir -p "$ROOT"/{bin,sbin,usr/bin,usr/sbin,proc,sys,dev,tmp,run/lock,work,opt/valdrn,etc}
+cp /bin/busybox "$ROOT/bin/busybox"
+module_dir=$ROOT/lib/modules/$KVER/kernel/drivers/char/ipmi
+mkdir -p "$module_dir"
+for module in ipmi_msghandler ipmi_si ipmi_devintf; do
+    found=$(find "$CACHE/kernel/lib/modules/$KVER" -name "$module.ko*" | head -1)
+    [ -n "$found" ] || { echo "module $module not in the kernel package"; exit 1; }
+    cp "$found" "$module_dir/"
+done
+cp "$CACHE/kernel/lib/modules/$KVER"/modules.{order,builtin}* "$ROOT/lib/modules/$KVER/" 2>/dev/null || true
+depmod -b "$ROOT" "$KVER"
+
+cp "$BUILD/VALDRN" "$BUILD/libopenraw.so" "$BUILD/libkcsio.so" "$ROOT/opt/valdrn/"
+# The C and C++ runtime the program and its libraries need.
+for binary in "$BUILD/VALDRN" "$BUILD/libopenraw.so" "$BUILD/libkcsio.so"; do
+    ldd "$binary" | grep -o '/[^ ]*' | while read -r library; do
+        mkdir -p "$ROOT$(dirname "$library")"
+        cp -L "$library" "$ROOT$library"
+    done
+done
+# glibc's converters for the UTF-16 files.
+gconv=$(dirname "$(find /usr/lib -name UTF-16.so -path '*gconv*' | head -1)")
+mkdir -p "$ROOT$gconv"
+cp -a "$gconv"/gconv-modules* "$gconv"/UTF-16.so "$gconv"/ISO8859-1.so "$ROOT$gconv/"
+cp "$SOURCE"/examples/{ToBMC.sdr,ServerBoard.fru,ServerBoard.fru.bin} "$ROOT/work/"
+cp "$SOURCE/tests/vm/guest_test.sh" "$ROOT/guest_test.sh"
+cat > "$ROOT/init" <<'EOF'
+#!/bin/busybox sh
+/bin/busybox --install -s
+mount -t proc proc /proc
+mount -t sysfs sys /sys
+mount -t devtmpfs dev /dev
+export PATH=/opt/valdrn:/bin:/sbin:/usr/bin:/usr/sbin
+echo "VMTEST-BOOTED"
+sh /guest_test.sh
+poweroff -f
+EOF
+chmod +x "$ROOT/init" "$ROOT/guest_test.sh"
+(cd "$ROOT" && find . | cpio -o -H newc 2> /dev/null | gzip -1 > "$WORK/initrd.gz")
+
+# --- the test BMC, then the VM --------------------------------------------------------
+mkdir -p "$BMC_DIR"
+ADDRESS=$("$BUILD/tests/test_bmc_ctl" start "$BMC_DIR")
+PORT=$(cat "$BMC_DIR/serial_port")
+LOG=$WORK/console.log
+qemu-system-x86_64 -accel tcg -M pc -m 256 -smp 1 -kernel "$VMLINUZ" -initrd "$WORK/initrd.gz" \
+    -append "console=ttyS0 quiet" -nographic -no-reboot \
+    -chardev socket,id=ipmi0,host=127.0.0.1,port="$PORT",reconnect=1 \
+    -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
+    < /dev/null > "$LOG" 2>&1 &
+QEMU_PID=$!
+
+deadline=$((SECONDS + 600))
+stopped=no
+while kill -0 "$QEMU_PID" 2>/dev/null; do
+    if [ "$stopped" = no ] && grep -q "VMTEST-STOP-BMC" "$LOG"; then
+        "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR"
+        stopped=yes
+    fi
+    if [ "$SECONDS" -gt "$deadline" ]; then
+        fail "the VM did not finish within 600 s"
+        kill "$QEMU_PID"
+        break
+    fi
+    sleep 0.2
+done
+QEMU_PID=
+tr -d '\r' < "$LOG" > "$WORK/console.txt"
+cat "$WORK/console.txt"
+echo "=== checks"
+
+grep -q "VMTEST-BOOTED" "$WORK/console.txt" || fail "the guest did not boot"
+grep -q "VMTEST-DONE" "$WORK/console.txt" || fail "the guest test did not run to its end"
+
+# The output of the run whose words are exactly these, and its status.
+output_of() {
+    awk -v want="VMTEST-CMD $1" '
+        $0 == want { inside = 1; next }
+        inside && /^VMTEST-RC / { print; exit }
+        inside { print }' "$WORK/console.txt"
+}
+expect() {  # words, status, a line the output must hold
+    local words=$1 status=$2 line=$3 text
+    text=$(output_of "$words")
+    if ! grep -qx "VMTEST-RC $status" <<< "$text"; then
+        fail "'$words' did not end with status $status:"$'\n'"$text"
+    elif ! grep -qF -- "$line" <<< "$text"; then
+        fail "'$words' did not print '$line':"$'\n'"$text"
+    fi
+}
+
+expect "-d ToBMC.sdr" 0 "Download SDR data Successful. (9h SDR records downloaded!) "
+expect "-u up-ascii.sdr encoding=ascii" 0 "The SDR data has been saved in file up-ascii.sdr! "
+expect "-u up-utf8.sdr encoding=utf8" 0 "The SDR data has been saved in file up-utf8.sdr! "
+expect "-u up-utf16.sdr encoding=utf16" 0 "The SDR data has been saved in file up-utf16.sdr! "
+expect "-v up-utf16.sdr" 0 "Verify SDR file up-utf16.sdr with SDR repository successful! "
+expect "-v ToBMC.sdr" 0 "Verify SDR file ToBMC.sdr with SDR repository successful! "
+expect "-d ServerBoard.fru fruID=0" 0 "Download FRU data successful. "
+expect "-u up-ascii.fru encoding=ascii fruID=0" 0 "Upload FRU data successful. "
+expect "-u up-utf8.fru encoding=utf8 fruID=0" 0 "Upload FRU data successful. "
+expect "-u up-utf16.fru encoding=utf16 fruID=0" 0 "Upload FRU data successful. "
+expect "-v up-utf16.fru fruID=0" 0 "Verify FRU file up-utf16.fru with FRU inventory successful! "
+expect "-updateFRU fieldName=snBoard fruID=0 offset=58 strType=3 strLength=A strValue=INBAND0001" 0 \
+    "Update FRU data successful!"
+expect "-u missing.fru encoding=ascii fruID=9" 1 "cc = CB "
+expect "-msgintf kcsio -u refused.sdr encoding=ascii" 1 "make sure KCS driver modules are not loaded!"
+expect "-msgintf kcsio -u kcs.sdr encoding=ascii" 0 "The SDR data has been saved in file kcs.sdr! "
+expect "-msgintf kcsio -v ToBMC.sdr" 0 "Verify SDR file ToBMC.sdr with SDR repository successful! "
+expect "-msgintf kcsio -d ServerBoard.fru.bin fruID=1" 0 "Download FRU data successful. "
+expect "-msgintf kcsio -v ServerBoard.fru.bin fruID=1" 0 \
+    "Verify FRU file ServerBoard.fru.bin with FRU inventory successful! "
+expect "-msgintf kcsio -updateFRU fieldName=snProduct fruID=0 offset=A4 strType=3 strLength=9 strValue=KCS000001" 0 \
+    "Update FRU data successful!"
+expect "-msgintf kcsio -u missing-kcs.fru encoding=ascii fruID=9" 1 "cc = CB "
+expect "-msgintf kcsio -u stopped.sdr encoding=ascii" 1 ""
+
+# --- the BMC's state, seen from the host over LAN+ ------------------------------------------
+ADDRESS=$("$BUILD/tests/test_bmc_ctl" start "$BMC_DIR")
+LAN=(-n lanplus -H "$ADDRESS" -U admin -P secret -C 3)
+cp "$SOURCE"/examples/{ToBMC.sdr,ServerBoard.fru.bin} "$WORK/"
+cd "$WORK"
+"$BUILD/VALDRN" -v ToBMC.sdr "${LAN[@]}" > host-v-sdr.txt 2>&1 || fail "host: the repository differs from ToBMC.sdr: $(cat host-v-sdr.txt)"
+"$BUILD/VALDRN" -v ServerBoard.fru.bin fruID=1 "${LAN[@]}" > host-v-fru.txt 2>&1 ||
+    fail "host: FRU device 1 differs from ServerBoard.fru.bin: $(cat host-v-fru.txt)"
+fru=$(ipmitool -I lanplus -H "$ADDRESS" -U admin -P secret -C 3 fru print 0 2>&1 || true)
+grep -q "Board Serial          : INBAND0001" <<< "$fru" || fail "host: board serial not updated: $fru"
+grep -q "Product Serial        : KCS000001" <<< "$fru" || fail "host: product serial not updated: $fru"
+
+if [ "$failures" -gt 0 ]; then
+    echo "$failures check(s) failed"
+    exit 1
+fi
+echo "all in-band checks passed"
