@@ -27,71 +27,18 @@ fail() {
     failures=$((failures + 1))
 }
 
-# --- Debian's kernel, fetched once per build tree ---------------------------
-mkdir -p "$CACHE"
-if ! ls "$CACHE"/kernel/boot/vmlinuz-* > /dev/null 2>&1; then
-    package=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-6\.1\.[^ ]*-amd64\)$/\1/p' | head -1)
-    [ -n "$package" ] || { echo "no linux-image-6.1 package known to apt"; exit 1; }
-    (cd "$CACHE" && rm -f ./*.deb && apt-get download "$package" > /dev/null)
-    rm -rf "$CACHE/kernel"
-    dpkg -x "$CACHE"/linux-image-*.deb "$CACHE/kernel"
-fi
-VMLINUZ=$(ls "$CACHE"/kernel/boot/vmlinuz-* | head -1)
-KVER=${VMLINUZ##*/vmlinuz-}
-
-# --- the initramfs ---------------------------------------------------------------
+source "$SOURCE/tests/vm/vm_lib.sh"
+vm_fetch_kernel "$CACHE"
 ROOT=$WORK/root
-mkdir -p "$ROOT"/{bin,sbin,usr/bin,usr/sbin,proc,sys,dev,tmp,run/lock,work,opt/valdrn,etc}
-cp /bin/busybox "$ROOT/bin/busybox"
-module_dir=$ROOT/lib/modules/$KVER/kernel/drivers/char/ipmi
-mkdir -p "$module_dir"
-for module in ipmi_msghandler ipmi_si ipmi_devintf; do
-    found=$(find "$CACHE/kernel/lib/modules/$KVER" -name "$module.ko*" | head -1)
-    [ -n "$found" ] || { echo "module $module not in the kernel package"; exit 1; }
-    cp "$found" "$module_dir/"
-done
-cp "$CACHE/kernel/lib/modules/$KVER"/modules.{order,builtin}* "$ROOT/lib/modules/$KVER/" 2>/dev/null || true
-depmod -b "$ROOT" "$KVER"
-
-cp "$BUILD/VALDRN" "$BUILD/libopenraw.so" "$BUILD/libkcsio.so" "$ROOT/opt/valdrn/"
-# The C and C++ runtime the program and its libraries need.
-for binary in "$BUILD/VALDRN" "$BUILD/libopenraw.so" "$BUILD/libkcsio.so"; do
-    ldd "$binary" | grep -o '/[^ ]*' | while read -r library; do
-        mkdir -p "$ROOT$(dirname "$library")"
-        cp -L "$library" "$ROOT$library"
-    done
-done
-# glibc's converters for the UTF-16 files.
-gconv=$(dirname "$(find /usr/lib -name UTF-16.so -path '*gconv*' | head -1)")
-mkdir -p "$ROOT$gconv"
-cp -a "$gconv"/gconv-modules* "$gconv"/UTF-16.so "$gconv"/ISO8859-1.so "$ROOT$gconv/"
-cp "$SOURCE"/examples/{ToBMC.sdr,ServerBoard.fru,ServerBoard.fru.bin} "$ROOT/work/"
-cp "$SOURCE/tests/vm/guest_test.sh" "$ROOT/guest_test.sh"
-cat > "$ROOT/init" <<'EOF'
-#!/bin/busybox sh
-/bin/busybox --install -s
-mount -t proc proc /proc
-mount -t sysfs sys /sys
-mount -t devtmpfs dev /dev
-export PATH=/opt/valdrn:/bin:/sbin:/usr/bin:/usr/sbin
-echo "VMTEST-BOOTED"
-sh /guest_test.sh
-poweroff -f
-EOF
-chmod +x "$ROOT/init" "$ROOT/guest_test.sh"
-(cd "$ROOT" && find . | cpio -o -H newc 2> /dev/null | gzip -1 > "$WORK/initrd.gz")
+vm_build_root "$ROOT" "$BUILD" "$SOURCE" "$CACHE" "$SOURCE/tests/vm/guest_test.sh"
+vm_pack "$ROOT" "$WORK/initrd.gz"
 
 # --- the test BMC, then the VM --------------------------------------------------------
 mkdir -p "$BMC_DIR"
 ADDRESS=$("$BUILD/tests/test_bmc_ctl" start "$BMC_DIR")
 PORT=$(cat "$BMC_DIR/serial_port")
 LOG=$WORK/console.log
-qemu-system-x86_64 -accel tcg -M pc -m 256 -smp 1 -kernel "$VMLINUZ" -initrd "$WORK/initrd.gz" \
-    -append "console=ttyS0 quiet" -nographic -no-reboot \
-    -chardev socket,id=ipmi0,host=127.0.0.1,port="$PORT",reconnect=1 \
-    -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
-    < /dev/null > "$LOG" 2>&1 &
-QEMU_PID=$!
+vm_start "$WORK/initrd.gz" "$PORT" "$LOG"
 
 deadline=$((SECONDS + 600))
 stopped=no

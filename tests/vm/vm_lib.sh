@@ -1,0 +1,94 @@
+# Shared by the in-band VM test and the in-band benchmark: Debian's kernel,
+# an initramfs around busybox with the IPMI modules and VALDRN, and QEMU
+# with an emulated KCS interface wired to the test BMC. Sourced by bash.
+
+# Fetches the kernel package once into $1; sets VMLINUZ and KVER.
+vm_fetch_kernel() {
+    local cache=$1 package
+    mkdir -p "$cache"
+    if ! ls "$cache"/kernel/boot/vmlinuz-* > /dev/null 2>&1; then
+        package=$(apt-cache depends linux-image-amd64 |
+            sed -n 's/.*Depends: \(linux-image-6\.1\.[^ ]*-amd64\)$/\1/p' | head -1)
+        [ -n "$package" ] || { echo "no linux-image-6.1 package known to apt"; return 1; }
+        (cd "$cache" && rm -f ./*.deb && apt-get download "$package" > /dev/null)
+        rm -rf "$cache/kernel"
+        dpkg -x "$cache"/linux-image-*.deb "$cache/kernel"
+    fi
+    VMLINUZ=$(ls "$cache"/kernel/boot/vmlinuz-* | head -1)
+    KVER=${VMLINUZ##*/vmlinuz-}
+}
+
+# Copies the shared libraries the program or library $2 needs into the
+# tree $1, each at its own path.
+vm_add_libraries() {
+    local root=$1 binary=$2 library
+    ldd "$binary" | grep -o '/[^ ]*' | while read -r library; do
+        mkdir -p "$root$(dirname "$library")"
+        cp -L "$library" "$root$library"
+    done
+}
+
+# Copies a program into the tree $1 at its own path, with its libraries.
+vm_add_binary() {
+    local root=$1 binary=$2
+    mkdir -p "$root$(dirname "$binary")"
+    cp -L "$binary" "$root$binary"
+    vm_add_libraries "$root" "$binary"
+}
+
+# The guest's tree in $1: busybox, the three IPMI modules, VALDRN and our
+# libraries in /opt/valdrn, glibc's UTF-16 converters, the sample files in
+# /work, and an /init that runs the guest script $5 (build dir $2, source
+# dir $3, kernel cache $4).
+vm_build_root() {
+    local root=$1 build=$2 source=$3 cache=$4 guest=$5 module found gconv
+    mkdir -p "$root"/{bin,sbin,usr/bin,usr/sbin,proc,sys,dev,tmp,run/lock,work,opt/valdrn,etc}
+    cp /bin/busybox "$root/bin/busybox"
+    local module_dir=$root/lib/modules/$KVER/kernel/drivers/char/ipmi
+    mkdir -p "$module_dir"
+    for module in ipmi_msghandler ipmi_si ipmi_devintf; do
+        found=$(find "$cache/kernel/lib/modules/$KVER" -name "$module.ko*" | head -1)
+        [ -n "$found" ] || { echo "module $module not in the kernel package"; return 1; }
+        cp "$found" "$module_dir/"
+    done
+    cp "$cache/kernel/lib/modules/$KVER"/modules.{order,builtin,builtin.modinfo} "$root/lib/modules/$KVER/"
+    depmod -b "$root" "$KVER"
+    cp "$build/VALDRN" "$build/libopenraw.so" "$build/libkcsio.so" "$root/opt/valdrn/"
+    for binary in "$build/VALDRN" "$build/libopenraw.so" "$build/libkcsio.so"; do
+        vm_add_libraries "$root" "$binary"
+    done
+    # iconv needs these for the UTF-16 files.
+    gconv=$(dirname "$(find /usr/lib -name UTF-16.so -path '*gconv*' | head -1)")
+    mkdir -p "$root$gconv"
+    cp -a "$gconv"/gconv-modules* "$gconv"/UTF-16.so "$gconv"/ISO8859-1.so "$root$gconv/"
+    cp "$source"/examples/{ToBMC.sdr,ServerBoard.fru,ServerBoard.fru.bin} "$root/work/"
+    cp "$guest" "$root/guest.sh"
+    cat > "$root/init" <<'INIT'
+#!/bin/busybox sh
+/bin/busybox --install -s
+mount -t proc proc /proc
+mount -t sysfs sys /sys
+mount -t devtmpfs dev /dev
+export PATH=/opt/valdrn:/bin:/sbin:/usr/bin:/usr/sbin
+echo "VMTEST-BOOTED"
+sh /guest.sh
+poweroff -f
+INIT
+    chmod +x "$root/init" "$root/guest.sh"
+}
+
+# Packs the tree $1 into the gzip'd cpio archive $2.
+vm_pack() {
+    (cd "$1" && find . | cpio -o -H newc 2> /dev/null | gzip -1 > "$2")
+}
+
+# Boots the kernel with the initramfs $1, the KCS interface connected to
+# TCP port $2 of the test BMC, console into $3; sets QEMU_PID.
+vm_start() {
+    qemu-system-x86_64 -accel tcg -M pc -m 256 -smp 1 -kernel "$VMLINUZ" -initrd "$1" \
+        -append "console=ttyS0 quiet" -nographic -no-reboot \
+        -chardev socket,id=ipmi0,host=127.0.0.1,port="$2",reconnect=1 \
+        -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
+        < /dev/null > "$3" 2>&1 &
+    QEMU_PID=$!
+}
