@@ -35,6 +35,13 @@ run -u up-utf16.fru encoding=utf16 fruID=0
 run -v up-utf16.fru fruID=0
 run -updateFRU fieldName=snBoard fruID=0 offset=58 strType=3 strLength=A strValue=INBAND0001
 run -u missing.fru encoding=ascii fruID=9
+# The host makes the test BMC answer Get SDR Repository Info with 0xC0
+# while this runs, then clears the fault.
+echo "VMTEST-FAULT-ON"
+sleep 3
+run -u fault.sdr encoding=ascii
+echo "VMTEST-FAULT-OFF"
+sleep 3
 printf 'KCS\nCA2\nByteBoundary\n' > intf.ini
 run -msgintf kcsio -u refused.sdr encoding=ascii
 
@@ -43,10 +50,16 @@ rmmod ipmi_si
 rmmod ipmi_msghandler
 echo "VMTEST-PHASE kcsio"
 lsmod
+run -msgintf kcsio -d ToBMC.sdr
 run -msgintf kcsio -u kcs.sdr encoding=ascii
+run -msgintf kcsio -u kcs-utf8.sdr encoding=utf8
+run -msgintf kcsio -u kcs-utf16.sdr encoding=utf16
+run -msgintf kcsio -v kcs-utf16.sdr
 run -msgintf kcsio -v ToBMC.sdr
 run -msgintf kcsio -d ServerBoard.fru.bin fruID=1
 run -msgintf kcsio -v ServerBoard.fru.bin fruID=1
+run -msgintf kcsio -u kcs-utf16.fru encoding=utf16 fruID=1
+run -msgintf kcsio -v kcs-utf16.fru fruID=1
 run -msgintf kcsio -updateFRU fieldName=snProduct fruID=0 offset=A4 strType=3 strLength=9 strValue=KCS000001
 run -msgintf kcsio -u missing-kcs.fru encoding=ascii fruID=9
 

@@ -42,7 +42,23 @@ vm_start "$WORK/initrd.gz" "$PORT" "$LOG"
 
 deadline=$((SECONDS + 600))
 stopped=no
+fault=none
+# The OEM knob request of the test BMC, carrying the setting as ASCII.
+knob() {
+    local bytes
+    bytes=$(printf '%s' "$1" | od -An -tx1 | tr -s ' \n' ' ' | sed 's/ \([0-9a-f]\)/ 0x\1/g')
+    # shellcheck disable=SC2086
+    ipmitool -I lanplus -H "$ADDRESS" -U admin -P secret -C 3 raw 0x30 0x01 $bytes > /dev/null
+}
 while kill -0 "$QEMU_PID" 2>/dev/null; do
+    if [ "$fault" = none ] && grep -q "VMTEST-FAULT-ON" "$LOG"; then
+        knob "fail=0a:20:1:c0:0"
+        fault=on
+    fi
+    if [ "$fault" = on ] && grep -q "VMTEST-FAULT-OFF" "$LOG"; then
+        knob "nofaults"
+        fault=off
+    fi
     if [ "$stopped" = no ] && grep -q "VMTEST-STOP-BMC" "$LOG"; then
         "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR"
         stopped=yes
@@ -93,12 +109,19 @@ expect "-v up-utf16.fru fruID=0" 0 "Verify FRU file up-utf16.fru with FRU invent
 expect "-updateFRU fieldName=snBoard fruID=0 offset=58 strType=3 strLength=A strValue=INBAND0001" 0 \
     "Update FRU data successful!"
 expect "-u missing.fru encoding=ascii fruID=9" 1 "cc = CB "
+expect "-u fault.sdr encoding=ascii" 1 "cc = C0 "
 expect "-msgintf kcsio -u refused.sdr encoding=ascii" 1 "make sure KCS driver modules are not loaded!"
+expect "-msgintf kcsio -d ToBMC.sdr" 0 "Download SDR data Successful. (9h SDR records downloaded!) "
 expect "-msgintf kcsio -u kcs.sdr encoding=ascii" 0 "The SDR data has been saved in file kcs.sdr! "
+expect "-msgintf kcsio -u kcs-utf8.sdr encoding=utf8" 0 "The SDR data has been saved in file kcs-utf8.sdr! "
+expect "-msgintf kcsio -u kcs-utf16.sdr encoding=utf16" 0 "The SDR data has been saved in file kcs-utf16.sdr! "
+expect "-msgintf kcsio -v kcs-utf16.sdr" 0 "Verify SDR file kcs-utf16.sdr with SDR repository successful! "
 expect "-msgintf kcsio -v ToBMC.sdr" 0 "Verify SDR file ToBMC.sdr with SDR repository successful! "
 expect "-msgintf kcsio -d ServerBoard.fru.bin fruID=1" 0 "Download FRU data successful. "
 expect "-msgintf kcsio -v ServerBoard.fru.bin fruID=1" 0 \
     "Verify FRU file ServerBoard.fru.bin with FRU inventory successful! "
+expect "-msgintf kcsio -u kcs-utf16.fru encoding=utf16 fruID=1" 0 "Upload FRU data successful. "
+expect "-msgintf kcsio -v kcs-utf16.fru fruID=1" 0 "Verify FRU file kcs-utf16.fru with FRU inventory successful! "
 expect "-msgintf kcsio -updateFRU fieldName=snProduct fruID=0 offset=A4 strType=3 strLength=9 strValue=KCS000001" 0 \
     "Update FRU data successful!"
 expect "-msgintf kcsio -u missing-kcs.fru encoding=ascii fruID=9" 1 "cc = CB "
