@@ -23,6 +23,10 @@ ls -l /dev/ipmi0
 lsmod
 
 run -d ToBMC.sdr
+# RawIPMBRequest: Get Device ID to the BMC's own IPMB address.
+echo "VMTEST-CMD ipmb_probe 20 06 01"
+LD_LIBRARY_PATH=/opt/valdrn ipmb_probe 20 06 01
+echo "VMTEST-RC $?"
 run -u up-ascii.sdr encoding=ascii
 run -u up-utf8.sdr encoding=utf8
 run -u up-utf16.sdr encoding=utf16

@@ -31,6 +31,7 @@ source "$SOURCE/tests/vm/vm_lib.sh"
 vm_fetch_kernel "$CACHE"
 ROOT=$WORK/root
 vm_build_root "$ROOT" "$BUILD" "$SOURCE" "$CACHE" "$SOURCE/tests/vm/guest_test.sh"
+cp "$BUILD/tests/ipmb_probe" "$ROOT/opt/valdrn/"
 vm_pack "$ROOT" "$WORK/initrd.gz"
 
 # --- the test BMC, then the VM --------------------------------------------------------
@@ -96,6 +97,7 @@ expect() {  # words, status, a line the output must hold
 }
 
 expect "-d ToBMC.sdr" 0 "Download SDR data Successful. (9h SDR records downloaded!) "
+expect "ipmb_probe 20 06 01" 0 "IPMB-PROBE status=0 cc=00 length=15 "
 expect "-u up-ascii.sdr encoding=ascii" 0 "The SDR data has been saved in file up-ascii.sdr! "
 expect "-u up-utf8.sdr encoding=utf8" 0 "The SDR data has been saved in file up-utf8.sdr! "
 expect "-u up-utf16.sdr encoding=utf16" 0 "The SDR data has been saved in file up-utf16.sdr! "
