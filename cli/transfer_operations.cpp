@@ -45,6 +45,27 @@ void CloseSession()
     TerminateConnSession();
 }
 
+// What -d and -v work on: a local file that exists.
+struct LocalFileRequest {
+    int iIsSDR = 0;
+    char achFileName[FILE_NAME_BUFFER_SIZE] = {};
+    unsigned short u16FruID = 0;
+};
+
+// The arguments checked, the file found and the session open; false (with
+// the message printed and nothing left open) otherwise.
+bool StartLocalFileOperation(unsigned short u16ArgCount, char* apchArgs[], LocalFileRequest* psRequest)
+{
+    if (!ValidateAnalyzeParameters(u16ArgCount, apchArgs, &psRequest->iIsSDR, psRequest->achFileName,
+                                   &psRequest->u16FruID)) {
+        return false;
+    }
+    if (IsFileExistReadOnly(psRequest->achFileName) == FILE_PROBE_CANNOT_OPEN) {
+        return ReportMissingFile(psRequest->achFileName);
+    }
+    return OpenSession();
+}
+
 // The first non-blank character of standard input decides.
 bool UserAgreesToReplace()
 {
@@ -88,20 +109,12 @@ int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
 
 int Download(unsigned short u16ArgCount, char* apchArgs[])
 {
-    int iIsSDR = 0;
-    char achFileName[FILE_NAME_BUFFER_SIZE] = {};
-    unsigned short u16FruID = 0;
-    if (!ValidateAnalyzeParameters(u16ArgCount, apchArgs, &iIsSDR, achFileName, &u16FruID)) {
+    LocalFileRequest request;
+    if (!StartLocalFileOperation(u16ArgCount, apchArgs, &request)) {
         return 1;
     }
-    if (IsFileExistReadOnly(achFileName) == FILE_PROBE_CANNOT_OPEN) {
-        ReportMissingFile(achFileName);
-        return 1;
-    }
-    if (!OpenSession()) {
-        return 1;
-    }
-    const int iStatus = iIsSDR ? DownloadSDR(achFileName) : DownloadFRU(achFileName, u16FruID);
+    const int iStatus =
+        request.iIsSDR ? DownloadSDR(request.achFileName) : DownloadFRU(request.achFileName, request.u16FruID);
     CloseSession();
     return iStatus == 1 ? 0 : 1;
 }
@@ -163,21 +176,13 @@ int Upload(unsigned short u16ArgCount, char* apchArgs[])
 
 int Verify(unsigned short u16ArgCount, char* apchArgs[])
 {
-    int iIsSDR = 0;
-    char achFileName[FILE_NAME_BUFFER_SIZE] = {};
-    unsigned short u16FruID = 0;
-    if (!ValidateAnalyzeParameters(u16ArgCount, apchArgs, &iIsSDR, achFileName, &u16FruID)) {
+    LocalFileRequest request;
+    if (!StartLocalFileOperation(u16ArgCount, apchArgs, &request)) {
         return 1;
     }
-    if (IsFileExistReadOnly(achFileName) == FILE_PROBE_CANNOT_OPEN) {
-        ReportMissingFile(achFileName);
-        return 1;
-    }
-    if (!OpenSession()) {
-        return 1;
-    }
+    const char* const achFileName = request.achFileName;
     bool bSame = false;
-    if (iIsSDR) {
+    if (request.iIsSDR) {
         unsigned short u16LocalCount = 0;
         unsigned short u16RepositoryCount = 0;
         if (!ReadSDRFile(achFileName, &u16LocalCount)) {
@@ -193,7 +198,7 @@ int Verify(unsigned short u16ArgCount, char* apchArgs[])
     } else {
         if (ReadFRUFile(achFileName) != 1) {
             std::fputs("Verify FRU file failed!\n", stderr);
-        } else if (!DoFRUGetFromBMC(static_cast<unsigned char>(u16FruID))) {
+        } else if (!DoFRUGetFromBMC(static_cast<unsigned char>(request.u16FruID))) {
             std::fputs("Verify FRU file failed!\n", stderr);
         } else if (!FRUCompare()) {
             std::fputs("The FRU data in file and FRU inventory are different!\n", stderr);

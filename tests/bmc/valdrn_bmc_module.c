@@ -1,7 +1,7 @@
 /*
  * The test BMC: a module for OpenIPMI's ipmi_sim that serves the whole SDR
- * repository and the FRU inventory devices the way the IPMI v2.0
- * specification describes them, keeps them across restarts in a state
+ * repository and the FRU inventory devices the way IPMI v2.0 defines
+ * them, keeps them across restarts in a state
  * file, and lets the tests inject faults and change its behaviour.
  *
  * Options (in the "loadlib" line, and at run time through the OEM command

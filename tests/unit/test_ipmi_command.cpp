@@ -10,31 +10,15 @@
 #include "bmc/talk_to_bmc.h"
 #include "cli/diagnostics.h"
 #include "cli/interface_options.h"
-#include "support/stub_library.h"
+#include "support/stubbed_interface.h"
 #include "support/test_support.h"
 
 using namespace valdrn_test;
 
 namespace {
 
-class SystemDispatchTest : public testing::Test {
+class SystemDispatchTest : public StubbedInterfaceTest {
 protected:
-    void SetUp() override
-    {
-        m_sPath = StubPath("full", "openraw");
-        G_pchOpenRawLibrary = m_sPath.c_str();
-        m_stub.reset(new StubLibrary(m_sPath));
-        eInterfaceInUse = eInterfaceOpenIPMI;
-        ASSERT_TRUE(InitializeInterface());
-        m_stub->Reset();
-    }
-    void TearDown() override
-    {
-        TerminateConnSession();
-        G_pchOpenRawLibrary = "libopenraw.so";
-        G_bVerboseMode = false;
-    }
-
     IPMICommandRecord Record(std::initializer_list<unsigned char> au8Request)
     {
         IPMICommandRecord record = {};
@@ -45,9 +29,6 @@ protected:
         std::memset(record.au8ResponseData, 0xEE, sizeof record.au8ResponseData);
         return record;
     }
-
-    std::string m_sPath;
-    std::unique_ptr<StubLibrary> m_stub;
 };
 
 TEST_F(SystemDispatchTest, SuccessNeedsTwoResponseBytes)

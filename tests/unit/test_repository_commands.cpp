@@ -14,30 +14,24 @@
 #include "cli/working_storage.h"
 #include "fru/fru_image.h"
 #include "support/sdr_fixtures.h"
-#include "support/stub_library.h"
+#include "support/stubbed_interface.h"
 #include "support/test_support.h"
 
 using namespace valdrn_test;
 
 namespace {
 
-class RepositoryCommandTest : public testing::Test {
+class RepositoryCommandTest : public StubbedInterfaceTest {
 protected:
     void SetUp() override
     {
-        m_sPath = StubPath("full", "openraw");
-        G_pchOpenRawLibrary = m_sPath.c_str();
-        m_stub.reset(new StubLibrary(m_sPath));
-        eInterfaceInUse = eInterfaceOpenIPMI;
-        ASSERT_TRUE(InitializeInterface());
+        StubbedInterfaceTest::SetUp();
         ASSERT_TRUE(VLInit());
-        m_stub->Reset();
     }
     void TearDown() override
     {
         VLExit();
-        TerminateConnSession();
-        G_pchOpenRawLibrary = "libopenraw.so";
+        StubbedInterfaceTest::TearDown();
     }
 
     void Ok(const std::vector<unsigned char>& au8Response) const { m_stub->Queue(0, 0x00, au8Response); }
@@ -54,8 +48,6 @@ protected:
         return asRequests;
     }
 
-    std::string m_sPath;
-    std::unique_ptr<StubLibrary> m_stub;
 };
 
 std::string HexBytes(const std::string& sBytes, size_t uFrom, size_t uCount)

@@ -1,5 +1,5 @@
-// The test BMC serves the SDR repository and the FRU devices as the IPMI
-// v2.0 specification describes them; checked here with Debian's ipmitool.
+// The test BMC serves the SDR repository and the FRU devices as IPMI v2.0
+// defines them; checked here with Debian's ipmitool.
 #include <cstdlib>
 #include <string>
 #include <vector>

@@ -1,0 +1,27 @@
+#include "support/stubbed_interface.h"
+
+#include "bmc/ipmi_command.h"
+#include "bmc/talk_to_bmc.h"
+#include "cli/diagnostics.h"
+#include "cli/interface_options.h"
+
+namespace valdrn_test {
+
+void StubbedInterfaceTest::SetUp()
+{
+    m_sPath = StubPath("full", "openraw");
+    G_pchOpenRawLibrary = m_sPath.c_str();
+    m_stub.reset(new StubLibrary(m_sPath));
+    eInterfaceInUse = eInterfaceOpenIPMI;
+    ASSERT_TRUE(InitializeInterface());
+    m_stub->Reset();
+}
+
+void StubbedInterfaceTest::TearDown()
+{
+    TerminateConnSession();
+    G_pchOpenRawLibrary = "libopenraw.so";
+    G_bVerboseMode = false;
+}
+
+}  // namespace valdrn_test

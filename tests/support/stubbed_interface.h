@@ -1,0 +1,23 @@
+// A test fixture with the system interface open on the stand-in
+// libopenraw.so, whose recorder the test reaches through m_stub.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/stub_library.h"
+
+namespace valdrn_test {
+
+class StubbedInterfaceTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::string m_sPath;
+    std::unique_ptr<StubLibrary> m_stub;
+};
+
+}  // namespace valdrn_test
