@@ -19,24 +19,11 @@ constexpr unsigned int CHUNK_SIZE = 16;
 // The upload reads whole chunks: up to 15 bytes past the area.
 constexpr unsigned int SPARE_BYTES = 16;
 
-IPMICommandRecord NewRecord()
-{
-    IPMICommandRecord record = {};
-    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
-    return record;
-}
-
 void PutAddress(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset)
 {
     record.au8RequestData[0] = u8FruID;
     record.au8RequestData[1] = GetLowByteOfWord(u16Offset);
     record.au8RequestData[2] = GetHighByteOfWord(u16Offset);
-}
-
-void ReportFailure(const char* pchReason, const IPMICommandRecord& record)
-{
-    std::fprintf(stderr, "<ERROR> Error in executing IPMI command because of: %s\n", pchReason);
-    std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
 }
 
 // A Read FRU Data request; the response stays in the record.
@@ -47,7 +34,7 @@ bool SendRead(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
     record.au8RequestData[3] = u8Count;
     record.u8RequestLength = 4;
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_READ_FRU_DATA, &record)) {
-        ReportFailure("Failure to read data from FRU.", record);
+        ReportCommandFailure("Failure to read data from FRU.", record);
         return false;
     }
     return true;
@@ -62,7 +49,7 @@ int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
     std::memcpy(record.au8RequestData + 3, pu8Bytes, uCount);
     record.u8RequestLength = static_cast<unsigned char>(uCount + 3);
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_WRITE_FRU_DATA, &record)) {
-        ReportFailure("Failure to write data to FRU.", record);
+        ReportCommandFailure("Failure to write data to FRU.", record);
         return CMD_FAILED;
     }
     DebugMessage("   CMD_WRITE_FRU_DATA --- count = %d \n", record.au8ResponseData[0]);
@@ -74,13 +61,13 @@ int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
 int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID)
 {
     DebugMessage("\n=> CMD_GET_FRU_INVENTORY_AREA_INFO\n");
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     record.au8RequestData[0] = u8FruID;
     record.u8RequestLength = 1;
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_FRU_INVENTORY_AREA_INFO, &record)) {
         std::fputs("<ERROR> Error in executing IPMI command because of: \n", stderr);
         std::fprintf(stderr, "FRU Device 0x%X error or not exist.\n", u8FruID);
-        std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+        ReportCompletionCode(record);
         return CMD_FAILED;
     }
     G_u16FRUInventoryAreaSize = ParseByIndex(record.au8ResponseData, 0, 2);
@@ -90,7 +77,7 @@ int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID)
 
 int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count)
 {
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
         return CMD_FAILED;
     }
@@ -101,8 +88,7 @@ int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned
 int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                     unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
-    IPMICommandRecord record = {};
-    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    IPMICommandRecord record = NewCommandRecord();  // cleared whole
     if (pu8Buffer == nullptr) {
         std::fputs("<ERROR> Internal Error.", stderr);
         return CMD_FAILED;
@@ -118,15 +104,14 @@ int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Off
 int WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                         const unsigned char* pu8Buffer)
 {
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16Offset);
 }
 
 int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                        const unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
-    IPMICommandRecord record = {};
-    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    IPMICommandRecord record = NewCommandRecord();  // cleared whole
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16BufferOffset);
 }
 

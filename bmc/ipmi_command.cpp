@@ -22,6 +22,24 @@ unsigned short TracedLength(unsigned short u16Length)
 
 }  // namespace
 
+IPMICommandRecord NewCommandRecord()
+{
+    IPMICommandRecord record = {};
+    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    return record;
+}
+
+void ReportCompletionCode(const IPMICommandRecord& record)
+{
+    std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+}
+
+void ReportCommandFailure(const char* pchReason, const IPMICommandRecord& record)
+{
+    std::fprintf(stderr, "<ERROR> Error in executing IPMI command because of: %s\n", pchReason);
+    ReportCompletionCode(record);
+}
+
 bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord)
 {
     if (psRecord == nullptr) {
@@ -63,8 +81,7 @@ int InitializeRMCPPlus()
 bool GetDeviceID()
 {
     DebugMessage("\n=> CMD_GET_DEVICE_ID\n");
-    IPMICommandRecord record = {};
-    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    IPMICommandRecord record = NewCommandRecord();
     // A connection test that stops on ipmitool's error leaves the
     // completion code as it was: it must not read as success.
     record.u8CompletionCode = 0xFF;

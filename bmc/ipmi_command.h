@@ -35,6 +35,14 @@ struct SDRRepositoryInfo {
 // True when the request succeeded (completion code 0 and, for most
 // commands, a response of at least 2 bytes).
 bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
+
+// A zeroed record whose response length is preset to the whole buffer.
+IPMICommandRecord NewCommandRecord();
+// "cc = <completion code> " as a line on standard error.
+void ReportCompletionCode(const IPMICommandRecord& record);
+// "<ERROR> Error in executing IPMI command because of: <reason>" as a line,
+// then the completion code.
+void ReportCommandFailure(const char* pchReason, const IPMICommandRecord& record);
 // One request over LAN+: up to six ipmitool runs.
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
 

@@ -20,25 +20,10 @@ constexpr unsigned char ERASE_STATUS = 0x00;
 constexpr int ERASE_STATUS_POLLS = 3;
 constexpr unsigned int PLEASE_WAIT_POLL = 3000;
 
-IPMICommandRecord NewRecord()
-{
-    IPMICommandRecord record = {};
-    record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
-    return record;
-}
-
 void PutWord(IPMICommandRecord& record, unsigned short u16Word)
 {
     record.au8RequestData[record.u8RequestLength++] = GetLowByteOfWord(u16Word);
     record.au8RequestData[record.u8RequestLength++] = GetHighByteOfWord(u16Word);
-}
-
-// "<ERROR> Error in executing IPMI command because of: <reason>", then the
-// completion code.
-void ReportCommandFailure(const char* pchReason, const IPMICommandRecord& record)
-{
-    std::fprintf(stderr, "<ERROR> Error in executing IPMI command because of: %s\n", pchReason);
-    std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
 }
 
 void ReportClearFailure()
@@ -69,11 +54,9 @@ int GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, int iMode)
 int GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, int iMode)
 {
     DebugMessage("\n=> CMD_GET_SDR_REPOSITORY_INFO\n");
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_SDR_REPOSITORY_INFO, &record)) {
-        std::fputs("<ERROR> Error in executing IPMI command because of: Failure to check SDR repository info.\n\n",
-                   stderr);
-        std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+        ReportCommandFailure("Failure to check SDR repository info.\n", record);
         return SDR_INFO_FAILED;
     }
     SetRepositoryInfo(record.au8ResponseData, psInfo);
@@ -85,7 +68,7 @@ int GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, int iMode)
 int ReserveSDRCommand(unsigned short* pu16ReservationID)
 {
     DebugMessage("\n=> CMD_RESERVE_SDR\n");
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, &record)) {
         ReportCommandFailure("Failure to reserve SDR repository.", record);
         return CMD_FAILED;
@@ -103,7 +86,7 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
         uOffset + CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE;
     DebugMessage("\n=> CMD_GET_SDR --- ReserveID=%04X, RequestRecordID=%04X, Offset=%02X, ReadSize=%02X ",
                  u16ReservationID, u16RecordID, uOffset, uReadSize);
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     PutWord(record, u16ReservationID);
     PutWord(record, u16RecordID);
     record.au8RequestData[record.u8RequestLength++] = static_cast<unsigned char>(uOffset);
@@ -116,7 +99,7 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
             std::fputs("<ERROR> Error in executing IPMI command because of: Failure to get data from SDR repository.\n",
                        stderr);
         }
-        std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+        ReportCompletionCode(record);
         return CMD_FAILED;
     }
     *pu16NextRecordID = ParseByIndex(record.au8ResponseData, 0, 2);
@@ -202,7 +185,7 @@ bool DoSDRGetFromBMC(unsigned short* pu16Count)
 int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
 {
     DebugMessage("\n=> CMD_CLEAR_SDR_REPOSITORY\n");
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     PutWord(record, u16ReservationID);
     for (unsigned char u8Signature : {'C', 'L', 'R'}) {
         record.au8RequestData[record.u8RequestLength++] = u8Signature;
@@ -244,7 +227,7 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
                  psEntry->u16RecordID, psEntry->u8Cursor);
     const unsigned int uOffset = psEntry->u8Cursor;
     const bool bLast = uOffset + CHUNK_SIZE >= psEntry->u8RecordLength;
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     PutWord(record, u16ReservationID);
     PutWord(record, psEntry->u16RecordID);
     record.au8RequestData[4] = static_cast<unsigned char>(uOffset);
@@ -299,7 +282,7 @@ int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pc
 int RunInitializationAgentCommand()
 {
     DebugMessage("\n=> CMD_RUN_INITIALIZATION_AGENT\n");
-    IPMICommandRecord record = NewRecord();
+    IPMICommandRecord record = NewCommandRecord();
     record.au8RequestData[0] = 1;  // run
     record.u8RequestLength = 1;
     bool bSent = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RUN_INITIALIZATION_AGENT, &record);
@@ -310,7 +293,7 @@ int RunInitializationAgentCommand()
             std::fflush(stdout);
         }
         DebugMessage("   CMD_RUN_INITIALIZATION_AGENT --- status = %X \n\n", record.au8ResponseData[0]);
-        record = NewRecord();
+        record = NewCommandRecord();
         record.au8RequestData[0] = 0;  // get status
         record.u8RequestLength = 1;
         bSent = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RUN_INITIALIZATION_AGENT, &record);
@@ -320,6 +303,6 @@ int RunInitializationAgentCommand()
         return SDR_INIT_AGENT_COMPLETED;
     }
     std::fputs("<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\n", stderr);
-    std::fprintf(stderr, "cc = %X \n", record.u8CompletionCode);
+    ReportCompletionCode(record);
     return CMD_FAILED;
 }
