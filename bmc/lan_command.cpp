@@ -6,6 +6,8 @@
 #include <string>
 #include <unistd.h>
 
+#include "bmc/lan_command.h"
+
 #include "bmc/ipmi_command.h"
 #include "cli/diagnostics.h"
 #include "cli/interface_options.h"
@@ -14,7 +16,6 @@ namespace {
 
 constexpr short LAN_ATTEMPTS = 6;
 constexpr unsigned int RETRY_PAUSE_MS = 200;
-constexpr size_t OUTPUT_SIZE = 256;
 const char* const S_pchIpmitool = "ipmitool";
 
 bool IsShellLiteral(char chCharacter)
@@ -57,13 +58,6 @@ bool HasToken(const char* pchText)
 {
     return pchText[std::strspn(pchText, " ")] != '\0';
 }
-
-enum Attempt {
-    ATTEMPT_SUCCEEDED,  // an answer, completion code in the record
-    ATTEMPT_FAILED,     // pause, then try again
-    ATTEMPT_RETRY_NOW,  // ipmitool reported an error: try again at once
-    ATTEMPT_STOP,       // no use trying again
-};
 
 // The response bytes: the output split at blanks, each piece read as a
 // hexadecimal number.
@@ -125,23 +119,27 @@ Attempt RunIpmitool(const std::string& sLine, unsigned char u8Cmd, char* pchOutp
     }
     // Read once; the buffer is not cleared between attempts, so a shorter
     // output keeps the tail of an earlier one.
-    const size_t uRead = std::fread(pchOutput, 1, OUTPUT_SIZE, pPipe);
-    Attempt eAttempt;
-    if (uRead == 0) {
-        psRecord->u8CompletionCode = 0;
-        psRecord->u16ResponseLength = 0;
-        eAttempt = ATTEMPT_SUCCEEDED;
-    } else if (HasErrorWord(pchOutput)) {
-        eAttempt = ReadErrorOutput(pchOutput, u8Cmd, psRecord);
-    } else {
-        ParseResponse(pchOutput, psRecord);
-        eAttempt = ATTEMPT_SUCCEEDED;
-    }
+    const size_t uRead = std::fread(pchOutput, 1, IPMITOOL_OUTPUT_SIZE, pPipe);
+    const Attempt eAttempt = InterpretIpmitoolOutput(pchOutput, uRead, u8Cmd, psRecord);
     pclose(pPipe);
     return eAttempt;
 }
 
 }  // namespace
+
+Attempt InterpretIpmitoolOutput(char* pchOutput, size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord)
+{
+    if (uRead == 0) {
+        psRecord->u8CompletionCode = 0;
+        psRecord->u16ResponseLength = 0;
+        return ATTEMPT_SUCCEEDED;
+    }
+    if (HasErrorWord(pchOutput)) {
+        return ReadErrorOutput(pchOutput, u8Cmd, psRecord);
+    }
+    ParseResponse(pchOutput, psRecord);
+    return ATTEMPT_SUCCEEDED;
+}
 
 std::string QuoteForShell(const char* pchValue)
 {
@@ -165,7 +163,7 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
     const auto u8NetFn = static_cast<unsigned char>(u8NetFnLun >> 2);
     DebugMessage("   NetFn=0x%X, Cmd=0x%X, ReqLen=0x%X\n   ReqData=", u8NetFn, u8Cmd, psRecord->u8RequestLength);
     DebugPrintArray(psRecord->au8RequestData, psRecord->u8RequestLength);
-    char achOutput[OUTPUT_SIZE + 1] = {};
+    char achOutput[IPMITOOL_OUTPUT_SIZE + 1] = {};
     const unsigned int uRequestLength =
         psRecord->u8RequestLength < IPMI_REQUEST_DATA_SIZE ? psRecord->u8RequestLength : IPMI_REQUEST_DATA_SIZE;
     for (short i16Left = LAN_ATTEMPTS; --i16Left != -1;) {

@@ -22,6 +22,8 @@ void ShowProductHeader();
 void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName,
                             unsigned char u8MaxArgs, unsigned char u8MinArgs,
                             TOptionHandler pfnHandler);
+// The fifteen options of the program, with their handlers.
+void RegisterOptionTable(TCommandLineExecution& engine);
 int ParseCommandLine(int iArgCount, char* apchArgs[], TCommandLineExecution& engine);
 void ShowBadCommandLine(const TCommandLineExecution& engine);
 

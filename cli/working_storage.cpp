@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "cli/diagnostics.h"
 
@@ -21,9 +22,7 @@ SDREntry* AllocateSDRList()
 {
     auto* psList = static_cast<SDREntry*>(S_pfnAllocator(SDR_LIST_SLOT_COUNT, sizeof(SDREntry)));
     if (psList != nullptr) {
-        for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
-            psList[i].u16RecordID = SDR_FREE_SLOT_ID;
-        }
+        MarkSDRSlotsFree(psList, SDR_LIST_SLOT_COUNT);
     }
     return psList;
 }
@@ -44,6 +43,17 @@ void ReleaseAll()
 }
 
 }  // namespace
+
+void MarkSDRSlotsFree(SDREntry* psList, unsigned int uCount)
+{
+    if (uCount > SDR_LIST_SLOT_COUNT) {
+        uCount = SDR_LIST_SLOT_COUNT;
+    }
+    std::memset(psList, 0, uCount * sizeof(SDREntry));
+    for (unsigned int i = 0; i < uCount; ++i) {
+        psList[i].u16RecordID = SDR_FREE_SLOT_ID;
+    }
+}
 
 void SetWorkingStorageAllocator(TWorkingStorageAllocator pfnAllocator)
 {

@@ -396,8 +396,15 @@ int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
         if (!FRUReadHexBlock(psContext, pchName, FRU_MULTIRECORD_HEADER_SIZE, pchLine)) {
             return 0;
         }
-        if (ImageSize() - u16Start < static_cast<int>(FRU_MULTIRECORD_HEADER_SIZE) && TrimLeadingSpace(pchLine)[0] == ')') {
-            break;  // the end tag: the list is over
+        if (ImageSize() - u16Start < static_cast<int>(FRU_MULTIRECORD_HEADER_SIZE)) {
+            if (TrimLeadingSpace(pchLine)[0] == ')') {
+                break;  // the end tag: the list is over
+            }
+            // Another area's tag: the header is cut short, and its missing
+            // bytes must not be taken from whatever lies past the image.
+            ReportFRUFileError("Record %d's header in %s Area is not complete. (line %d) \n", iRecord, pchName,
+                               LineNumber(psContext));
+            return 0;
         }
         const unsigned char* pu8Header = Image() + u16Start;
         if (!FRUAreaChecksumCorrect(pu8Header, FRU_MULTIRECORD_HEADER_SIZE, 0)) {

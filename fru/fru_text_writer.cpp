@@ -64,14 +64,20 @@ int TagLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, const ch
                : 0;
 }
 
+// A field that a FRU text file cannot carry, named by its offset.
+int RefuseField(FILE* pFile, FRUWriteCursor* psCursor, const char* pchWhat, const char* pchWhy)
+{
+    char achMessage[96];
+    std::snprintf(achMessage, sizeof achMessage, "<ERROR> FRU write - the field at offset 0x%04X %s",
+                  psCursor->u16Position, pchWhat);
+    return Refuse(pFile, psCursor, achMessage, pchWhy);
+}
+
 // A quoted string is read back line by line: it cannot hold a line feed.
 int QuotedLatin1Line(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, const std::string& sText)
 {
     if (sText.find('\n') != std::string::npos) {
-        char achMessage[96];
-        std::snprintf(achMessage, sizeof achMessage,
-                      "<ERROR> FRU write - the field at offset 0x%04X holds a line feed", psCursor->u16Position);
-        return Refuse(pFile, psCursor, achMessage, "A FRU text file cannot carry it in a quoted string");
+        return RefuseField(pFile, psCursor, "holds a line feed", "A FRU text file cannot carry it in a quoted string");
     }
     const std::string sLine = "'" + sText + "'\n";
     return Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
@@ -80,17 +86,41 @@ int QuotedLatin1Line(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor,
                : 0;
 }
 
+// iconv rather than UTF16ToUTF8, which leaves out U+0100-U+07FF characters
+// with a low byte below 0x80: every character must read back.
+bool Utf16ToUtf8(const unsigned char* pu8Utf16, unsigned short u16Count, std::string* psUtf8)
+{
+    iconv_t pToUtf8 = iconv_open("UTF-8", "UTF-16LE");
+    if (pToUtf8 == reinterpret_cast<iconv_t>(-1)) {
+        return false;
+    }
+    char achUtf8[4 * 64 + 4] = {};
+    char* pchIn = const_cast<char*>(reinterpret_cast<const char*>(pu8Utf16));
+    size_t uInLeft = u16Count;
+    char* pchOut = achUtf8;
+    size_t uOutLeft = sizeof achUtf8;
+    const bool bConverted = iconv(pToUtf8, &pchIn, &uInLeft, &pchOut, &uOutLeft) != static_cast<size_t>(-1);
+    iconv_close(pToUtf8);
+    psUtf8->assign(achUtf8, static_cast<size_t>(pchOut - achUtf8));
+    return bConverted;
+}
+
 // UTF-16LE field data, written as UTF-8 or as raw UTF-16LE between quotes.
 int QuotedUnicodeLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count)
 {
     const unsigned char* pu8Data = psCursor->pu8Data + psCursor->u16Position;
     for (unsigned int i = 0; i + 1 < u16Count; i += 2) {
         if (pu8Data[i] == '\n' && pu8Data[i + 1] == 0) {
-            char achMessage[96];
-            std::snprintf(achMessage, sizeof achMessage,
-                          "<ERROR> FRU write - the field at offset 0x%04X holds a line feed", psCursor->u16Position);
-            return Refuse(pFile, psCursor, achMessage, "A FRU text file cannot carry it in a quoted string");
+            return RefuseField(pFile, psCursor, "holds a line feed",
+                               "A FRU text file cannot carry it in a quoted string");
         }
+    }
+    // Half a character would shift the line's end off the even offsets
+    // where a UTF-16 file's line feeds stand.
+    if (u16Count % 2 != 0) {
+        return RefuseField(pFile, psCursor, "is not valid UTF-16",
+                           psCursor->u32Encoding == FILE_ENCODING_UTF16 ? "It cannot be written as UTF-16"
+                                                                        : "It cannot be written as UTF-8");
     }
     std::string sLine;
     if (psCursor->u32Encoding == FILE_ENCODING_UTF16) {
@@ -98,27 +128,11 @@ int QuotedUnicodeLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor
         sLine.append(reinterpret_cast<const char*>(pu8Data), u16Count);
         sLine.append("'\0\n\0", 4);
     } else {
-        // iconv rather than UTF16ToUTF8, which leaves out U+0100-U+07FF
-        // characters with a low byte below 0x80: every character must read
-        // back.
-        iconv_t pToUtf8 = iconv_open("UTF-8", "UTF-16LE");
-        char achUtf8[4 * 64 + 4] = {};
-        char* pchIn = const_cast<char*>(reinterpret_cast<const char*>(pu8Data));
-        size_t uInLeft = u16Count;
-        char* pchOut = achUtf8;
-        size_t uOutLeft = sizeof achUtf8;
-        const bool bConverted = pToUtf8 != reinterpret_cast<iconv_t>(-1) &&
-                                iconv(pToUtf8, &pchIn, &uInLeft, &pchOut, &uOutLeft) != static_cast<size_t>(-1);
-        if (pToUtf8 != reinterpret_cast<iconv_t>(-1)) {
-            iconv_close(pToUtf8);
+        std::string sUtf8;
+        if (!Utf16ToUtf8(pu8Data, u16Count, &sUtf8)) {
+            return RefuseField(pFile, psCursor, "is not valid UTF-16", "It cannot be written as UTF-8");
         }
-        if (!bConverted) {
-            char achMessage[96];
-            std::snprintf(achMessage, sizeof achMessage,
-                          "<ERROR> FRU write - the field at offset 0x%04X is not valid UTF-16", psCursor->u16Position);
-            return Refuse(pFile, psCursor, achMessage, "It cannot be written as UTF-8");
-        }
-        sLine = "'" + std::string(achUtf8, static_cast<size_t>(pchOut - achUtf8)) + "'\n";
+        sLine = "'" + sUtf8 + "'\n";
     }
     return Written(WriteBytesToFile(pFile, pchPath, sLine.data(), sLine.size()), psCursor) ? 1 : 0;
 }
@@ -141,15 +155,31 @@ struct InfoAreaLayout {
     int iExemptFieldB;
     const char* pchUnicodeMessage;
     const char* pchLengthMessage;
+    const char* pchPaddingMessage;
 };
 
 const InfoAreaLayout S_ChassisLayout = {"_SEE_CHASSIS", 3, false, -1, -1, nullptr,
-                                        "<ERROR> FRU write - Chassis Info Area length insufficient"};
+                                        "<ERROR> FRU write - Chassis Info Area length insufficient",
+                                        "<ERROR> FRU write - Chassis Info Area has data after its end of fields (C1)"};
 const InfoAreaLayout S_BoardLayout = {"_SEE_BOARD", 6, true, 2, 4, "<ERROR> Board Info Area contains Unicode data",
-                                      "<ERROR> FRU write - Board Info Area length insufficient"};
+                                      "<ERROR> FRU write - Board Info Area length insufficient",
+                                      "<ERROR> FRU write - Board Info Area has data after its end of fields (C1)"};
 const InfoAreaLayout S_ProductLayout = {"_SEE_PRODUCT", 3, true, 4, 4,
                                         "<ERROR> Product Info Area contains Unicode data",
-                                        "<ERROR> FRU write - Product Info Area length insufficient"};
+                                        "<ERROR> FRU write - Product Info Area length insufficient",
+                                        "<ERROR> FRU write - Product Info Area has data after its end of fields (C1)"};
+
+// The reader fills the bytes between C1 and the area checksum with zeros
+// itself, so anything else there would not read back.
+bool OnlyZerosBetween(const FRUWriteCursor* psCursor, unsigned short u16Tail)
+{
+    for (unsigned int i = 1; i + 1 < u16Tail && HasRoom(psCursor, i + 1); ++i) {
+        if (psCursor->pu8Data[psCursor->u16Position + i] != 0x00) {
+            return false;
+        }
+    }
+    return true;
+}
 
 int WriteInfoArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, const InfoAreaLayout& layout)
 {
@@ -188,6 +218,10 @@ int WriteInfoArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, co
     if (i16Left < 1) {
         return Refuse(pFile, psCursor, layout.pchLengthMessage, nullptr);
     }
+    if (!OnlyZerosBetween(psCursor, static_cast<unsigned short>(i16Left))) {
+        return Refuse(pFile, psCursor, layout.pchPaddingMessage,
+                      "The FRU text format holds only zero bytes between C1 and the checksum");
+    }
     return FeedData(pFile, pchPath, psCursor, static_cast<unsigned short>(i16Left));
 }
 
@@ -203,6 +237,90 @@ unsigned short InternalAreaLength(const FRUWriteCursor* psCursor)
             : 8;
     const unsigned int uAvailable = psCursor->u16DataSize - psCursor->u16Position;
     return static_cast<unsigned short>(u16Length < uAvailable ? u16Length : uAvailable);
+}
+
+// The reader looks for its start tag anywhere in a line, quoted strings
+// included, so a field holding it would read as a second start tag.
+bool HoldsStartTag(const std::string& sText)
+{
+    return sText.find(FRU_TAG_BLOCK_START) != std::string::npos;
+}
+
+// Text the reader takes line by line: no line feed, no NUL, which ends a
+// line's text early, and no start tag.
+bool FitsOnAQuotedLine(const unsigned char* pu8Bytes, unsigned int uCount)
+{
+    return std::memchr(pu8Bytes, '\n', uCount) == nullptr && std::memchr(pu8Bytes, '\0', uCount) == nullptr &&
+           !HoldsStartTag(std::string(reinterpret_cast<const char*>(pu8Bytes), uCount));
+}
+
+// Whether the field's data, written as a quoted string, reads back as the
+// same bytes. Packed six-bit and BCD-plus text is packed again as the
+// reader does; UTF-16 text must be whole characters without a line feed,
+// and in UTF-8 without U+0000.
+bool QuotedFieldReadsBack(const FRUWriteCursor* psCursor, unsigned short u16Count, bool bEnglish)
+{
+    const unsigned char* pu8Field = psCursor->pu8Data + psCursor->u16Position + 1;
+    const unsigned char u8Type = psCursor->pu8Data[psCursor->u16Position] >> 6;
+    if (u8Type == 1 || u8Type == 2) {
+        char achText[2 * 64 + 4] = {};
+        unsigned char au8Packed[2 * 64 + 4] = {};
+        const auto u8Count = static_cast<unsigned char>(u16Count);
+        int iPacked = 0;
+        if (u8Type == 2) {
+            ConvertSixBitASCIIToASCIIStr(pu8Field, u8Count, achText);
+            iPacked = ConvertASCIIStrToSixBitASCII(achText, au8Packed) ? (3 * std::strlen(achText) + 3) / 4 : -1;
+        } else {
+            ConvertBCDPlusToASCIIStr(pu8Field, u8Count, achText);
+            iPacked = ConvertASCIIStrToBCDPlus(achText, au8Packed) ? (std::strlen(achText) + 1) / 2 : -1;
+        }
+        return FitsOnAQuotedLine(reinterpret_cast<const unsigned char*>(achText), std::strlen(achText)) &&
+               iPacked == u16Count && std::memcmp(au8Packed, pu8Field, u16Count) == 0;
+    }
+    if (u8Type != 3 || bEnglish) {
+        return u8Type != 3 || FitsOnAQuotedLine(pu8Field, u16Count);
+    }
+    if (psCursor->u32Encoding == FILE_ENCODING_ASCII) {
+        return true;  // refused as Unicode data before anything is written
+    }
+    if (u16Count % 2 != 0) {
+        return false;
+    }
+    std::string sLatin1;  // the characters below U+0100, others as 0x80
+    for (unsigned int i = 0; i < u16Count; i += 2) {
+        const bool bLineFeed = pu8Field[i] == '\n' && pu8Field[i + 1] == 0;
+        const bool bNul = pu8Field[i] == 0 && pu8Field[i + 1] == 0;
+        if (bLineFeed || (bNul && psCursor->u32Encoding == FILE_ENCODING_UTF8)) {
+            return false;
+        }
+        sLatin1 += static_cast<char>(pu8Field[i + 1] == 0 ? pu8Field[i] : 0x80);
+    }
+    if (HoldsStartTag(sLatin1)) {
+        return false;
+    }
+    std::string sUtf8;
+    return psCursor->u32Encoding != FILE_ENCODING_UTF8 || Utf16ToUtf8(pu8Field, u16Count, &sUtf8);
+}
+
+// A field whose text would not read back: its type/length byte and data as
+// hexadecimal bytes on one line, which the reader counts as one data line,
+// like the type/length line of a quoted field, so the fields after it keep
+// their numbers.
+int HexFieldLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count)
+{
+    std::string sLine;
+    for (unsigned int i = 0; i < u16Count; ++i) {
+        char achByte[4];
+        std::snprintf(achByte, sizeof achByte, "%02X", psCursor->pu8Data[psCursor->u16Position + i]);
+        sLine += (i == 0 ? "" : " ") + std::string(achByte);
+    }
+    sLine += "\n";
+    if (!Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
+                 psCursor)) {
+        return 0;
+    }
+    psCursor->u16Position = static_cast<unsigned short>(psCursor->u16Position + u16Count);
+    return 1;
 }
 
 }  // namespace
@@ -226,6 +344,11 @@ int FeedData(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigne
 int FeedBlock(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count,
               unsigned char u8Language, const char* pchAreaTag, int iFieldIndex)
 {
+    if (u16Count >= 2 && HasRoom(psCursor, u16Count) &&
+        !QuotedFieldReadsBack(psCursor, static_cast<unsigned short>(u16Count - 1),
+                              IsEnglishField(pchAreaTag, iFieldIndex, u8Language))) {
+        return HexFieldLine(pFile, pchPath, psCursor, u16Count);
+    }
     if (!FeedData(pFile, pchPath, psCursor, 1)) {
         return 0;
     }
@@ -339,8 +462,11 @@ int FRUWriteMultiRecordArea(FILE* pFile, const char* pchPath, FRUWriteCursor* ps
         }
         // Management access records hold text (a URL, a name...), except
         // sub-record type 0x07, a binary ID.
+        // Text that would not read back from a quoted line is written as
+        // bytes, as any other record is.
         const bool bText = pu8Header[0] == MANAGEMENT_ACCESS_RECORD && pu8Header[2] >= 1 &&
-                           pu8Header[FRU_MULTIRECORD_HEADER_SIZE] != MANAGEMENT_ACCESS_SUBTYPE_RAW;
+                           pu8Header[FRU_MULTIRECORD_HEADER_SIZE] != MANAGEMENT_ACCESS_SUBTYPE_RAW &&
+                           FitsOnAQuotedLine(pu8Header + FRU_MULTIRECORD_HEADER_SIZE + 1, uTotal - 6);
         const int iWritten =
             bText ? FeedData(pFile, pchPath, psCursor, FRU_MULTIRECORD_HEADER_SIZE + 1) &&
                         FeedQuotedStringInMultiRecordArea(pFile, pchPath, psCursor,

@@ -27,8 +27,9 @@ bool HasIDStringInQuotes(const SDREntry& entry, unsigned char u8StringStart)
 }
 
 // A quoted ID string is read back line by line, so it cannot hold a line
-// feed or a NUL; refuse such a list rather than write a file that does not
-// read back.
+// feed or a NUL, and the reader wants exactly as many characters as its
+// type/length byte gives; refuse such a list rather than write a file that
+// does not read back.
 bool IDStringsAreWritable(const SDREntry* psList)
 {
     int iRecordNumber = 0;
@@ -41,6 +42,15 @@ bool IDStringsAreWritable(const SDREntry* psList)
         const unsigned char u8Start = SDRStringStart(entry.u8RecordType, entry.u8RecordLength);
         if (!HasIDStringInQuotes(entry, u8Start)) {
             continue;
+        }
+        const unsigned int uStringLength = entry.u8RecordLength - u8Start;
+        const unsigned char u8TypeLength = entry.au8RecordData[u8Start - 1];
+        if (uStringLength != (u8TypeLength & 0x3Fu)) {
+            ReportSDRCheckFailure(SDR_CHECK_MEMORY, iRecordNumber,
+                                  "ID string length (%02Xh) is not consistent with Type/Length Code (%02X); "
+                                  "the record cannot be written in an SDR text file. ",
+                                  uStringLength, u8TypeLength);
+            return false;
         }
         for (unsigned int uPosition = u8Start; uPosition < entry.u8RecordLength; ++uPosition) {
             const unsigned char u8Byte = entry.au8RecordData[uPosition];

@@ -1,5 +1,6 @@
 #include "fru/fru_text_reader.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -388,6 +389,20 @@ TEST_F(FruReaderTest, MultiRecordChecksums)
     EXPECT_EQ(m_sErr, S_sLead + "Error checksum in MULTIRECORD Area record 0's header in FRU file. \n");
     EXPECT_EQ(Read(Replace(sText, "01 02\n", "01 03\n")), 0);
     EXPECT_EQ(m_sErr, S_sLead + "Error checksum in MULTIRECORD Area record 0's record data in FRU file. \n");
+}
+
+// Found by fuzzing: a record header cut short by another area's tag took
+// its missing bytes from past the image; zeros pass the header checksum, so
+// the reader went round for ever.
+TEST_F(FruReaderTest, MultiRecordHeaderCutShortByAnAreaTag)
+{
+    const std::string sImage = FruImage({"", "", "", "", FruMultiRecord(0xC0, "\x01\x02", true)});
+    const std::string sText = FruText(sImage);
+    const size_t uAfterTag = sText.find("_SEE_MULTIRECORD\n") + 17;
+    const int iLine = static_cast<int>(std::count(sText.begin(), sText.begin() + uAfterTag, '\n')) + 1;
+    EXPECT_EQ(Read(sText.substr(0, uAfterTag) + "00 _SEE_BOARD\n" + sText.substr(uAfterTag)), 0);
+    EXPECT_EQ(m_sErr, S_sLead + "Record 0's header in MULTIRECORD Area is not complete. (line " + std::to_string(iLine) +
+                          ") \n");
 }
 
 TEST_F(FruReaderTest, ManagementAccessTextIsAppendedAsItStands)

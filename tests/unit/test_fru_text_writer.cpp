@@ -119,6 +119,24 @@ TEST_F(FruWriterTest, BoardFieldsAsQuotedStrings)
     EXPECT_EQ(Written(), sExpected);
 }
 
+// Found by fuzzing: the reader supplies zeros between C1 and the checksum,
+// so any other byte there was written and read back as another image.
+TEST_F(FruWriterTest, DataBetweenEndOfFieldsAndChecksumIsRefused)
+{
+    std::string sImage = BoardImage(0, FruAsciiField("Board"));
+    const size_t uAreaEnd = 8 + static_cast<unsigned char>(sImage[9]) * 8;
+    const size_t uC1 = 8 + 6 + 5 + 6 + 6 + 1;
+    ASSERT_EQ(static_cast<unsigned char>(sImage[uC1]), 0xC1);
+    ASSERT_LT(uC1 + 2, uAreaEnd - 1) << "the fixture needs padding";
+    sImage[uC1 + 2] = 0x20;
+    sImage[uAreaEnd - 1] = static_cast<char>(sImage[uAreaEnd - 1] - 0x20);  // the checksum still holds
+    Inventory(sImage);
+    EXPECT_EQ(Save(2), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> FRU write - Board Info Area has data after its end of fields (C1)\n"
+                      "The FRU text format holds only zero bytes between C1 and the checksum\n");
+    EXPECT_EQ(m_sOut, "");
+}
+
 TEST_F(FruWriterTest, UnicodeBoardFieldRefusedInEightBitOutput)
 {
     const std::string sBoard = std::string("B\0o\0", 4);
@@ -242,12 +260,51 @@ TEST_F(FruWriterTest, BinaryFieldCannotBeSaved)
     EXPECT_EQ(m_sErr, "");
 }
 
-TEST_F(FruWriterTest, LineFeedInAFieldIsRefused)
+// Fields whose text would not read back from a quoted line go out as one
+// line of hex bytes, type/length byte first: a line feed, the NUL padding
+// many boards carry, half a UTF-16 character (found by fuzzing), and
+// U+0000 in UTF-8.
+TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
 {
     Inventory(FruImage({"", FruChassisArea(0x17, {FruAsciiField("A\nB")}), "", "", ""}));
-    EXPECT_EQ(Save(0), 0);
-    EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x000C holds a line feed\n"
-                      "A FRU text file cannot carry it in a quoted string\n");
+    EXPECT_EQ(Save(0), 1) << m_sErr;
+    EXPECT_NE(Written().find("\nC3 41 0A 42\n"), std::string::npos) << Written();
+    EXPECT_EQ(ReadBack(), std::string(reinterpret_cast<const char*>(G_pu8InventoryFRUDataBuffer),
+                                      G_u16ReadSizeFromFRUInventory));
+
+    const std::string sPadded = BoardImage(0, FruAsciiField("SN1\0\0"s));
+    const std::string sOdd = BoardImage(0x01, FruUnicodeField("B\0o"s));
+    const std::string sNulChar = BoardImage(0x01, FruUnicodeField("B\0\0\0"s));
+    for (const std::string& sImage : {sPadded, sOdd, sNulChar}) {
+        for (unsigned int u32Encoding : {1u, 2u}) {
+            Inventory(sImage);
+            EXPECT_EQ(Save(u32Encoding), 1) << m_sErr;
+            EXPECT_EQ(ReadBack(), sImage) << "encoding " << u32Encoding;
+        }
+    }
+    // Found by fuzzing: the reader takes its start tag from anywhere in a
+    // line, so a field holding it would read as a second start tag.
+    const std::string sTag = BoardImage(0, FruAsciiField("X_FRU (1"));
+    const std::string sUnicodeTag = BoardImage(0x01, FruUnicodeField("_\0F\0R\0U\0 \0(\0"s));
+    for (const std::string& sImage : {sTag, sUnicodeTag}) {
+        for (unsigned int u32Encoding : {1u, 2u}) {
+            Inventory(sImage);
+            EXPECT_EQ(Save(u32Encoding), 1) << m_sErr;
+            EXPECT_EQ(ReadBack(), sImage) << "encoding " << u32Encoding;
+        }
+    }
+    Inventory(sPadded);
+    EXPECT_EQ(Save(0), 1);
+    EXPECT_NE(Written().find("\nC5 53 4E 31 00 00\nC5\n'SN123'\n"), std::string::npos) << Written();
+}
+
+TEST_F(FruWriterTest, ManagementAccessTextThatCannotBeQuotedIsWrittenAsBytes)
+{
+    const std::string sImage = FruImage({"", "", "", "", FruMultiRecord(0x03, "\x01host\0name"s, true)});
+    Inventory(sImage);
+    EXPECT_EQ(Save(0), 1) << m_sErr;
+    EXPECT_EQ(Written().find('\''), std::string::npos) << Written();
+    EXPECT_EQ(ReadBack(), sImage);
 }
 
 TEST_F(FruWriterTest, FullDiskStopsTheSave)

@@ -182,6 +182,23 @@ TEST_F(TextWriterTest, IdStringThatCannotBeReadBackIsRefused)
               "<ERROR> Incorrect SDR data. \nID string byte (00h) cannot be written in an SDR text file. (record 2) \n");
 }
 
+// Found by fuzzing: a type/length byte that claims more characters than
+// the record holds was written as a quoted string the reader refuses.
+TEST_F(TextWriterTest, IdStringLengthThatDisagreesWithItsTypeLengthByteIsRefused)
+{
+    Repository({SdrNamedRecord(1, 0x10, "DIMM"), SdrRecordWithIdBytes(2, 0x10, 0xEF, "0123456789")});
+    EXPECT_EQ(Save(FILE_ENCODING_UTF8), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> Incorrect SDR data. \nID string length (0Ah) is not consistent with Type/Length Code "
+                      "(EF); the record cannot be written in an SDR text file. (record 2) \n");
+    EXPECT_EQ(Written(), "");
+    VLExit();
+    ASSERT_TRUE(VLInit());
+    // One character fewer than the record holds: refused as well.
+    Repository({SdrRecordWithIdBytes(1, 0x01, 0xC3, "ABCD")});
+    EXPECT_EQ(Save(FILE_ENCODING_ASCII), 0);
+    EXPECT_NE(m_sErr.find("ID string length (04h) is not consistent with Type/Length Code (C3)"), std::string::npos);
+}
+
 TEST_F(TextWriterTest, CannotCreateTheFile)
 {
     EXPECT_EQ(Save(FILE_ENCODING_ASCII, "nodir/out.sdr"), 0);
