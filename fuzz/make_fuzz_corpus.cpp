@@ -120,8 +120,10 @@ void CommandLineSeeds()
               S + "-P" + S + "p" + S + "-C" + S + "3",
           "-u" + S + "new.sdr" + S + "encoding=utf16" + S + "-msgintf" + S + "kcsio",
           "-v" + S + "a.sdr" + S + "-debugmsg",
-          "-updateFRU" + S + "0" + S + "board" + S + "serial" + S + "8bit" + S + "SN1",
-          "-updateFRU" + S + "1" + S + "board" + S + "mfg_date"}) {
+          "-updateFRU" + S + "fieldName=snBoard" + S + "fruID=0" + S + "offset=58" + S + "strType=3" + S +
+              "strLength=A" + S + "strValue=BSN0001234" + S + "-n" + S + "lanplus" + S + "-H" + S + "h" + S + "-U" +
+              S + "u" + S + "-P" + S + "p",
+          "-updateFRU" + S + "fieldName=datetime" + S + "offset=33" + S + "fruID=1"}) {
         Seed("fuzz_command_line", sLine);
     }
 }

@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   ipmitool freeipmi-tools openipmi libopenipmi-dev
   qemu-system-x86 busybox-static cpio kmod
+  valgrind clang libclang-rt-14-dev
 )
 
 missing=()

@@ -94,9 +94,8 @@ RunResult RunProgram(const std::vector<std::string>& asArgs, const fs::path& std
     const std::string sOutPath = outputDir.File("stdout");
     const std::string sErrPath = outputDir.File("stderr");
     std::vector<char*> apchArgv;
-    std::string sProgram = VALDRN_BINARY;
-    apchArgv.push_back(sProgram.data());
-    std::vector<std::string> asCopies = asArgs;
+    std::vector<std::string> asCopies = valdrn_test::ProgramUnderTest(VALDRN_BINARY);
+    asCopies.insert(asCopies.end(), asArgs.begin(), asArgs.end());
     for (auto& sArg : asCopies) {
         apchArgv.push_back(sArg.data());
     }
@@ -114,7 +113,7 @@ RunResult RunProgram(const std::vector<std::string>& asArgs, const fs::path& std
         dup2(iIn, STDIN_FILENO);
         dup2(iOut, STDOUT_FILENO);
         dup2(iErr, STDERR_FILENO);
-        execv(apchArgv[0], apchArgv.data());
+        execvp(apchArgv[0], apchArgv.data());
         _exit(127);
     }
     RunResult result;

@@ -25,7 +25,7 @@ CommandResult EndToEnd::Valdrn(const std::vector<std::string>& asWords, const st
 
 CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, const std::string& sStdin) const
 {
-    std::vector<std::string> asArgv = {VALDRN_BINARY};
+    std::vector<std::string> asArgv = ProgramUnderTest(VALDRN_BINARY);
     asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
     return RunCommand(asArgv, sStdin, m_dir.Path());
 }

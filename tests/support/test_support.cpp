@@ -31,6 +31,19 @@ TempDir::~TempDir()
     std::filesystem::remove_all(m_sPath, error);
 }
 
+std::vector<std::string> ProgramUnderTest(const std::string& sBinary)
+{
+    std::vector<std::string> asWords;
+    if (const char* pchWrapper = std::getenv("VALDRN_TEST_WRAPPER")) {
+        std::istringstream words(pchWrapper);
+        for (std::string sWord; words >> sWord;) {
+            asWords.push_back(sWord);
+        }
+    }
+    asWords.push_back(sBinary);
+    return asWords;
+}
+
 void WriteFile(const std::string& sPath, const std::string& sBytes)
 {
     std::ofstream file(sPath, std::ios::binary | std::ios::trunc);

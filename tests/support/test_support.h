@@ -23,6 +23,11 @@ private:
 };
 
 void WriteFile(const std::string& sPath, const std::string& sBytes);
+
+// The command line that runs the program under test: the words of the
+// environment variable VALDRN_TEST_WRAPPER (split at blanks; valgrind, for
+// example), then the binary.
+std::vector<std::string> ProgramUnderTest(const std::string& sBinary);
 std::string ReadFile(const std::string& sPath);
 bool FileExists(const std::string& sPath);
 std::string Bytes(const std::vector<unsigned char>& au8Bytes);
