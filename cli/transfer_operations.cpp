@@ -11,6 +11,7 @@
 #include "cli/file_arguments.h"
 #include "cli/working_storage.h"
 #include "encoding/file_probe.h"
+#include "encoding/text_output.h"
 #include "fru/fru_image.h"
 #include "fru/fru_text_reader.h"
 #include "fru/fru_text_writer.h"
@@ -71,10 +72,7 @@ bool UserAgreesToReplace()
 {
     std::printf("File exists, do you want to replace it, y/n? ");
     std::fflush(stdout);
-    int iAnswer = std::getchar();
-    while (iAnswer != EOF && std::isspace(iAnswer)) {
-        iAnswer = std::getchar();
-    }
+    const int iAnswer = ReadPromptAnswer(true);
     return iAnswer == 'y' || iAnswer == 'Y';
 }
 

@@ -1,5 +1,7 @@
 #include "encoding/text_output.h"
 
+#include <cctype>
+
 #include <cstring>
 #include <string>
 
@@ -32,12 +34,27 @@ std::string Latin1ToUtf8(const void* pData, std::size_t uCount)
 
 }  // namespace
 
+int ReadPromptAnswer(bool bSkipBlanks)
+{
+    int iAnswer = std::getchar();
+    // With blanks skipped, an empty line is no answer yet either.
+    while (bSkipBlanks && iAnswer != EOF && std::isspace(iAnswer)) {
+        iAnswer = std::getchar();
+    }
+    // The rest of the answer's line goes with it: the next prompt waits for
+    // its own answer instead of taking this line's end.
+    for (int iRest = iAnswer; iRest != EOF && iRest != '\n';) {
+        iRest = std::getchar();
+    }
+    return iAnswer;
+}
+
 int HoldDiskFullDialogue(FILE* pStream, const char* pchPath)
 {
     std::fprintf(stderr, "<ERROR> Disk Full! %s may be corrupt or incomplete.\n", pchPath);
     std::printf("Would you like to delete %s? (y='YES')", pchPath);
     std::fflush(stdout);
-    const int iAnswer = std::getchar();
+    const int iAnswer = ReadPromptAnswer(false);
     std::fclose(pStream);
     if (iAnswer == 'y' || iAnswer == 'Y') {
         if (std::remove(pchPath) == 0) {

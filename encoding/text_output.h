@@ -18,6 +18,10 @@ enum eWriteResult {
 // dialogue. 0 written, 14 disk full.
 int WriteBytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount);
 
+// One answer at an interactive prompt: its first character (the first
+// non-blank one with bSkipBlanks), the rest of its line read and dropped;
+// EOF when there is none.
+int ReadPromptAnswer(bool bSkipBlanks);
 // Tells the user the file may be corrupt, asks whether to delete it, closes
 // the stream and deletes the file on "y" or "Y". Returns 14.
 int HoldDiskFullDialogue(FILE* pStream, const char* pchPath);
