@@ -26,6 +26,11 @@ IPMICommandRecord NewCommandRecord()
 {
     IPMICommandRecord record = {};
     record.u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
+    // "No answer yet", as the system interface starts every request: over
+    // LAN+ the result rests on the completion code alone, so a request whose
+    // every ipmitool run failed (a BMC that stopped answering) must not read
+    // as success and let an operation run on with empty answers.
+    record.u8CompletionCode = 0xFF;
     return record;
 }
 
@@ -82,9 +87,6 @@ bool GetDeviceID()
 {
     DebugMessage("\n=> CMD_GET_DEVICE_ID\n");
     IPMICommandRecord record = NewCommandRecord();
-    // A connection test that stops on ipmitool's error leaves the
-    // completion code as it was: it must not read as success.
-    record.u8CompletionCode = 0xFF;
     return DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record);
 }
 

@@ -264,3 +264,15 @@ void TestBmc::SetOddUserPassword(const std::string& sPassword) const
 }
 
 }  // namespace valdrn_test
+
+namespace valdrn_test {
+
+void TestBmc::SetOddUserName(const std::string& sName) const
+{
+    const CommandResult result = Ipmitool({"user", "set", "name", "3", sName});
+    if (result.iStatus != 0) {
+        throw std::runtime_error("cannot set the user name: " + result.sErr);
+    }
+}
+
+}  // namespace valdrn_test

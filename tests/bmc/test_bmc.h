@@ -55,6 +55,10 @@ public:
     void Knob(const std::string& sSetting) const;
     // Gives user 3 ("odd", admin) this password.
     void SetOddUserPassword(const std::string& sPassword) const;
+    // Gives user 3 this name (at most 16 characters).
+    void SetOddUserName(const std::string& sName) const;
+    // The simulator's process ID, -1 when stopped.
+    pid_t Pid() const { return m_pid; }
     // Leaves the simulator running when the object goes; its process ID.
     pid_t Detach();
 

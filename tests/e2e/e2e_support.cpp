@@ -1,6 +1,10 @@
 #include "e2e/e2e_support.h"
 
+#include <cstdlib>
+#include <sstream>
 #include <stdexcept>
+
+#include <sys/stat.h>
 
 #include "support/fru_fixtures.h"
 
@@ -28,6 +32,52 @@ CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, con
     std::vector<std::string> asArgv = ProgramUnderTest(VALDRN_BINARY);
     asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
     return RunCommand(asArgv, sStdin, m_dir.Path());
+}
+
+CommandResult EndToEnd::ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
+                                       const std::string& sStdin, bool bLanOptions) const
+{
+    std::vector<std::string> asArgv = {"/usr/bin/env", "PATH=" + sPath};
+    std::vector<std::string> asProgram = ProgramUnderTest(VALDRN_BINARY);
+    // A wrapper named without a directory is looked up here, not on sPath.
+    if (asProgram[0].find('/') == std::string::npos) {
+        const CommandResult which = RunCommand({"which", asProgram[0]});
+        if (which.iStatus == 0) {
+            asProgram[0] = which.sOut.substr(0, which.sOut.find('\n'));
+        }
+    }
+    asArgv.insert(asArgv.end(), asProgram.begin(), asProgram.end());
+    asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
+    if (bLanOptions) {
+        const std::vector<std::string> asLan = m_bmc.LanOptions();
+        asArgv.insert(asArgv.end(), asLan.begin(), asLan.end());
+    }
+    return RunCommand(asArgv, sStdin, m_dir.Path());
+}
+
+StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sExtraOptions)
+{
+    const std::string sLog = m_dir.File("calls");
+    WriteFile(sLog, "");
+    WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\necho \"$*\" >> " + sLog + "\nN=$(wc -l < " + sLog + ")\n" + sHook +
+                                          "\nexec " IPMITOOL_PROGRAM " " + sExtraOptions + " \"$@\"\n");
+    chmod(m_dir.File("ipmitool").c_str(), 0755);
+}
+
+std::string StandInIpmitool::Path() const
+{
+    const char* pchPath = std::getenv("PATH");
+    return m_dir.Path() + ":" + (pchPath != nullptr ? pchPath : "/usr/bin:/bin");
+}
+
+std::vector<std::string> StandInIpmitool::Calls() const
+{
+    std::vector<std::string> asCalls;
+    std::istringstream lines(ReadFile(m_dir.File("calls")));
+    for (std::string sLine; std::getline(lines, sLine);) {
+        asCalls.push_back(sLine);
+    }
+    return asCalls;
 }
 
 std::vector<std::string> EndToEnd::Repository() const

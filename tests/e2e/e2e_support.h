@@ -29,6 +29,12 @@ public:
     // VALDRN with exactly these words.
     CommandResult ValdrnAlone(const std::vector<std::string>& asWords, const std::string& sStdin = "") const;
 
+    // VALDRN with the words and (unless bLanOptions is false) this BMC's
+    // LAN+ options, with PATH as given (the wrapper of the program under
+    // test is found on the current PATH).
+    CommandResult ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
+                                 const std::string& sStdin = "", bool bLanOptions = true) const;
+
     // The repository's records, read with "ipmitool sdr dump".
     std::vector<std::string> Repository() const;
     // A FRU device's whole area, read with "ipmitool fru read".
@@ -41,6 +47,21 @@ public:
 private:
     TempDir m_dir;
     TestBmc m_bmc;
+};
+
+// An ipmitool first on PATH that logs each command line, runs a piece of
+// shell (which sees the log's line count as $N and the arguments as "$@"),
+// then runs the real ipmitool with extra options and the arguments.
+class StandInIpmitool {
+public:
+    explicit StandInIpmitool(const std::string& sHook = "", const std::string& sExtraOptions = "");
+    // PATH with this ipmitool first.
+    std::string Path() const;
+    // The command lines ipmitool was run with, in order.
+    std::vector<std::string> Calls() const;
+
+private:
+    TempDir m_dir;
 };
 
 // Records without their IDs (bytes 0-1), which the BMC chooses.

@@ -189,3 +189,16 @@ TEST_F(DiskFullTest, WideWriterHoldsTheSameDialogue)
 }
 
 }  // namespace
+
+// Two prompts in a row (replace the file? then delete it after a full
+// disk?) each take their own line, as at a terminal.
+TEST(PromptAnswer, EachPromptTakesItsOwnLine)
+{
+    ScriptedStdin answers("y\n  n please\n\n\n Y\nyes\n");
+    EXPECT_EQ(ReadPromptAnswer(true), 'y');
+    EXPECT_EQ(ReadPromptAnswer(true), 'n');
+    EXPECT_EQ(ReadPromptAnswer(false), '\n');  // an empty line is an answer here
+    EXPECT_EQ(ReadPromptAnswer(true), 'Y');    // blank lines and blanks skipped
+    EXPECT_EQ(ReadPromptAnswer(false), 'y');
+    EXPECT_EQ(ReadPromptAnswer(true), EOF);
+}
