@@ -11,6 +11,7 @@ build=$(realpath "${1:-build}")
 logs=$build/valgrind-logs
 rm -rf "$logs"
 mkdir -p "$logs"
+chmod 1777 "$logs"  # a test runs VALDRN as nobody, and valgrind writes its log here
 export VALDRN_TEST_WRAPPER="valgrind --quiet --error-exitcode=97 --leak-check=full --show-leak-kinds=definite
   --errors-for-leak-kinds=definite --track-fds=no --log-file=$logs/valdrn.%p.log"
 (cd "$build" && ctest --output-on-failure -j2 -L '^(cli|e2e)$')
