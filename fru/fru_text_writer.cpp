@@ -305,16 +305,30 @@ bool QuotedFieldReadsBack(const FRUWriteCursor* psCursor, unsigned short u16Coun
 // A field whose text would not read back: its type/length byte and data as
 // hexadecimal bytes on one line, which the reader counts as one data line,
 // like the type/length line of a quoted field, so the fields after it keep
-// their numbers.
-int HexFieldLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count)
+// their numbers. A UTF-16 file's lines hold fewer characters than a long
+// field needs; there the field takes several lines, which in an area of
+// another language than English would shift the numbers that tell English
+// fields from Unicode ones: refused then.
+constexpr unsigned int UTF16_HEX_BYTES_PER_LINE = 40;  // 120 characters, 242 bytes with the line feed
+
+int HexFieldLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count,
+                 unsigned char u8Language)
 {
+    const unsigned int uPerLine =
+        psCursor->u32Encoding == FILE_ENCODING_UTF16 ? UTF16_HEX_BYTES_PER_LINE : FRU_MAX_IMAGE_SIZE;
+    if (u16Count > uPerLine && !IsEnglish(u8Language)) {
+        return RefuseField(pFile, psCursor, "cannot be written as text",
+                           "It is too long for one line of a UTF-16 file; choose encoding=utf8");
+    }
     std::string sLine;
     for (unsigned int i = 0; i < u16Count; ++i) {
         char achByte[4];
         std::snprintf(achByte, sizeof achByte, "%02X", psCursor->pu8Data[psCursor->u16Position + i]);
-        sLine += (i == 0 ? "" : " ") + std::string(achByte);
+        sLine += std::string(i % uPerLine == 0 ? "" : " ") + achByte;
+        if ((i + 1) % uPerLine == 0 || i + 1 == u16Count) {
+            sLine += "\n";
+        }
     }
-    sLine += "\n";
     if (!Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
                  psCursor)) {
         return 0;
@@ -347,7 +361,7 @@ int FeedBlock(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsign
     if (u16Count >= 2 && HasRoom(psCursor, u16Count) &&
         !QuotedFieldReadsBack(psCursor, static_cast<unsigned short>(u16Count - 1),
                               IsEnglishField(pchAreaTag, iFieldIndex, u8Language))) {
-        return HexFieldLine(pFile, pchPath, psCursor, u16Count);
+        return HexFieldLine(pFile, pchPath, psCursor, u16Count, u8Language);
     }
     if (!FeedData(pFile, pchPath, psCursor, 1)) {
         return 0;

@@ -293,6 +293,20 @@ TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
             EXPECT_EQ(ReadBack(), sImage) << "encoding " << u32Encoding;
         }
     }
+    // Found by fuzzing: 64 bytes of hex are too long for one UTF-16 line;
+    // in an English area the field takes two lines, in another language
+    // it is refused (the line count tells English fields from Unicode).
+    const std::string sLong = "S\n" + std::string(61, 'x');
+    const std::string sLongEnglish = BoardImage(0, FruAsciiField(sLong));
+    for (unsigned int u32Encoding : {0u, 1u, 2u}) {
+        Inventory(sLongEnglish);
+        EXPECT_EQ(Save(u32Encoding), 1) << m_sErr;
+        EXPECT_EQ(ReadBack(), sLongEnglish) << "encoding " << u32Encoding;
+    }
+    Inventory(BoardImage(0x01, FruAsciiField(sLong)));
+    EXPECT_EQ(Save(2), 0);
+    EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
+                      "It is too long for one line of a UTF-16 file; choose encoding=utf8\n");
     Inventory(sPadded);
     EXPECT_EQ(Save(0), 1);
     EXPECT_NE(Written().find("\nC5 53 4E 31 00 00\nC5\n'SN123'\n"), std::string::npos) << Written();
