@@ -10,6 +10,7 @@
 
 #include "bmc/lan_command.h"
 #include "cli/diagnostics.h"
+#include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
 {
@@ -30,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
         uOffset += uRead;
         const Attempt eAttempt = InterpretIpmitoolOutput(achOutput, uRead, u8Cmd, &record);
         if (record.u16ResponseLength > IPMI_RESPONSE_DATA_SIZE) {
-            __builtin_trap();  // more response bytes than the record holds
+            valdrn_fuzz::Finding("more response bytes than the record holds");
         }
         if ((eAttempt == ATTEMPT_SUCCEEDED && record.u8CompletionCode == 0) || eAttempt == ATTEMPT_STOP) {
             break;
