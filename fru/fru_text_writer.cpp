@@ -311,9 +311,16 @@ bool QuotedFieldReadsBack(const FRUWriteCursor* psCursor, unsigned short u16Coun
 // fields from Unicode ones: refused then.
 constexpr unsigned int UTF16_HEX_BYTES_PER_LINE = 40;  // 120 characters, 242 bytes with the line feed
 
+// The reader takes a C1 given as a hex byte in an info area for the end of
+// the fields and fills zeros up to the checksum at the next non-zero byte:
+// a field whose bytes hold C1 cannot go out as hex (found by fuzzing).
 int HexFieldLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count,
                  unsigned char u8Language)
 {
+    if (std::memchr(psCursor->pu8Data + psCursor->u16Position, FRU_END_OF_FIELDS, u16Count) != nullptr) {
+        return RefuseField(pFile, psCursor, "cannot be written as text",
+                           "Its text does not read back, and as hex bytes its C1 would end the fields");
+    }
     const unsigned int uPerLine =
         psCursor->u32Encoding == FILE_ENCODING_UTF16 ? UTF16_HEX_BYTES_PER_LINE : FRU_MAX_IMAGE_SIZE;
     if (u16Count > uPerLine && !IsEnglish(u8Language)) {

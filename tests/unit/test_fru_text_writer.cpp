@@ -312,6 +312,36 @@ TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
     EXPECT_NE(Written().find("\nC5 53 4E 31 00 00\nC5\n'SN123'\n"), std::string::npos) << Written();
 }
 
+// Found by fuzzing: a field that must go out as hex bytes but holds C1. The
+// reader would take that C1 for the end of the fields and fill zeros up to
+// the checksum, so the field is refused rather than written wrong: a
+// six-bit field whose spare bits are set, in an area of another language,
+// and an English field with NUL padding.
+TEST_F(FruWriterTest, HexFieldHoldingEndOfFieldsIsRefused)
+{
+    const std::string sSixBit = BoardImage(0xF0, "\x82\xC1\xF0"s);  // Unicode fields: no 8-bit file
+    const std::string sPadded = BoardImage(0, FruAsciiField("A\xC1\0"s));
+    for (const std::string& sImage : {sSixBit, sPadded}) {
+        for (unsigned int u32Encoding : {0u, 1u, 2u}) {
+            if (sImage == sSixBit && u32Encoding == 0) {
+                continue;
+            }
+            Inventory(sImage);
+            EXPECT_EQ(Save(u32Encoding), 0) << "encoding " << u32Encoding;
+            EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
+                              "Its text does not read back, and as hex bytes its C1 would end the fields\n");
+            EXPECT_EQ(m_sOut, "");
+        }
+    }
+    // C1 in a field that can be quoted is only a character.
+    const std::string sQuoted = BoardImage(0, FruAsciiField("A\xC1" "B"s));
+    for (unsigned int u32Encoding : {0u, 1u, 2u}) {
+        Inventory(sQuoted);
+        EXPECT_EQ(Save(u32Encoding), 1) << m_sErr;
+        EXPECT_EQ(ReadBack(), sQuoted) << "encoding " << u32Encoding;
+    }
+}
+
 TEST_F(FruWriterTest, ManagementAccessTextThatCannotBeQuotedIsWrittenAsBytes)
 {
     const std::string sImage = FruImage({"", "", "", "", FruMultiRecord(0x03, "\x01host\0name"s, true)});
