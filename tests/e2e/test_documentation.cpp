@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "bmc/talk_to_bmc.h"
 #include "e2e/e2e_support.h"
 #include "support/doc_examples.h"
 
@@ -47,6 +48,9 @@ std::vector<std::string> Expanded(const std::vector<std::string>& asWords, const
     for (const std::string& sWord : asWords) {
         if (sWord == "$LAN") {
             asOut.insert(asOut.end(), asLan.begin(), asLan.end());
+        } else if (sWord == "$HOST") {
+            const auto itHost = std::find(asLan.begin(), asLan.end(), "-H");
+            asOut.push_back(itHost + 1 < asLan.end() ? *(itHost + 1) : "");
         } else {
             asOut.push_back(sWord);
         }
@@ -61,12 +65,16 @@ void RunCommandOfPage(const EndToEnd& e2e, const DocRun& run, const DocCommand& 
     ASSERT_FALSE(command.asWords.empty());
     if (command.asWords[0] == "cat") {
         ASSERT_EQ(command.asWords.size(), 2u);
-        EXPECT_EQ(e2e.Read(command.asWords[1]), command.sExpected);
+        EXPECT_EQ(e2e.Read((fs::path(run.sDirectory) / command.asWords[1]).string()), command.sExpected);
         return;
     }
     ASSERT_EQ(command.asWords[0], "VALDRN") << "only VALDRN and cat are run";
     const std::vector<std::string> asArgs(command.asWords.begin() + 1, command.asWords.end());
-    const CommandResult result = e2e.ValdrnAlone(Expanded(asArgs, asLan), run.sStdin);
+    std::vector<std::string> asArgv = ProgramUnderTest(VALDRN_BINARY);
+    for (const std::string& sWord : Expanded(asArgs, asLan)) {
+        asArgv.push_back(sWord);
+    }
+    const CommandResult result = RunCommand(asArgv, run.sStdin, (fs::path(e2e.WorkDir()) / run.sDirectory).string());
     EXPECT_EQ(result.iStatus, run.iStatus) << result.sOut << result.sErr;
     const std::string sHeader = ProductHeader();
     ASSERT_EQ(result.sOut.substr(0, sHeader.size()), sHeader);
@@ -86,6 +94,7 @@ TEST_P(DocumentedExamples, RunAsShown)
         fs::copy(entry.path(), fs::path(e2e.WorkDir()) / entry.path().filename());
     }
     for (const DocFile& file : examples.files) {
+        fs::create_directories(fs::path(e2e.File(file.sName)).parent_path());
         e2e.Write(file.sName, file.sBytes);
     }
     const std::vector<std::string> asLan = e2e.Bmc().LanOptions();
@@ -125,9 +134,31 @@ TEST(Documentation, EveryFormatPageHasAWorkedExample)
         }
     }
     for (const char* pchOperation : {"-t", "-d", "-u", "-v", "-updateFRU"}) {
-        EXPECT_NE(std::find(asOperations.begin(), asOperations.end(), pchOperation), asOperations.end())
+        EXPECT_TRUE(std::find(asOperations.begin(), asOperations.end(), pchOperation) != asOperations.end())
             << "the README tour does not show " << pchOperation;
     }
+}
+
+// The intf.ini page's example says port CA2 with byte spacing: the
+// configuration reader must take it so.
+TEST(Documentation, IntfIniExampleReadsAsDescribed)
+{
+    const DocExamples examples = ExtractDocExamples(ReadFile((fs::path(PROJECT_DIR) / "docs" / "intf-ini.md").string()));
+    const auto it = std::find_if(examples.files.begin(), examples.files.end(),
+                                 [](const DocFile& file) { return file.sName == "intf.ini"; });
+    ASSERT_NE(it, examples.files.end());
+    TempDir dir;
+    WriteFile(dir.File("intf.ini"), it->sBytes);
+    TTalkToBMC bmc(INTERFACE_KCS_IO);
+    ASSERT_TRUE(bmc.SaveIniFilePath(dir.File("intf.ini").c_str()));
+    SystemInterface eInterface = SYSTEM_INTERFACE_BT;
+    unsigned short u16Port = 0;
+    RegisterSpacing eSpacing = Reserved;
+    long lFirmwareInfo = 0;
+    EXPECT_EQ(bmc.GetConfig(&eInterface, &u16Port, &eSpacing, &lFirmwareInfo), TALK_SUCCESS);
+    EXPECT_EQ(eInterface, SYSTEM_INTERFACE_KCS);
+    EXPECT_EQ(u16Port, 0xCA2);
+    EXPECT_EQ(eSpacing, ByteBoundary);
 }
 
 TEST(DocExamplesExtraction, FilesInEachEncoding)
@@ -148,12 +179,13 @@ TEST(DocExamplesExtraction, FilesInEachEncoding)
 TEST(DocExamplesExtraction, RunsWithSettings)
 {
     const DocExamples examples = ExtractDocExamples(
-        "<!-- run status=1 stdin=n -->\n```\n$ VALDRN -t a.sdr\nline 1\n \n$ cat out\n```\n");
+        "<!-- run status=1 stdin=n dir=sub -->\n```\n$ VALDRN -t a.sdr\nline 1\n \n$ cat out\n```\n");
     ASSERT_TRUE(examples.asErrors.empty()) << examples.asErrors[0];
     ASSERT_EQ(examples.runs.size(), 1u);
     const DocRun& run = examples.runs[0];
     EXPECT_EQ(run.iStatus, 1);
     EXPECT_EQ(run.sStdin, "n\n");
+    EXPECT_EQ(run.sDirectory, "sub");
     ASSERT_EQ(run.commands.size(), 2u);
     EXPECT_EQ(run.commands[0].asWords, (std::vector<std::string>{"VALDRN", "-t", "a.sdr"}));
     EXPECT_EQ(run.commands[0].sExpected, "line 1\n \n");

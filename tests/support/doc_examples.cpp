@@ -103,6 +103,8 @@ DocRun RunExample(const std::vector<std::string>& asMarker, const std::vector<st
             run.iStatus = std::stoi(asMarker[i].substr(7));
         } else if (StartsWith(asMarker[i], "stdin=")) {
             run.sStdin = asMarker[i].substr(6) + "\n";
+        } else if (StartsWith(asMarker[i], "dir=")) {
+            run.sDirectory = asMarker[i].substr(4);
         } else {
             *psError = "unknown run setting " + asMarker[i];
         }

@@ -7,10 +7,12 @@
 //       utf16 (byte-order mark + the text as UTF-16LE) or hex (the bytes of
 //       two-digit tokens; a leading "0000:" offset and "//" comments are
 //       left out).
-//   <!-- run [status=N] [stdin=TEXT] -->   the block holds "$ VALDRN ..."
-//       command lines, each followed by its exact output (standard output
-//       after the banner, then standard error). "$LAN" stands for the LAN+
-//       options of a BMC. "$ cat NAME" shows a file's exact content.
+//   <!-- run [status=N] [stdin=TEXT] [dir=DIR] -->   the block holds
+//       "$ VALDRN ..." command lines, each followed by its exact output
+//       (standard output after the banner, then standard error), run in
+//       the subdirectory DIR when given. "$LAN" stands for the LAN+ options
+//       of a BMC, "$HOST" for its address. "$ cat NAME" shows a file's
+//       exact content.
 #pragma once
 
 #include <string>
@@ -33,6 +35,7 @@ struct DocCommand {
 struct DocRun {
     int iStatus = 0;
     std::string sStdin;
+    std::string sDirectory;  // relative to the page's working directory
     std::vector<DocCommand> commands;
     int iLine = 0;
 };
