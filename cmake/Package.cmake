@@ -15,7 +15,6 @@ set(CPACK_GENERATOR "DEB")
 set(CPACK_DEBIAN_FILE_NAME "DEB-DEFAULT")
 set(CPACK_DEBIAN_PACKAGE_SECTION "admin")
 set(CPACK_DEBIAN_PACKAGE_PRIORITY "optional")
-set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://localhost/valdrn")
 # The dependencies are computed from the binaries by dpkg-shlibdeps; the C++
 # runtime is linked in, so this is the C library alone.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
