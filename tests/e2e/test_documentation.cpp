@@ -50,7 +50,7 @@ std::vector<std::string> Expanded(const std::vector<std::string>& asWords, const
             asOut.insert(asOut.end(), asLan.begin(), asLan.end());
         } else if (sWord == "$HOST") {
             const auto itHost = std::find(asLan.begin(), asLan.end(), "-H");
-            asOut.push_back(itHost + 1 < asLan.end() ? *(itHost + 1) : "");
+            asOut.push_back(itHost != asLan.end() && itHost + 1 != asLan.end() ? *(itHost + 1) : "");
         } else {
             asOut.push_back(sWord);
         }
@@ -202,6 +202,7 @@ TEST(DocExamplesExtraction, MalformedMarkersAreReported)
     EXPECT_EQ(ExtractDocExamples("<!-- file: a latin9 -->\n```\nx\n```\n").asErrors.size(), 1u);
     EXPECT_EQ(ExtractDocExamples("<!-- run -->\n```\noutput\n```\n").asErrors.size(), 1u);
     EXPECT_EQ(ExtractDocExamples("<!-- run sometimes -->\n```\n$ VALDRN -h\n```\n").asErrors.size(), 1u);
+    EXPECT_EQ(ExtractDocExamples("<!-- run status=one -->\n```\n$ VALDRN -h\n```\n").asErrors.size(), 1u);
     EXPECT_EQ(ExtractDocExamples("<!-- run -->\n```\n```\n").asErrors.size(), 1u);
 }
 

@@ -100,7 +100,12 @@ DocRun RunExample(const std::vector<std::string>& asMarker, const std::vector<st
     run.iLine = iFirstLine;
     for (size_t i = 1; i < asMarker.size(); ++i) {
         if (StartsWith(asMarker[i], "status=")) {
-            run.iStatus = std::stoi(asMarker[i].substr(7));
+            const std::string sStatus = asMarker[i].substr(7);
+            if (sStatus.empty() || sStatus.find_first_not_of("0123456789") != std::string::npos || sStatus.size() > 3) {
+                *psError = "the status is not a number: " + sStatus;
+            } else {
+                run.iStatus = std::stoi(sStatus);
+            }
         } else if (StartsWith(asMarker[i], "stdin=")) {
             run.sStdin = asMarker[i].substr(6) + "\n";
         } else if (StartsWith(asMarker[i], "dir=")) {
