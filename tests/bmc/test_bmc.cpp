@@ -107,12 +107,25 @@ TestBmc::TestBmc(const std::string& sModuleOptions, const std::string& sDirector
         m_sDirectory = sDirectory;
         mkdir(m_sDirectory.c_str(), 0700);
     }
-    m_sAddress = FreeLoopbackAddress();
-    if (!CanBind(SOCK_STREAM, "127.0.0.1", 0, &m_iSerialPort)) {
-        throw std::runtime_error("no free TCP port for the VM serial interface");
+    // Free when looked at is not free when bound: a test running beside
+    // this one may take the same address in between. Such a start is
+    // tried again on another address.
+    for (int iAttempt = 1;; ++iAttempt) {
+        m_sAddress = FreeLoopbackAddress();
+        if (!CanBind(SOCK_STREAM, "127.0.0.1", 0, &m_iSerialPort)) {
+            throw std::runtime_error("no free TCP port for the VM serial interface");
+        }
+        WriteConfiguration();
+        try {
+            Start();
+            return;
+        } catch (const std::runtime_error& error) {
+            if (iAttempt == 5 || std::string(error.what()).find("Unable to bind") == std::string::npos) {
+                throw;
+            }
+            unlink(File("ipmi_sim.log").c_str());
+        }
     }
-    WriteConfiguration();
-    Start();
 }
 
 TestBmc::~TestBmc()
