@@ -42,8 +42,9 @@ void TakeOptionalToken(char* pchArgument, char* pchToken)
     }
 }
 
-// "fruID=<hex>": 0x00 to 0xFE. Larger values are refused whole rather than
-// cut to 16 bits, so that no number is taken for another.
+// "fruID=<hex>": 0x00 to 0xFE. The number is kept as 16 bits and judged
+// after the cut, so 10000 is FRU 0 and 1FFFF is refused as 0xFFFF: the
+// digits above the lowest four never count, however many there are.
 bool ParseFruID(char* pchToken, const char* pchOperations, unsigned short* pu16FruID)
 {
     if (std::strncmp(pchToken, "fruID=", 6) != 0) {
@@ -55,22 +56,22 @@ bool ParseFruID(char* pchToken, const char* pchOperations, unsigned short* pu16F
         std::fputs("<ERROR> FRU ID is not a number! \n", stderr);
         return false;
     }
-    unsigned long ulValue = 0;
+    unsigned int uValue = 0;
     for (const char* pch = pchDigits; *pch != '\0'; ++pch) {
         const char chDigit = *pch;
         const unsigned int uDigit = chDigit <= '9' ? static_cast<unsigned int>(chDigit - '0')
                                                    : static_cast<unsigned int>((chDigit | 0x20) - 'a' + 10);
-        ulValue = ulValue < 0x10000000 ? ulValue * 16 + uDigit : 0xFFFFFFFF;
+        uValue = (uValue * 16 + uDigit) & 0xFFFF;
     }
-    if (ulValue == 0xFF) {
-        std::fprintf(stderr, "<ERROR> FRU ID (0x%02lX) is reserved! \n \n", ulValue);
+    if (uValue == 0xFF) {
+        std::fprintf(stderr, "<ERROR> FRU ID (0x%02X) is reserved! \n \n", uValue);
         return false;
     }
-    if (ulValue > 0xFF) {
-        std::fprintf(stderr, "<ERROR> FRU ID (0x%02lX) is limited to 0x00~0xFE! \n \n", ulValue);
+    if (uValue > 0xFF) {
+        std::fprintf(stderr, "<ERROR> FRU ID (0x%02X) is limited to 0x00~0xFE! \n \n", uValue);
         return false;
     }
-    *pu16FruID = static_cast<unsigned short>(ulValue);
+    *pu16FruID = static_cast<unsigned short>(uValue);
     return true;
 }
 

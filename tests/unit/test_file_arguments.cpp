@@ -91,6 +91,24 @@ TEST(FileArguments, FruIdValues)
     EXPECT_EQ(Parse({"x", "fruID="}).u16FruID, 0);  // an empty number counts as valid
 }
 
+// The number is kept as 16 bits before it is judged: digits above the
+// lowest four drop out.
+TEST(FileArguments, FruIdIsCutTo16Bits)
+{
+    Parsed parsed = Parse({"x", "fruID=10000"});
+    EXPECT_TRUE(parsed.bResult) << parsed.sErr;
+    EXPECT_EQ(parsed.u16FruID, 0);
+    parsed = Parse({"x", "fruID=0x1001B"});
+    EXPECT_TRUE(parsed.bResult) << parsed.sErr;
+    EXPECT_EQ(parsed.u16FruID, 0x1B);
+    parsed = Parse({"x", "fruID=FFFFFFFFFFFFFFFFFFFFFFFF0002"});
+    EXPECT_TRUE(parsed.bResult) << parsed.sErr;
+    EXPECT_EQ(parsed.u16FruID, 2);
+    parsed = ParseUpload({"o", "encoding=utf8", "fruID=10001"});
+    EXPECT_TRUE(parsed.bResult) << parsed.sErr;
+    EXPECT_EQ(parsed.u16FruID, 1);
+}
+
 TEST(FileArguments, FruIdRefusals)
 {
     struct Case {
@@ -100,7 +118,9 @@ TEST(FileArguments, FruIdRefusals)
         {"fruID=FF", "<ERROR> FRU ID (0xFF) is reserved! \n \n"},
         {"fruID=0xff", "<ERROR> FRU ID (0xFF) is reserved! \n \n"},
         {"fruID=100", "<ERROR> FRU ID (0x100) is limited to 0x00~0xFE! \n \n"},
-        {"fruID=10000", "<ERROR> FRU ID (0x10000) is limited to 0x00~0xFE! \n \n"},
+        {"fruID=1FFFF", "<ERROR> FRU ID (0xFFFF) is limited to 0x00~0xFE! \n \n"},
+        {"fruID=100FF", "<ERROR> FRU ID (0xFF) is reserved! \n \n"},
+        {"fruID=12345", "<ERROR> FRU ID (0x2345) is limited to 0x00~0xFE! \n \n"},
         {"fruID=zz", "<ERROR> FRU ID is not a number! \n"},
         {"fruID=0x", "<ERROR> FRU ID is not a number! \n"},
         {"fruid=1", "<ERROR> 'fruid=1' is an invalid parameter for -d/-v/-t! \n\n"},
