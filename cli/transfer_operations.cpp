@@ -96,7 +96,7 @@ int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
     // The status stays the reader's: a failed write is reported and the
     // run still ends with 0, as the tool has always done.
     if (DoFRUAddToBMC(static_cast<unsigned char>(u16FruID))) {
-        std::puts("Download FRU data successful. ");
+        std::puts("Download FRU data successful. \n");
     } else {
         std::fputs("Failure to download FRU data! \n\n", stderr);
     }
@@ -162,7 +162,7 @@ int Upload(unsigned short u16ArgCount, char* apchArgs[])
         } else {
             std::printf("Start to save FRU file, %s \n", achFileName);
             if (SaveFRUFile(achFileName, u32Encoding) == 1) {
-                std::puts("Upload FRU data successful. ");
+                std::puts("Upload FRU data successful. \n");
             } else {
                 std::fputs("Failure to upload FRU data!\n", stderr);
             }

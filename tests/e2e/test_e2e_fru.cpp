@@ -20,7 +20,7 @@ namespace {
 const char* const DEVICES = "fru=0:2048,1:512,2:40,3:20,4:39";
 
 const std::string S_sStartLine = "Start to download FRU data! \n";
-const std::string S_sDownloaded = "Download FRU data successful. \n";
+const std::string S_sDownloaded = "Download FRU data successful. \n\n";
 const std::string S_sBinary = "Recognize FRU File as binary format ";
 
 // Header and a chassis area of 32 bytes.
@@ -163,7 +163,7 @@ TEST_F(FruEndToEnd, UploadInEachEncodingVerifiesAndDownloadsAgain)
         EXPECT_EQ(upload.sErr, "");
         EXPECT_EQ(upload.sOut, ProductHeader() + "Start to save FRU file, " + sName + " \n" +
                                    "The FRU data has been saved in file " + sName + "! \n" +
-                                   "Upload FRU data successful. \n");
+                                   "Upload FRU data successful. \n\n");
         const CommandResult verify = m_e2e.Valdrn({"-v", sName, "fruID=0"});
         EXPECT_EQ(verify.iStatus, 0) << verify.sErr;
         EXPECT_EQ(verify.sOut, ProductHeader() + "Verify FRU file " + sName + " with FRU inventory successful! \n\n");
@@ -258,7 +258,7 @@ TEST_F(FruEndToEnd, AnAreaOfTwentyBytesIsReadInTwoChunks)
     EXPECT_EQ(upload.iStatus, 0) << upload.sErr;
     EXPECT_NE(upload.sOut.find("FRU Inventory area size = 0x14 Bytes \n"), std::string::npos);
     EXPECT_EQ(Occurrences(upload.sOut, "\n=> CMD_READ_FRU_DATA\n"), 2u);
-    EXPECT_NE(upload.sOut.find("Upload FRU data successful. \n"), std::string::npos) << upload.sOut;
+    EXPECT_NE(upload.sOut.find("Upload FRU data successful. \n\n"), std::string::npos) << upload.sOut;
     const CommandResult verify = m_e2e.Valdrn({"-v", "up.fru", "fruID=3"});
     EXPECT_EQ(verify.iStatus, 0) << verify.sErr;
 }
