@@ -9,7 +9,7 @@ packages=(
   ipmitool freeipmi-tools openipmi libopenipmi-dev
   qemu-system-x86 busybox-static cpio kmod
   valgrind clang libclang-rt-14-dev
-  dpkg-dev man-db groff-base binutils gzip
+  dpkg-dev man-db groff-base binutils gzip lintian
 )
 
 missing=()

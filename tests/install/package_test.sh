@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the Debian package with CPack, inspects it, installs it into this
-# machine with dpkg, runs the installed VALDRN on the installed examples,
-# and removes it again. Needs root; refuses to touch a valdrn package that
+# Builds the Debian package with CPack, inspects it, checks it with lintian
+# (no error, no warning), installs it into this machine with dpkg, runs the
+# installed VALDRN on the installed examples, and removes it again. Needs root; refuses to touch a valdrn package that
 # was installed before it ran.
 #
 #   package_test.sh BUILD_DIR
@@ -39,12 +39,19 @@ depends=$(field Depends)
 [[ "$depends" =~ ^libc6(\ \(\>=\ [0-9.]+\))?$ ]] || fail "Depends is not the C library alone: '$depends'"
 [ "$(field Recommends)" = ipmitool ] || fail "Recommends: $(field Recommends)"
 [ -n "$(field Description)" ] || fail "no Description: $info"
-echo "control: Depends: $depends; Recommends: $(field Recommends)"
+# Our libraries are private (lib/valdrn): nothing for ldconfig, so no
+# maintainer scripts at all.
+if grep -E '^ +[0-9]+ bytes, +[0-9]+ lines +\*? *(preinst|postinst|prerm|postrm)' <<<"$info"; then
+  fail "the package has maintainer scripts: $info"
+fi
+echo "control: Depends: $depends; Recommends: $(field Recommends); Maintainer: $(field Maintainer)"
 
 # The files.
 contents=$(dpkg-deb -c "$deb" | awk '{print $6}')
 expected=(./usr/bin/VALDRN ./usr/lib/valdrn/libopenraw.so ./usr/lib/valdrn/libkcsio.so
           ./usr/share/man/man1/VALDRN.1.gz ./usr/share/doc/valdrn/README.md
+          ./usr/share/doc/valdrn/LICENSE ./usr/share/doc/valdrn/copyright
+          ./usr/share/doc/valdrn/changelog.gz
           ./usr/share/doc/valdrn/sdr-text-format.md ./usr/share/doc/valdrn/sdr-binary-formats.md
           ./usr/share/doc/valdrn/fru-text-format.md ./usr/share/doc/valdrn/intf-ini.md
           ./usr/share/doc/valdrn/bmc-access.md
@@ -57,6 +64,22 @@ if grep -E 'test|fuzz|bench|\.a$|\.h$' <<<"$contents"; then
   fail "the package holds build or test files"
 fi
 echo "contents: $(grep -vc '/$' <<<"$contents") files"
+
+# The copyright file in Debian's machine-readable format, naming the licence.
+copyright=$(dpkg-deb --fsys-tarfile "$deb" | tar -xOf - ./usr/share/doc/valdrn/copyright)
+[ "$(head -n 1 <<<"$copyright")" = "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/" ] ||
+  fail "copyright is not machine-readable: $(head -n 3 <<<"$copyright")"
+grep -qx "License: BSD-3-Clause" <<<"$copyright" || fail "copyright does not name BSD-3-Clause"
+changelog=$(dpkg-deb --fsys-tarfile "$deb" | tar -xOf - ./usr/share/doc/valdrn/changelog.gz | gzip -dc)
+grep -q "^valdrn ($(field Version)) " <<<"$changelog" || fail "the changelog has no entry for $(field Version)"
+
+# Debian's own judgement of the package: no error and no warning (notes of
+# the "info" level are allowed). Run as root, lintian says it would rather
+# not be, on standard error.
+if ! lintian --fail-on error,warning "$deb" >"$work/lintian.log" 2>"$work/lintian.err"; then
+  fail "lintian: $(cat "$work/lintian.log" "$work/lintian.err")"
+fi
+echo "lintian: clean$([ -s "$work/lintian.log" ] && echo ": $(tr '\n' ';' <"$work/lintian.log")")"
 
 # Install, use, remove.
 installed_here=1
