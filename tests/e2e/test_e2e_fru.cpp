@@ -16,8 +16,10 @@ using namespace valdrn_test;
 namespace {
 
 // Devices: 0 and 1 roomy, 2 exactly the 40-byte image, 3 a 20-byte area,
-// 4 one byte short of the 40-byte image.
-const char* const DEVICES = "fru=0:2048,1:512,2:40,3:20,4:39";
+// 4 one byte short of the 40-byte image. Every upload and verify reads a
+// whole device, 16 bytes per ipmitool run: 512 bytes hold every image here
+// and still need two-byte offsets.
+const char* const DEVICES = "fru=0:512,1:512,2:40,3:20,4:39";
 
 const std::string S_sStartLine = "Start to download FRU data! \n";
 const std::string S_sDownloaded = "Download FRU data successful. \n\n";

@@ -2,6 +2,7 @@
 // type, and the board's manufacturing date set to now; the device is read
 // back with ipmitool, decoded with ipmitool and FreeIPMI, and uploaded and
 // tested with VALDRN itself.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -32,6 +33,9 @@ std::string Hex(size_t uValue)
 
 class UpdateEndToEnd : public testing::Test {
 protected:
+    // A 512-byte device 0 holds the image; each upload reads all of it.
+    UpdateEndToEnd() : m_e2e("fru=0:512") {}
+
     void SetUp() override
     {
         // The date is local time; the test reads it back as UTC.
@@ -67,9 +71,12 @@ protected:
     // finds free of errors.
     void ExpectUploadTestsClean() const
     {
+        // A new file each time: over an existing one, -u would ask first.
+        std::remove(m_e2e.File("up.fru").c_str());
         const CommandResult upload = m_e2e.Valdrn({"-u", "up.fru", "encoding=ascii", "fruID=0"});
         EXPECT_EQ(upload.iStatus, 0) << upload.sErr;
         EXPECT_EQ(upload.sErr, "");
+        EXPECT_NE(upload.sOut.find("Upload FRU data successful. \n\n"), std::string::npos) << upload.sOut;
         const CommandResult tested = m_e2e.ValdrnAlone({"-t", "up.fru", "fruID=0"});
         EXPECT_EQ(tested.iStatus, 0) << tested.sErr;
         EXPECT_EQ(tested.sErr, "");

@@ -19,7 +19,8 @@ unset LD_LIBRARY_PATH
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
 for file in bin/VALDRN lib/valdrn/libopenraw.so lib/valdrn/libkcsio.so share/man/man1/VALDRN.1.gz \
-            share/doc/valdrn/README.md share/doc/valdrn/examples/ToBMC.sdr share/doc/valdrn/examples/ServerBoard.fru; do
+            share/doc/valdrn/README.md share/doc/valdrn/LICENSE share/doc/valdrn/copyright share/doc/valdrn/changelog.gz \
+            share/doc/valdrn/examples/ToBMC.sdr share/doc/valdrn/examples/ServerBoard.fru; do
   [ -f "$prefix/$file" ] || fail "$file was not installed"
 done
 for page in sdr-text-format sdr-binary-formats fru-text-format intf-ini bmc-access; do
@@ -58,7 +59,8 @@ echo "both in-band libraries load from $prefix/lib/valdrn"
 
 # The main job against the test BMC.
 mkdir -p "$bmc"
-address=$("$build/tests/test_bmc_ctl" start "$bmc")
+# A FRU device 0 of 512 bytes: -u and -v read a whole device, 16 bytes a run.
+address=$("$build/tests/test_bmc_ctl" start "$bmc" "fru=0:512")
 lan=(-n lanplus -H "$address" -U admin -P secret -C 3)
 cp "$prefix/share/doc/valdrn/examples/ToBMC.sdr" "$prefix/share/doc/valdrn/examples/ServerBoard.fru" .
 run() {
