@@ -4,17 +4,18 @@
 # leak makes valgrind end the run with status 97, which no test expects;
 # the reports are printed at the end.
 #
-#   tools/valgrind-suite.sh [BUILD]      (default: build)
+#   tools/valgrind-suite.sh [BUILD [CTEST_OPTION...]]      (default: build)
 set -uo pipefail
 cd "$(dirname "$0")/.."
 build=$(realpath "${1:-build}")
+shift $(( $# > 0 ? 1 : 0 ))
 logs=$build/valgrind-logs
 rm -rf "$logs"
 mkdir -p "$logs"
 chmod 1777 "$logs"  # a test runs VALDRN as nobody, and valgrind writes its log here
 export VALDRN_TEST_WRAPPER="valgrind --quiet --error-exitcode=97 --leak-check=full --show-leak-kinds=definite
   --errors-for-leak-kinds=definite --track-fds=no --log-file=$logs/valdrn.%p.log"
-(cd "$build" && ctest --output-on-failure -j2 -L '^(cli|e2e)$')
+(cd "$build" && ctest --output-on-failure -j2 -L '^(cli|e2e)$' "$@")
 status=$?
 runs=$(ls "$logs" | wc -l)
 if [ "$runs" -eq 0 ]; then
