@@ -219,6 +219,23 @@ TEST_F(FruEndToEnd, VerifyFindsADifferentDevice)
     EXPECT_EQ(result.sErr, "The FRU data in file and FRU inventory are different!\nVerify FRU file failed!\n");
 }
 
+// fruID= is kept as 16 bits: 10000 is device 0, 10001 device 1.
+TEST_F(FruEndToEnd, FruIdIsCutTo16Bits)
+{
+    const std::string sImage = FortyByteImage();
+    m_e2e.Write("in.fru.bin", sImage);
+    const CommandResult download = m_e2e.Valdrn({"-d", "in.fru.bin", "fruID=10001"});
+    EXPECT_EQ(download.iStatus, 0) << download.sErr;
+    EXPECT_EQ(download.sOut, ProductHeader() + S_sBinary + S_sStartLine + S_sDownloaded);
+    EXPECT_EQ(DeviceStart(1, sImage.size()), sImage);
+    EXPECT_EQ(DeviceStart(0, 8), std::string(8, '\xFF'));
+    const CommandResult verify = m_e2e.Valdrn({"-v", "in.fru.bin", "fruID=0x10001"});
+    EXPECT_EQ(verify.iStatus, 0) << verify.sErr;
+    const CommandResult other = m_e2e.Valdrn({"-v", "in.fru.bin", "fruID=10000"});
+    EXPECT_EQ(other.iStatus, 1);
+    EXPECT_EQ(other.sErr, "The FRU data in file and FRU inventory are different!\nVerify FRU file failed!\n");
+}
+
 TEST_F(FruEndToEnd, AnImageAsLargeAsTheAreaIsAccepted)
 {
     const std::string sImage = FortyByteImage();

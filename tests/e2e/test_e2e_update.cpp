@@ -212,6 +212,18 @@ TEST_F(UpdateEndToEnd, AMissingDeviceFailsAtTheHeader)
               "<ERROR> Error in executing IPMI command because of: Failure to read data from FRU.\ncc = CB \n");
 }
 
+// The FRU ID of -updateFRU is its low byte: 100 is device 0.
+TEST_F(UpdateEndToEnd, FruIdIsTakenAsEightBits)
+{
+    const size_t uOffset = Offset("BSN0001234");
+    const CommandResult result = Update({"fieldName=snBoard", "fruID=100", "offset=" + Hex(uOffset), "strType=3",
+                                         "strLength=A", "strValue=BSN0000100"});
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sOut, ProductHeader() + S_sSuccess);
+    EXPECT_EQ(m_e2e.FruArea(0).substr(uOffset, 10), "BSN0000100");
+    EXPECT_TRUE(AreaSumsToZero(m_e2e.FruArea(0), BOARD_AREA));
+}
+
 TEST_F(UpdateEndToEnd, BadParametersNeverReachTheBmc)
 {
     const CommandResult result = Update({"fieldName=snBoard", "fruID=1FF", "offset=58", "strType=3", "strLength=A",
