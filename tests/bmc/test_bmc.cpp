@@ -1,10 +1,12 @@
 #include "bmc/test_bmc.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -238,6 +240,29 @@ pid_t TestBmc::Detach()
 void TestBmc::Restart()
 {
     Stop();
+    Start();
+}
+
+void TestBmc::SeedRepository(const std::vector<std::string>& asRecords)
+{
+    Stop();
+    // The module's state file: a header line (record count, next record ID,
+    // last add and erase times), then each record's ID and length on a line
+    // of their own followed by its bytes.
+    unsigned int uNextID = 1;
+    std::string sRecords;
+    for (const std::string& sRecord : asRecords) {
+        if (sRecord.size() < 5) {
+            throw std::runtime_error("a record has at least its 5-byte header");
+        }
+        const unsigned int uID = static_cast<unsigned char>(sRecord[0]) | static_cast<unsigned char>(sRecord[1]) << 8;
+        uNextID = std::max(uNextID, uID + 1);
+        sRecords += std::to_string(uID) + " " + std::to_string(sRecord.size()) + "\n" + sRecord;
+    }
+    const std::string sNow = std::to_string(std::time(nullptr));
+    WriteFile(File("bmc.state"),
+              "VALDRNBMC1 " + std::to_string(asRecords.size()) + " " + std::to_string(uNextID) + " " + sNow + " " +
+                  sNow + "\n" + sRecords);
     Start();
 }
 

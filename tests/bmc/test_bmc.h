@@ -51,6 +51,11 @@ public:
     std::vector<std::string> LanOptions() const;
     // ipmitool with this BMC's LAN+ options, then the arguments.
     CommandResult Ipmitool(const std::vector<std::string>& asArgs) const;
+    // Restarts the BMC with exactly these records (whole records, header
+    // first) in its repository, written into its state file: what a
+    // download of them would leave, without running one. FRU devices
+    // come back blank.
+    void SeedRepository(const std::vector<std::string>& asRecords);
     // Changes the module's behaviour at run time; throws when refused.
     void Knob(const std::string& sSetting) const;
     // Gives user 3 ("odd", admin) this password.

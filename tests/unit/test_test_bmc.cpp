@@ -220,6 +220,23 @@ TEST_F(TestBmcTest, StateWithWhiteSpaceBytesSurvivesARestart)
     EXPECT_EQ(Raw({"0x0a", "0x11", "0", "0x00", "0x00", "3"}), (std::vector<int>{3, 0x20, 0x09, 0x0a}));
 }
 
+// A seeded repository answers as one that was filled by adds: the same
+// records in order, and new records after them get new IDs.
+TEST_F(TestBmcTest, SeededRepositoryAnswersLikeAnAddedOne)
+{
+    PartialAdd(3);  // gone with the seed
+    const std::string sFirst("\x09\x00\x51\x12\x03\x0a\x20\x09", 8);  // bytes that look like blanks
+    const std::string sSecond("\x30\x00\x51\xC0\x01\x7F", 6);
+    m_bmc.SeedRepository({sFirst, sSecond});
+    EXPECT_EQ(Raw({"0x0a", "0x20"})[1], 2);
+    EXPECT_EQ(Raw({"0x0a", "0x23", "0", "0", "0", "0", "0", "8"}),
+              (std::vector<int>{0x30, 0, 0x09, 0, 0x51, 0x12, 3, 0x0a, 0x20, 0x09}));
+    EXPECT_EQ(Raw({"0x0a", "0x23", "0", "0", "0x30", "0", "0", "6"}),
+              (std::vector<int>{0xFF, 0xFF, 0x30, 0, 0x51, 0xC0, 1, 0x7F}));
+    EXPECT_EQ(PartialAdd(3), 0x31);
+    EXPECT_THROW(m_bmc.SeedRepository({std::string("\x01\x00\x51", 3)}), std::runtime_error);
+}
+
 TEST_F(TestBmcTest, FaultsHitTheNthOccurrence)
 {
     m_bmc.Knob("fail=0a:20:2:c0:2");
