@@ -45,9 +45,9 @@ std::string TwoKibFruImage()
     areas.sBoard = FruBoardArea(0x19, 0x00C2B1F0,
                                 {FruAsciiField("Valdrin Systems"), FruAsciiField("X99 Server Board"),
                                  FruAsciiField("BSN0001234"), FruAsciiField("PN-77-A"), FruAsciiField("FRU v1.0")});
-    areas.sProduct = FruProductArea(0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"),
-                                           FruAsciiField("R200-8"), FruAsciiField("A01"), FruAsciiField("PSN998877"),
-                                           FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
+    areas.sProduct = FruProductArea(
+        0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"), FruAsciiField("R200-8"),
+               FruAsciiField("A01"), FruAsciiField("PSN998877"), FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
     const size_t uBefore = FruImage(areas).size();
     const size_t uRecords = (2048 - uBefore) / 205;
     for (size_t i = 0; i < uRecords; ++i) {
@@ -68,8 +68,9 @@ public:
     {
         mkdir((m_sDir + "/bin").c_str(), 0700);
         // Logs each run's arguments, shell-quoted, then runs the real one.
-        WriteFile(m_sDir + "/bin/ipmitool", "#!/bin/bash\nprintf '%q ' ipmitool \"$@\" >> \"$IPMITOOL_LOG\"\n"
-                                            "echo >> \"$IPMITOOL_LOG\"\nexec /usr/bin/ipmitool \"$@\"\n");
+        WriteFile(m_sDir + "/bin/ipmitool",
+                  "#!/bin/bash\nprintf '%q ' ipmitool \"$@\" >> \"$IPMITOOL_LOG\"\n"
+                  "echo >> \"$IPMITOOL_LOG\"\nexec /usr/bin/ipmitool \"$@\"\n");
         chmod((m_sDir + "/bin/ipmitool").c_str(), 0700);
     }
 
@@ -195,8 +196,7 @@ int main(int argc, char* argv[])
         WriteFile(dir.File("in.sdr"), SdrTextFile(FiftyRecords()));
         const std::string sImage = TwoKibFruImage();
         WriteFile(dir.File("in.fru.bin"), sImage);
-        std::printf("SDR: 50 records; FRU image: %zu bytes; median of %d rounds (wall time)\n", sImage.size(),
-                    iRounds);
+        std::printf("SDR: 50 records; FRU image: %zu bytes; median of %d rounds (wall time)\n", sImage.size(), iRounds);
         // The repository already holds the 50 records, as on a server being
         // re-provisioned: the download backs them up first.
         bench.RunValdrn({"-d", "in.sdr"}, false);

@@ -53,7 +53,10 @@ void WriteTextFile(const char* pchPath, unsigned int uRecords)
     VLExit();
 }
 
-unsigned short LittleEndian(unsigned int uValue) { return static_cast<unsigned short>(uValue); }
+unsigned short LittleEndian(unsigned int uValue)
+{
+    return static_cast<unsigned short>(uValue);
+}
 
 void WriteFormatTwoFile(const char* pchPath)
 {

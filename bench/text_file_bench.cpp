@@ -78,7 +78,10 @@ void BM_WriteStringToFile(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * LINE_COUNT);
     std::remove(achTemplate);
 }
-BENCHMARK(BM_WriteStringToFile)->Arg(FILE_ENCODING_ASCII)->Arg(FILE_ENCODING_UTF8)->Arg(FILE_ENCODING_UTF16)
+BENCHMARK(BM_WriteStringToFile)
+    ->Arg(FILE_ENCODING_ASCII)
+    ->Arg(FILE_ENCODING_UTF8)
+    ->Arg(FILE_ENCODING_UTF16)
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

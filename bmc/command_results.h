@@ -2,7 +2,7 @@
 #pragma once
 
 enum SDRCommandResult : int {
-    CMD_FAILED = 0,                  // already reported
+    CMD_FAILED = 0,  // already reported
     SDR_RESERVATION_OBTAINED = 2,
     SDR_ERASE_IN_PROGRESS = 3,
     SDR_ERASE_COMPLETED = 4,

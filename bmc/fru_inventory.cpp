@@ -169,8 +169,7 @@ bool DoFRUGetFromBMC(unsigned char u8FruID)
     }
     std::free(G_pu8InventoryFRUDataBuffer);
     // Zero-filled, so that a chunk that could not be read holds no garbage.
-    G_pu8InventoryFRUDataBuffer =
-        static_cast<unsigned char*>(std::calloc(G_u16FRUInventoryAreaSize + SPARE_BYTES, 1));
+    G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(G_u16FRUInventoryAreaSize + SPARE_BYTES, 1));
     if (G_pu8InventoryFRUDataBuffer == nullptr) {
         std::fputs("FRU read Memory allocation error! \n", stderr);
         return false;

@@ -349,8 +349,7 @@ bool ConvertCurrentDateTimeToHex(unsigned char* pu8Out)
     return true;
 }
 
-bool ValidateAnalyzeFRUUpdateDataParameters(unsigned short u16ArgCount, char* apchArgs[],
-                                            FRUUpdateRequest* psRequest)
+bool ValidateAnalyzeFRUUpdateDataParameters(unsigned short u16ArgCount, char* apchArgs[], FRUUpdateRequest* psRequest)
 {
     if (apchArgs == nullptr || psRequest == nullptr) {
         return Refuse("<ERROR> Internal Error! \n");

@@ -5,7 +5,7 @@
 
 struct FRUUpdateRequest {
     char achFieldName[10];
-    unsigned short u16Offset;      // of the field's first data byte
+    unsigned short u16Offset;  // of the field's first data byte
     unsigned char u8FruID;
     unsigned int u32StringType;    // 1 BCD plus, 2 six-bit ASCII, 3 8-bit ASCII
     unsigned char u8StringLength;  // data bytes of the field
@@ -14,7 +14,6 @@ struct FRUUpdateRequest {
 };
 
 int UpdateFRU(unsigned short u16ArgCount, char* apchArgs[]);
-bool ValidateAnalyzeFRUUpdateDataParameters(unsigned short u16ArgCount, char* apchArgs[],
-                                            FRUUpdateRequest* psRequest);
+bool ValidateAnalyzeFRUUpdateDataParameters(unsigned short u16ArgCount, char* apchArgs[], FRUUpdateRequest* psRequest);
 // Minutes since 1996-01-01 00:00 local time, three bytes, least significant first.
 bool ConvertCurrentDateTimeToHex(unsigned char* pu8Out);

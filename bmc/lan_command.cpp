@@ -1,10 +1,10 @@
 // One IPMI request over LAN+: ipmitool is run once per attempt with the
 // request as a "raw" command, and its output is read as the response.
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 #include "bmc/lan_command.h"
 
@@ -39,8 +39,8 @@ std::string CommandLine(unsigned char u8NetFn, unsigned char u8Cmd)
         sLine += " -C " + std::to_string(sIolData.u16CipherSuiteID);
     }
     sLine += " -I " + QuoteForShell(sIolData.achInterface) + " -U " + QuoteForShell(sIolData.achUserName) + " -P " +
-             QuoteForShell(sIolData.achPassword) + " -H " + QuoteForShell(sIolData.achHostIP) + " raw " +
-             Hex(u8NetFn) + " " + Hex(u8Cmd) + " ";
+             QuoteForShell(sIolData.achPassword) + " -H " + QuoteForShell(sIolData.achHostIP) + " raw " + Hex(u8NetFn) +
+             " " + Hex(u8Cmd) + " ";
     return sLine;
 }
 
@@ -192,9 +192,9 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
         psRecord->u16ResponseLength = 256;
     }
     DebugMessage("   cCode=0x%X, RspLen=0x%X\n   RspData=", psRecord->u8CompletionCode, psRecord->u16ResponseLength);
-    DebugPrintArray(psRecord->au8ResponseData,
-                    psRecord->u16ResponseLength < IPMI_RESPONSE_DATA_SIZE ? psRecord->u16ResponseLength
-                                                                          : IPMI_RESPONSE_DATA_SIZE);
+    DebugPrintArray(psRecord->au8ResponseData, psRecord->u16ResponseLength < IPMI_RESPONSE_DATA_SIZE
+                                                   ? psRecord->u16ResponseLength
+                                                   : IPMI_RESPONSE_DATA_SIZE);
     DebugMessage("\n");
     // The completion code alone decides, also when no attempt set it.
     return psRecord->u8CompletionCode == 0;

@@ -19,5 +19,4 @@ enum Attempt {
 // Reads the uRead bytes ipmitool printed, held NUL-terminated in pchOutput
 // (IPMITOOL_OUTPUT_SIZE + 1 bytes, not cleared between attempts), into the
 // record; the text is cut up in place.
-Attempt InterpretIpmitoolOutput(char* pchOutput, std::size_t uRead, unsigned char u8Cmd,
-                                IPMICommandRecord* psRecord);
+Attempt InterpretIpmitoolOutput(char* pchOutput, std::size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord);

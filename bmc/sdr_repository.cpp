@@ -233,13 +233,12 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
     record.au8RequestData[4] = static_cast<unsigned char>(uOffset);
     record.au8RequestData[5] = bLast ? 1 : 0;
     // Always 16 bytes in the request; its length decides how many are sent.
-    const unsigned int uCopy = uOffset < SDR_RECORD_DATA_SIZE
-                                   ? (SDR_RECORD_DATA_SIZE - uOffset < CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset
-                                                                                  : CHUNK_SIZE)
-                                   : 0;
+    const unsigned int uCopy =
+        uOffset < SDR_RECORD_DATA_SIZE
+            ? (SDR_RECORD_DATA_SIZE - uOffset < CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : CHUNK_SIZE)
+            : 0;
     std::memcpy(record.au8RequestData + 6, psEntry->au8RecordData + uOffset, uCopy);
-    record.u8RequestLength =
-        static_cast<unsigned char>(bLast ? psEntry->u8RecordLength - uOffset + 6 : CHUNK_SIZE + 6);
+    record.u8RequestLength = static_cast<unsigned char>(bLast ? psEntry->u8RecordLength - uOffset + 6 : CHUNK_SIZE + 6);
     DebugMessage("   RecordData\n");
     DebugPrintArray(record.au8RequestData, CHUNK_SIZE + 6);
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
@@ -268,7 +267,8 @@ int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pc
         SDREntry& entry = psList[uSlot];
         entry.u16RecordID = 0;  // a new record
         // An 8-bit offset like u8Cursor: records are far below 240 bytes.
-        for (unsigned char u8Offset = 0; u8Offset < entry.u8RecordLength; u8Offset = static_cast<unsigned char>(u8Offset + CHUNK_SIZE)) {
+        for (unsigned char u8Offset = 0; u8Offset < entry.u8RecordLength;
+             u8Offset = static_cast<unsigned char>(u8Offset + CHUNK_SIZE)) {
             entry.u8Cursor = u8Offset;
             iResult = PartialAddCommand(u16Reservation, &entry);
             if (iResult == CMD_FAILED) {

@@ -12,12 +12,7 @@ extern "C" {
 #endif
 
 /* The KCS register spacing; the value is the index into the name table. */
-typedef enum {
-    ByteBoundary = 0,
-    ThirtyTwoBitBoundary = 1,
-    SixteenBitBoundary = 2,
-    Reserved = 3
-} RegisterSpacing;
+typedef enum { ByteBoundary = 0, ThirtyTwoBitBoundary = 1, SixteenBitBoundary = 2, Reserved = 3 } RegisterSpacing;
 
 /* libopenraw.so */
 typedef void* (*TRawOpen)(void);
@@ -27,8 +22,7 @@ typedef int (*TRawRequest)(void* pHandle, unsigned char u8NetFnLun, unsigned cha
                            unsigned short* pu16RspLen);
 typedef int (*TRawIPMBRequest)(void* pHandle, unsigned char u8SlaveAddress, unsigned char u8NetFnLun,
                                unsigned char u8Cmd, unsigned char* pu8ReqData, unsigned char u8ReqLen,
-                               unsigned char* pu8CompletionCode, unsigned char* pu8RspData,
-                               unsigned short* pu16RspLen);
+                               unsigned char* pu8CompletionCode, unsigned char* pu8RspData, unsigned short* pu16RspLen);
 
 /* libkcsio.so */
 typedef void* (*TInitKCSIO)(unsigned short u16PortAddress, RegisterSpacing eSpacing);

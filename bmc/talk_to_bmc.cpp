@@ -1,12 +1,12 @@
 #include "bmc/talk_to_bmc.h"
 
+#include <dlfcn.h>
+#include <strings.h>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <new>
-#include <strings.h>
 
 #include "cli/interface_options.h"
 
@@ -59,23 +59,11 @@ bool CloseDllFile(void* pHandle)
 }
 
 TTalkToBMC::TTalkToBMC(unsigned char u8InterfaceType)
-    : m_achIniFilePath(),
-      m_pRawHandle(nullptr),
-      m_pKCSHandle(nullptr),
-      m_pfnInitKCSIO(nullptr),
-      m_pfnUinitKCSIO(nullptr),
-      m_pfnKCSIORequest(nullptr),
-      m_pfnKCSIOSetIOTimeOut(nullptr),
-      m_pfnKCSIOSetMessageTransferTimeOut(nullptr),
-      m_pfnKCSIOSetWaitTimeBeforeReadRsp(nullptr),
-      m_u8CompletionCode(0xFF),
-      m_lFirmwareInfoAddress(0),
-      m_u8InterfaceType(u8InterfaceType),
-      m_iLastStatus(0),
-      m_pLibrary(nullptr),
-      m_pfnRawOpen(nullptr),
-      m_pfnRawClose(nullptr),
-      m_pfnRawRequest(nullptr),
+    : m_achIniFilePath(), m_pRawHandle(nullptr), m_pKCSHandle(nullptr), m_pfnInitKCSIO(nullptr),
+      m_pfnUinitKCSIO(nullptr), m_pfnKCSIORequest(nullptr), m_pfnKCSIOSetIOTimeOut(nullptr),
+      m_pfnKCSIOSetMessageTransferTimeOut(nullptr), m_pfnKCSIOSetWaitTimeBeforeReadRsp(nullptr),
+      m_u8CompletionCode(0xFF), m_lFirmwareInfoAddress(0), m_u8InterfaceType(u8InterfaceType), m_iLastStatus(0),
+      m_pLibrary(nullptr), m_pfnRawOpen(nullptr), m_pfnRawClose(nullptr), m_pfnRawRequest(nullptr),
       m_pfnRawIPMBRequest(nullptr)
 {
 }
@@ -173,8 +161,7 @@ bool TTalkToBMC::LoadKCSIO()
         UnloadLibrary();
         for (int i = 0; i < 6; ++i) {
             if (apSymbols[i] == nullptr) {
-                TBMCDebug("Init: Failed to get the exported function %s() from %s!\n", apchNames[i],
-                          G_pchKCSIOLibrary);
+                TBMCDebug("Init: Failed to get the exported function %s() from %s!\n", apchNames[i], G_pchKCSIOLibrary);
             }
         }
         return false;
@@ -259,9 +246,8 @@ bool TTalkToBMC::IsConnectToBMCOK()
     return m_u8InterfaceType == INTERFACE_KCS_IO && m_pKCSHandle != nullptr;
 }
 
-int TTalkToBMC::RequestBMC(unsigned char u8NetFn, unsigned char u8Cmd, unsigned char u8Lun,
-                           unsigned char* pu8ReqData, unsigned char u8ReqLen, unsigned char* pu8RspData,
-                           unsigned short* pu16RspLen)
+int TTalkToBMC::RequestBMC(unsigned char u8NetFn, unsigned char u8Cmd, unsigned char u8Lun, unsigned char* pu8ReqData,
+                           unsigned char u8ReqLen, unsigned char* pu8RspData, unsigned short* pu16RspLen)
 {
     m_u8CompletionCode = 0xFF;
     m_iLastStatus = 0;
@@ -333,8 +319,7 @@ int TTalkToBMC::RequestIPMB(unsigned char u8SlaveAddress, unsigned char u8NetFn,
     return m_iLastStatus != 0 ? TALK_LIBRARY_STATUS : TALK_SUCCESS;
 }
 
-bool TTalkToBMC::SetKCSTime(TKCSIOSetTime pfnSetter, const char* pchName, unsigned char u8Value,
-                            const char* pchWhat)
+bool TTalkToBMC::SetKCSTime(TKCSIOSetTime pfnSetter, const char* pchName, unsigned char u8Value, const char* pchWhat)
 {
     if (m_pKCSHandle == nullptr) {
         TBMCDebug("%s: supports interface INTERFACE_KCS_IO only.\n", pchWhat);
@@ -456,8 +441,8 @@ const char* TTalkToBMC::ErrorMessage(int iCode) const
 bool InitializeKCS()
 {
     TerminateConnSession();
-    G_pTalkBMC = new (std::nothrow)
-        TTalkToBMC(eInterfaceInUse == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW);
+    G_pTalkBMC =
+        new (std::nothrow) TTalkToBMC(eInterfaceInUse == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW);
     if (G_pTalkBMC == nullptr) {
         std::fputs("\n\nKCS creation error. Please check configuration.\n\n", stderr);
         return false;

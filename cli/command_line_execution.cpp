@@ -58,14 +58,9 @@ struct TCommandLineExecution::ParseState {
 };
 
 TCommandLineExecution::TCommandLineExecution(unsigned char u8Capacity)
-    : m_eReturnCode(eRC_Success),
-      m_psRegistry(new (std::nothrow) RegistryEntry[u8Capacity]()),
-      m_u8Capacity(m_psRegistry != nullptr ? u8Capacity : 0),
-      m_asGiven(),
-      m_asExecutionLog(),
-      m_u16RegisteredCount(0),
-      m_u16GivenCount(0),
-      m_u16ExecutedCount(0)
+    : m_eReturnCode(eRC_Success), m_psRegistry(new (std::nothrow) RegistryEntry[u8Capacity]()),
+      m_u8Capacity(m_psRegistry != nullptr ? u8Capacity : 0), m_asGiven(), m_asExecutionLog(), m_u16RegisteredCount(0),
+      m_u16GivenCount(0), m_u16ExecutedCount(0)
 {
 }
 
@@ -75,8 +70,7 @@ TCommandLineExecution::~TCommandLineExecution()
 }
 
 eReturnCodeTag TCommandLineExecution::FunctionRegistry(const char* pchName, unsigned char u8MaxArgs,
-                                                       unsigned char u8MinArgs,
-                                                       TOptionHandler pfnHandler)
+                                                       unsigned char u8MinArgs, TOptionHandler pfnHandler)
 {
     // Beyond the capacity or the name buffer the entry cannot be stored:
     // that is a failed registration like a missing name or handler.
@@ -244,8 +238,7 @@ int TCommandLineExecution::RunHandler(const GivenOption& given)
     if (psLog != nullptr) {
         psLog->u16RegistryIndex = given.u16RegistryIndex;
     }
-    const int iResult =
-        entry.pfnHandler(given.u8ArgCount, const_cast<char**>(given.apchArgs));
+    const int iResult = entry.pfnHandler(given.u8ArgCount, const_cast<char**>(given.apchArgs));
     if (psLog != nullptr) {
         psLog->i32Result = iResult;
     }
@@ -302,14 +295,11 @@ unsigned char TCommandLineExecution::GivenArgumentCount(unsigned short u16Index)
 
 unsigned short TCommandLineExecution::ExecutedRegistryIndex(unsigned short u16Index) const
 {
-    return u16Index < m_u16ExecutedCount && u16Index < EXECUTION_LOG_SIZE
-               ? m_asExecutionLog[u16Index].u16RegistryIndex
-               : 0xFFFF;
+    return u16Index < m_u16ExecutedCount && u16Index < EXECUTION_LOG_SIZE ? m_asExecutionLog[u16Index].u16RegistryIndex
+                                                                          : 0xFFFF;
 }
 
 int TCommandLineExecution::ExecutedResult(unsigned short u16Index) const
 {
-    return u16Index < m_u16ExecutedCount && u16Index < EXECUTION_LOG_SIZE
-               ? m_asExecutionLog[u16Index].i32Result
-               : 0;
+    return u16Index < m_u16ExecutedCount && u16Index < EXECUTION_LOG_SIZE ? m_asExecutionLog[u16Index].i32Result : 0;
 }

@@ -36,8 +36,8 @@ public:
     TCommandLineExecution(const TCommandLineExecution&) = delete;
     TCommandLineExecution& operator=(const TCommandLineExecution&) = delete;
 
-    eReturnCodeTag FunctionRegistry(const char* pchName, unsigned char u8MaxArgs,
-                                    unsigned char u8MinArgs, TOptionHandler pfnHandler);
+    eReturnCodeTag FunctionRegistry(const char* pchName, unsigned char u8MaxArgs, unsigned char u8MinArgs,
+                                    TOptionHandler pfnHandler);
     // 1 when the command line is accepted, 0 when rejected; the reason is
     // in the return code either way.
     int ParseCommandOptions(short i16ArgCount, char* apchArgs[]);

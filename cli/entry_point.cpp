@@ -16,8 +16,7 @@
 namespace {
 
 const char* const S_pchProductTitle = "Valdrin Utility";
-const char* const S_pchVendorNotice =
-    "Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.";
+const char* const S_pchVendorNotice = "Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.";
 const char* const S_pchVersion = "Version 1.24.3.112";
 const char* const S_pchPlatform = "Linux";
 
@@ -93,9 +92,8 @@ void ShowProductHeader()
     PrintRule();
 }
 
-void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName,
-                            unsigned char u8MaxArgs, unsigned char u8MinArgs,
-                            TOptionHandler pfnHandler)
+void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName, unsigned char u8MaxArgs,
+                            unsigned char u8MinArgs, TOptionHandler pfnHandler)
 {
     if (engine.FunctionRegistry(pchName, u8MaxArgs, u8MinArgs, pfnHandler) != eRC_Success) {
         engine.ShowOptionReturnCodeString(stderr);

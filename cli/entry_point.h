@@ -19,9 +19,8 @@ constexpr unsigned char OPTION_TABLE_CAPACITY = 15;
 void ShowProductHeader();
 // Registers an option; on failure prints the engine's message and ends the
 // process with status 3.
-void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName,
-                            unsigned char u8MaxArgs, unsigned char u8MinArgs,
-                            TOptionHandler pfnHandler);
+void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName, unsigned char u8MaxArgs,
+                            unsigned char u8MinArgs, TOptionHandler pfnHandler);
 // The fifteen options of the program, with their handlers.
 void RegisterOptionTable(TCommandLineExecution& engine);
 int ParseCommandLine(int iArgCount, char* apchArgs[], TCommandLineExecution& engine);

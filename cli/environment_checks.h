@@ -4,7 +4,7 @@
 
 enum eEnvironmentCheck {
     ENV_CHECK_OK = 0,
-    ENV_CHECK_LISTING_FAILED = 1,      // /sbin/lsmod could not be run
+    ENV_CHECK_LISTING_FAILED = 1,  // /sbin/lsmod could not be run
     ENV_CHECK_IPMI_MODULES_LOADED = 19,
     ENV_CHECK_INTERFACE_MISMATCH = 20,
 };

@@ -7,7 +7,10 @@
 
 namespace {
 
-bool IsDecimalDigit(char chCharacter) { return chCharacter >= '0' && chCharacter <= '9'; }
+bool IsDecimalDigit(char chCharacter)
+{
+    return chCharacter >= '0' && chCharacter <= '9';
+}
 
 bool HasHexPrefix(const char* pchText)
 {

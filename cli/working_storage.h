@@ -6,10 +6,10 @@
 
 #include "sdr/sdr_record.h"
 
-extern SDREntry* G_psLocalSDREntryList;       // records from the local file
-extern SDREntry* G_psRepositorySDREntryList;  // records from the BMC's repository
-extern unsigned char* G_pu8LocalFRUDataBuffer;       // FRU image from the local file
-extern unsigned char* G_pu8InventoryFRUDataBuffer;   // FRU image from the BMC
+extern SDREntry* G_psLocalSDREntryList;             // records from the local file
+extern SDREntry* G_psRepositorySDREntryList;        // records from the BMC's repository
+extern unsigned char* G_pu8LocalFRUDataBuffer;      // FRU image from the local file
+extern unsigned char* G_pu8InventoryFRUDataBuffer;  // FRU image from the BMC
 extern unsigned short G_u16RawDataSizeFromFRUFile;
 extern unsigned short G_u16ReadSizeFromFRUInventory;
 

@@ -2,9 +2,8 @@
 
 #include <cstdio>
 
-int ComputeChecksum(unsigned char u8OldChecksum, unsigned char u8Length,
-                    const unsigned char* pu8OldBytes, const unsigned char* pu8NewBytes,
-                    unsigned char* pu8NewChecksum)
+int ComputeChecksum(unsigned char u8OldChecksum, unsigned char u8Length, const unsigned char* pu8OldBytes,
+                    const unsigned char* pu8NewBytes, unsigned char* pu8NewChecksum)
 {
     if (pu8OldBytes == nullptr || pu8NewBytes == nullptr || pu8NewChecksum == nullptr) {
         std::fputs("Internal error! \n", stderr);

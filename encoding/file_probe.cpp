@@ -1,9 +1,9 @@
 #include "encoding/file_probe.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdio>
 
 int IsFileExist(const char* pchPath)
 {

@@ -2,9 +2,9 @@
 #pragma once
 
 enum eFileProbeResult {
-    FILE_PROBE_CREATED = 0,        // IsFileExist: did not exist, now exists empty
-    FILE_PROBE_READABLE = 0,       // IsFileExistReadOnly: exists and opens for reading
-    FILE_PROBE_CANNOT_OPEN = 1,    // IsFileExistReadOnly: cannot be opened
+    FILE_PROBE_CREATED = 0,      // IsFileExist: did not exist, now exists empty
+    FILE_PROBE_READABLE = 0,     // IsFileExistReadOnly: exists and opens for reading
+    FILE_PROBE_CANNOT_OPEN = 1,  // IsFileExistReadOnly: cannot be opened
     FILE_PROBE_EXISTS = 2,
     FILE_PROBE_CANNOT_CREATE = 3,  // IsFileExist: the directory is missing or not writable
 };

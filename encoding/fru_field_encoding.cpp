@@ -21,8 +21,14 @@ void ReportInvalidUtf8()
     std::fputs("<ERROR> Invalid UTF-8 data found.\n", stderr);
 }
 
-bool IsTwoByteLead(unsigned char u8Byte) { return (u8Byte & 0xE0) == 0xC0; }
-bool IsThreeByteLead(unsigned char u8Byte) { return (u8Byte & 0xF0) == 0xE0; }
+bool IsTwoByteLead(unsigned char u8Byte)
+{
+    return (u8Byte & 0xE0) == 0xC0;
+}
+bool IsThreeByteLead(unsigned char u8Byte)
+{
+    return (u8Byte & 0xF0) == 0xE0;
+}
 
 // BCD plus codes 0xA-0xF: space, dash and period as the standard has them,
 // then colon, comma and underscore for the codes it reserves.
@@ -75,8 +81,8 @@ int ConvertSixBitASCIIToASCIIStr(const unsigned char* pu8Packed, unsigned char u
         pchText[uOut++] = static_cast<char>(((ulBits >> uShift) & 0x3F) + 0x20);
     };
     for (; u8Count - i >= 3; i += 3) {
-        const unsigned long ulBits = pu8Packed[i] | (pu8Packed[i + 1] << 8) |
-                                     (static_cast<unsigned long>(pu8Packed[i + 2]) << 16);
+        const unsigned long ulBits =
+            pu8Packed[i] | (pu8Packed[i + 1] << 8) | (static_cast<unsigned long>(pu8Packed[i + 2]) << 16);
         emit(ulBits, 0);
         emit(ulBits, 6);
         emit(ulBits, 12);

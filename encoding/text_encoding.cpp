@@ -55,8 +55,8 @@ int GetReaderFileEncoding(const char* pchPath, unsigned int* pu32Encoding)
     return 1;
 }
 
-void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t uInputBytes,
-                           char* pchOutput, std::size_t uOutputBytes)
+void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t uInputBytes, char* pchOutput,
+                           std::size_t uOutputBytes)
 {
     if (pchInput == nullptr || pchOutput == nullptr) {
         std::fputs("<ERROR> Internal Error!", stderr);
@@ -78,12 +78,10 @@ void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t
 
 void ConvertEncodingType(iconv_t pConverter, char* pchInput, char* pchOutput)
 {
-    ConvertEncodingBuffer(pConverter, pchInput, ENCODING_LINE_BUFFER_SIZE, pchOutput,
-                          ENCODING_LINE_BUFFER_SIZE);
+    ConvertEncodingBuffer(pConverter, pchInput, ENCODING_LINE_BUFFER_SIZE, pchOutput, ENCODING_LINE_BUFFER_SIZE);
 }
 
-int InitTextReader(TextReaderContext* psContext, const char* pchPath, FILE* pFile,
-                   unsigned int u32Encoding)
+int InitTextReader(TextReaderContext* psContext, const char* pchPath, FILE* pFile, unsigned int u32Encoding)
 {
     if (psContext == nullptr || pchPath == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
@@ -92,8 +90,8 @@ int InitTextReader(TextReaderContext* psContext, const char* pchPath, FILE* pFil
     std::memset(psContext, 0, sizeof *psContext);
     psContext->pToLatin1 = S_NoConverter;
     if (std::strlen(pchPath) >= READER_PATH_BUFFER_SIZE) {
-        std::fprintf(stderr, "<ERROR> File path is longer than %zu characters: %s\n",
-                     READER_PATH_BUFFER_SIZE - 1, pchPath);
+        std::fprintf(stderr, "<ERROR> File path is longer than %zu characters: %s\n", READER_PATH_BUFFER_SIZE - 1,
+                     pchPath);
         return 0;
     }
     std::strcpy(psContext->achFilePath, pchPath);
@@ -133,11 +131,10 @@ int SkipByteOrderMark(TextReaderContext* psContext)
     return std::fseek(psContext->pFile, ByteOrderMarkLength(psContext->u32Encoding), SEEK_SET) == 0;
 }
 
-eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8Line,
-                                std::size_t uBufferSize, std::size_t* puLength)
+eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8Line, std::size_t uBufferSize,
+                                std::size_t* puLength)
 {
-    if (psContext == nullptr || psContext->pFile == nullptr || pu8Line == nullptr ||
-        puLength == nullptr) {
+    if (psContext == nullptr || psContext->pFile == nullptr || pu8Line == nullptr || puLength == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return TEXT_LINE_END_OF_FILE;
     }
@@ -206,8 +203,7 @@ bool HasNulUnit(const unsigned char* pu8Raw, std::size_t uLength, std::size_t uU
 
 eTextLineResult ReadTextLine(TextReaderContext* psContext, char* pchLine, std::size_t uBufferSize)
 {
-    if (psContext == nullptr || pchLine == nullptr || uBufferSize < 2 ||
-        uBufferSize > MAX_TEXT_LINE_BUFFER_SIZE) {
+    if (psContext == nullptr || pchLine == nullptr || uBufferSize < 2 || uBufferSize > MAX_TEXT_LINE_BUFFER_SIZE) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return TEXT_LINE_END_OF_FILE;
     }
@@ -228,16 +224,15 @@ eTextLineResult ReadTextLine(TextReaderContext* psContext, char* pchLine, std::s
     if (eResult == TEXT_LINE_END_OF_FILE) {
         return eResult;
     }
-    ConvertEncodingBuffer(psContext->pToLatin1, reinterpret_cast<const char*>(au8Raw), uLength,
-                          pchLine, uBufferSize);
+    ConvertEncodingBuffer(psContext->pToLatin1, reinterpret_cast<const char*>(au8Raw), uLength, pchLine, uBufferSize);
     if (eResult == TEXT_LINE_READ && HasNulUnit(au8Raw, uLength, 2)) {
         eResult = TEXT_LINE_NUL;
     }
     return eResult;
 }
 
-void PrintTextLineProblem(FILE* pStream, const TextReaderContext* psContext,
-                          eTextLineResult eResult, std::size_t uBufferSize)
+void PrintTextLineProblem(FILE* pStream, const TextReaderContext* psContext, eTextLineResult eResult,
+                          std::size_t uBufferSize)
 {
     if (pStream == nullptr || psContext == nullptr) {
         return;

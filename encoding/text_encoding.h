@@ -2,9 +2,9 @@
 // line by line as 8-bit text whatever its encoding.
 #pragma once
 
+#include <iconv.h>
 #include <cstddef>
 #include <cstdio>
-#include <iconv.h>
 
 enum eFileEncoding : unsigned int {
     FILE_ENCODING_ASCII = 0,  // 8-bit text, ISO-8859-1 ("ascii")
@@ -33,8 +33,8 @@ void ConvertEncodingType(iconv_t pConverter, char* pchInput, char* pchOutput);
 
 // The same with explicit sizes: converts uInputBytes bytes and always
 // leaves the output NUL-terminated within uOutputBytes.
-void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t uInputBytes,
-                           char* pchOutput, std::size_t uOutputBytes);
+void ConvertEncodingBuffer(iconv_t pConverter, const char* pchInput, std::size_t uInputBytes, char* pchOutput,
+                           std::size_t uOutputBytes);
 
 // One text file being read.
 struct TextReaderContext {
@@ -49,8 +49,7 @@ struct TextReaderContext {
 // Fills a context for an open stream; 1, or 0 after a message when the path
 // is too long or the converter cannot be opened. The stream stays the
 // caller's until ReleaseTextReader.
-int InitTextReader(TextReaderContext* psContext, const char* pchPath, FILE* pFile,
-                   unsigned int u32Encoding);
+int InitTextReader(TextReaderContext* psContext, const char* pchPath, FILE* pFile, unsigned int u32Encoding);
 // Closes the converter and the stream.
 void ReleaseTextReader(TextReaderContext* psContext);
 // Positions the stream just after the byte-order mark of its encoding.
@@ -76,10 +75,10 @@ eTextLineResult ReadTextLine(TextReaderContext* psContext, char* pchLine, std::s
 // it. *puLength receives the number of bytes stored. A line of more than
 // uBufferSize bytes (its line end aside) is consumed to its end, and
 // TEXT_LINE_TOO_LONG returned with its start stored.
-eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8Line,
-                                std::size_t uBufferSize, std::size_t* puLength);
+eTextLineResult ReadRawTextLine(TextReaderContext* psContext, unsigned char* pu8Line, std::size_t uBufferSize,
+                                std::size_t* puLength);
 
 // The message for a line that could not be read whole: "Line %d is longer
 // than %d characters. \n" or "Line %d holds a NUL character. \n".
-void PrintTextLineProblem(FILE* pStream, const TextReaderContext* psContext,
-                          eTextLineResult eResult, std::size_t uBufferSize);
+void PrintTextLineProblem(FILE* pStream, const TextReaderContext* psContext, eTextLineResult eResult,
+                          std::size_t uBufferSize);

@@ -94,8 +94,7 @@ int WriteToFile(FILE* pStream, const char* pchPath, const char* pchText)
 
 int WriteWideCharToFile(FILE* pStream, const char* pchPath, const char* pchText, iconv_t pToUtf16)
 {
-    if (pStream == nullptr || pchPath == nullptr || pchText == nullptr ||
-        pToUtf16 == S_NoConverter) {
+    if (pStream == nullptr || pchPath == nullptr || pchText == nullptr || pToUtf16 == S_NoConverter) {
         std::fputs("<ERROR> Internal Error!", stderr);
         return WRITE_INTERNAL_ERROR;
     }

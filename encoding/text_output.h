@@ -2,9 +2,9 @@
 // "disk full" dialogue on a short write.
 #pragma once
 
+#include <iconv.h>
 #include <cstddef>
 #include <cstdio>
-#include <iconv.h>
 
 // Results of the write routines.
 enum eWriteResult {

@@ -153,8 +153,7 @@ int GetNextToken(char* pchString, char* pchToken)
     // A longer value (a file name, say) would have to be cut, and a cut
     // name is another file: refuse it instead.
     if (uLength >= TEXT_TOKEN_BUFFER_SIZE) {
-        std::fprintf(stderr, "<ERROR> '%s' is longer than %zu characters. \n", pchFound,
-                     TEXT_TOKEN_BUFFER_SIZE - 1);
+        std::fprintf(stderr, "<ERROR> '%s' is longer than %zu characters. \n", pchFound, TEXT_TOKEN_BUFFER_SIZE - 1);
         return 0;
     }
     if (pchToken != nullptr) {
@@ -192,9 +191,8 @@ char* GetLowerCaseString(const char* pchText)
     std::size_t i = 0;
     for (; pchText[i] != '\0'; ++i) {
         const char chCharacter = pchText[i];
-        ai8LowerCase[i] = (chCharacter >= 'A' && chCharacter <= 'Z')
-                              ? static_cast<char>(chCharacter - 'A' + 'a')
-                              : chCharacter;
+        ai8LowerCase[i] =
+            (chCharacter >= 'A' && chCharacter <= 'Z') ? static_cast<char>(chCharacter - 'A' + 'a') : chCharacter;
     }
     ai8LowerCase[i] = '\0';
     return ai8LowerCase;

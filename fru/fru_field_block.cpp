@@ -18,13 +18,8 @@ class FieldBlockReader {
 public:
     FieldBlockReader(TextReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine,
                      unsigned char u8Language)
-        : m_psContext(psContext),
-          m_pchAreaName(pchAreaName),
-          m_iCount(u16Count),
-          m_pchLine(pchLine),
-          m_u8Language(u8Language),
-          m_bWide(psContext->u32Encoding == FILE_ENCODING_UTF16),
-          m_uUnit(m_bWide ? 2 : 1),
+        : m_psContext(psContext), m_pchAreaName(pchAreaName), m_iCount(u16Count), m_pchLine(pchLine),
+          m_u8Language(u8Language), m_bWide(psContext->u32Encoding == FILE_ENCODING_UTF16), m_uUnit(m_bWide ? 2 : 1),
           m_bInfoArea(std::strcmp(pchAreaName, "MULTIRECORD") != 0)
     {
     }
@@ -239,7 +234,8 @@ private:
 
     bool IsUnicodeField() const
     {
-        if (m_u8Language == ENGLISH || m_u8Language == ENGLISH_ALTERNATE || std::strcmp(m_pchAreaName, "CHASSIS") == 0) {
+        if (m_u8Language == ENGLISH || m_u8Language == ENGLISH_ALTERNATE ||
+            std::strcmp(m_pchAreaName, "CHASSIS") == 0) {
             return false;
         }
         // Serial number and FRU file ID stay English: the string after the
@@ -308,9 +304,10 @@ private:
             iconv_close(pToUtf16);
             return Append(reinterpret_cast<unsigned char*>(achWide), u8Length);
         }
-        ReportFRUFileError("<ERROR> Invalid file encoding format!\n%s Info Area contains data in Unicode. The file must "
-                           "be Unicode encoded!\n",
-                           m_pchAreaName);
+        ReportFRUFileError(
+            "<ERROR> Invalid file encoding format!\n%s Info Area contains data in Unicode. The file must "
+            "be Unicode encoded!\n",
+            m_pchAreaName);
         return false;
     }
 
@@ -318,8 +315,8 @@ private:
     {
         std::string sText;
         if (!m_bInfoArea) {
-            return To8Bit(pu8Bytes, uCount, true, sText) &&
-                   Append(reinterpret_cast<const unsigned char*>(sText.data()), static_cast<unsigned int>(sText.size()));
+            return To8Bit(pu8Bytes, uCount, true, sText) && Append(reinterpret_cast<const unsigned char*>(sText.data()),
+                                                                   static_cast<unsigned int>(sText.size()));
         }
         const unsigned short u16Size = G_u16RawDataSizeFromFRUFile;
         const unsigned char u8TypeLength = u16Size > 0 ? G_pu8LocalFRUDataBuffer[u16Size - 1] : 0;
@@ -327,8 +324,7 @@ private:
         const unsigned char u8Length = u8TypeLength & 0x3F;
         switch (u8Type) {
         case 1:
-        case 2:
-            return AppendPacked(pu8Bytes, uCount, u8Type);
+        case 2: return AppendPacked(pu8Bytes, uCount, u8Type);
         case 3:
             if (IsUnicodeField()) {
                 return AppendUnicode(pu8Bytes, uCount, u8Length);
@@ -339,7 +335,8 @@ private:
             if (sText.size() % 256 != u8Length) {
                 return ReportLengths(static_cast<int>(sText.size() % 256), u8Length);
             }
-            return Append(reinterpret_cast<const unsigned char*>(sText.data()), static_cast<unsigned int>(sText.size()));
+            return Append(reinterpret_cast<const unsigned char*>(sText.data()),
+                          static_cast<unsigned int>(sText.size()));
         default:
             ReportFRUFileError("Incorrect String Type in %s Area. (line %d) \n", m_pchAreaName, QuotedLineNumber());
             return false;

@@ -189,7 +189,8 @@ int FRUValidateChassisBoardProductArea(FRUValidateContext* psContext, const FRUA
     const unsigned char u8LengthUnits = pu8Area[1];
     const unsigned int uLength = u8LengthUnits * 8u;
     if (u8LengthUnits == 0) {
-        ReportAreaFailure(iMode, "The area length field (0x%02X) in %s Area is not correct. \n", u8LengthUnits, pchName);
+        ReportAreaFailure(iMode, "The area length field (0x%02X) in %s Area is not correct. \n", u8LengthUnits,
+                          pchName);
         return 0;
     }
     if (psArea->u16Length != 0 && psArea->u16Length != uLength) {

@@ -33,7 +33,7 @@ enum eFRUCheckMode {
 };
 
 struct FRUAreaInfo {
-    char achTagName[17];  // the area's tag in the FRU text format
+    char achTagName[17];       // the area's tag in the FRU text format
     unsigned short u16Length;  // from the offsets when known, else 0
     unsigned short u16Offset;  // in bytes, 0 when absent
 };

@@ -256,13 +256,9 @@ int SearchAreaTag(TextReaderContext* psContext, const char* pchTag, char* pchLin
     }
     char achToken[TEXT_TOKEN_BUFFER_SIZE];
     switch (NextToken(psContext, pchLine, achToken)) {
-    case TOKEN_END_OF_FILE:
-        ReportFRUFileError("Lack '%s' tag in FRU file. \n", pchTag);
-        return 0;
-    case TOKEN_FAILED:
-        return 0;
-    default:
-        break;
+    case TOKEN_END_OF_FILE: ReportFRUFileError("Lack '%s' tag in FRU file. \n", pchTag); return 0;
+    case TOKEN_FAILED: return 0;
+    default: break;
     }
     if (std::strcmp(achToken, pchTag) != 0) {
         ReportFRUFileError("Error data '%s', it should be '%s' in FRU file. (line %d) \n", achToken, pchTag,
@@ -370,9 +366,8 @@ int FRUReadChassisBoardProductArea(TextReaderContext* psContext, const FRUAreaIn
     const unsigned char u8Language = iArea == FRU_AREA_CHASSIS ? 0 : Image()[u16LanguagePosition];
     const unsigned int uAreaLength = u8LengthUnits * 8u;
     const unsigned int uFieldBytes = uAreaLength - 2 - LeadingByteCount(iArea);
-    if (!FRUReadHexDataQuotedStringMixBlockWithLanguageCode(psContext, pchName,
-                                                            static_cast<unsigned short>(uFieldBytes), pchLine,
-                                                            u8Language)) {
+    if (!FRUReadHexDataQuotedStringMixBlockWithLanguageCode(
+            psContext, pchName, static_cast<unsigned short>(uFieldBytes), pchLine, u8Language)) {
         return 0;
     }
     if (ImageSize() < uAreaLength ||

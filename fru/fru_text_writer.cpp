@@ -58,8 +58,7 @@ int ReportPastImage()
 int TagLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, const char* pchTag)
 {
     const std::string sLine = std::string(pchTag) + "\n";
-    return Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
-                   psCursor)
+    return Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding), psCursor)
                ? 1
                : 0;
 }
@@ -80,8 +79,7 @@ int QuotedLatin1Line(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor,
         return RefuseField(pFile, psCursor, "holds a line feed", "A FRU text file cannot carry it in a quoted string");
     }
     const std::string sLine = "'" + sText + "'\n";
-    return Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
-                   psCursor)
+    return Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding), psCursor)
                ? 1
                : 0;
 }
@@ -149,22 +147,36 @@ bool IsEnglishField(const char* pchAreaTag, int iFieldIndex, unsigned char u8Lan
 
 struct InfoAreaLayout {
     const char* pchTag;
-    unsigned int uLeadingBytes;      // version, length and the area's own bytes
+    unsigned int uLeadingBytes;  // version, length and the area's own bytes
     bool bHasLanguage;
-    int iExemptFieldA;               // fields that may stay 8-bit in an 8-bit file
+    int iExemptFieldA;  // fields that may stay 8-bit in an 8-bit file
     int iExemptFieldB;
     const char* pchUnicodeMessage;
     const char* pchLengthMessage;
     const char* pchPaddingMessage;
 };
 
-const InfoAreaLayout S_ChassisLayout = {"_SEE_CHASSIS", 3, false, -1, -1, nullptr,
+const InfoAreaLayout S_ChassisLayout = {"_SEE_CHASSIS",
+                                        3,
+                                        false,
+                                        -1,
+                                        -1,
+                                        nullptr,
                                         "<ERROR> FRU write - Chassis Info Area length insufficient",
                                         "<ERROR> FRU write - Chassis Info Area has data after its end of fields (C1)"};
-const InfoAreaLayout S_BoardLayout = {"_SEE_BOARD", 6, true, 2, 4, "<ERROR> Board Info Area contains Unicode data",
+const InfoAreaLayout S_BoardLayout = {"_SEE_BOARD",
+                                      6,
+                                      true,
+                                      2,
+                                      4,
+                                      "<ERROR> Board Info Area contains Unicode data",
                                       "<ERROR> FRU write - Board Info Area length insufficient",
                                       "<ERROR> FRU write - Board Info Area has data after its end of fields (C1)"};
-const InfoAreaLayout S_ProductLayout = {"_SEE_PRODUCT", 3, true, 4, 4,
+const InfoAreaLayout S_ProductLayout = {"_SEE_PRODUCT",
+                                        3,
+                                        true,
+                                        4,
+                                        4,
                                         "<ERROR> Product Info Area contains Unicode data",
                                         "<ERROR> FRU write - Product Info Area length insufficient",
                                         "<ERROR> FRU write - Product Info Area has data after its end of fields (C1)"};
@@ -336,8 +348,7 @@ int HexFieldLine(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, uns
             sLine += "\n";
         }
     }
-    if (!Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding),
-                 psCursor)) {
+    if (!Written(WriteLatin1BytesToFile(pFile, pchPath, sLine.data(), sLine.size(), psCursor->u32Encoding), psCursor)) {
         return 0;
     }
     psCursor->u16Position = static_cast<unsigned short>(psCursor->u16Position + u16Count);
@@ -376,13 +387,13 @@ int FeedBlock(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsign
     if (u16Count < 2) {
         return 1;  // an empty field: its type/length byte alone
     }
-    return FeedQuotedStringInChassisBoardProductArea(pFile, pchPath, psCursor, static_cast<unsigned short>(u16Count - 1),
-                                                     u8Language, pchAreaTag, iFieldIndex);
+    return FeedQuotedStringInChassisBoardProductArea(
+        pFile, pchPath, psCursor, static_cast<unsigned short>(u16Count - 1), u8Language, pchAreaTag, iFieldIndex);
 }
 
 int FeedQuotedStringInChassisBoardProductArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor,
-                                              unsigned short u16Count, unsigned char u8Language,
-                                              const char* pchAreaTag, int iFieldIndex)
+                                              unsigned short u16Count, unsigned char u8Language, const char* pchAreaTag,
+                                              int iFieldIndex)
 {
     if (pFile == nullptr || pchPath == nullptr || psCursor == nullptr || pchAreaTag == nullptr ||
         psCursor->u16Position == 0) {
@@ -409,7 +420,8 @@ int FeedQuotedStringInChassisBoardProductArea(FILE* pFile, const char* pchPath, 
             iResult = QuotedLatin1Line(pFile, pchPath, psCursor,
                                        std::string(reinterpret_cast<const char*>(pu8Field), u16Count));
         } else if (psCursor->u32Encoding == FILE_ENCODING_ASCII) {
-            return Refuse(pFile, psCursor, "<ERROR> FRU contains Unicode data", "The file encoding format cannot be ASCII");
+            return Refuse(pFile, psCursor, "<ERROR> FRU contains Unicode data",
+                          "The file encoding format cannot be ASCII");
         } else {
             iResult = QuotedUnicodeLine(pFile, pchPath, psCursor, u16Count);
         }
@@ -442,7 +454,8 @@ int FeedQuotedStringInMultiRecordArea(FILE* pFile, const char* pchPath, FRUWrite
 
 int FRUWriteCommonArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
 {
-    return TagLine(pFile, pchPath, psCursor, "_SEE_COMMON") && FeedData(pFile, pchPath, psCursor, FRU_COMMON_HEADER_SIZE);
+    return TagLine(pFile, pchPath, psCursor, "_SEE_COMMON") &&
+           FeedData(pFile, pchPath, psCursor, FRU_COMMON_HEADER_SIZE);
 }
 
 int FRUWriteInternalArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
@@ -488,11 +501,10 @@ int FRUWriteMultiRecordArea(FILE* pFile, const char* pchPath, FRUWriteCursor* ps
         const bool bText = pu8Header[0] == MANAGEMENT_ACCESS_RECORD && pu8Header[2] >= 1 &&
                            pu8Header[FRU_MULTIRECORD_HEADER_SIZE] != MANAGEMENT_ACCESS_SUBTYPE_RAW &&
                            FitsOnAQuotedLine(pu8Header + FRU_MULTIRECORD_HEADER_SIZE + 1, uTotal - 6);
-        const int iWritten =
-            bText ? FeedData(pFile, pchPath, psCursor, FRU_MULTIRECORD_HEADER_SIZE + 1) &&
-                        FeedQuotedStringInMultiRecordArea(pFile, pchPath, psCursor,
-                                                          static_cast<unsigned short>(uTotal - 6))
-                  : FeedData(pFile, pchPath, psCursor, static_cast<unsigned short>(uTotal));
+        const int iWritten = bText ? FeedData(pFile, pchPath, psCursor, FRU_MULTIRECORD_HEADER_SIZE + 1) &&
+                                         FeedQuotedStringInMultiRecordArea(pFile, pchPath, psCursor,
+                                                                           static_cast<unsigned short>(uTotal - 6))
+                                   : FeedData(pFile, pchPath, psCursor, static_cast<unsigned short>(uTotal));
         if (!iWritten) {
             return 0;
         }
@@ -522,8 +534,8 @@ int WriteImage(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
     // The areas follow one another from the cursor on, in header order: the
     // image stands without gaps (the validation made sure of it).
     typedef int (*AreaWriter)(FILE*, const char*, FRUWriteCursor*);
-    const AreaWriter apfnWriters[] = {FRUWriteInternalArea, FRUWriteChassisArea, FRUWriteBoardArea,
-                                      FRUWriteProductArea, FRUWriteMultiRecordArea};
+    const AreaWriter apfnWriters[] = {FRUWriteInternalArea, FRUWriteChassisArea, FRUWriteBoardArea, FRUWriteProductArea,
+                                      FRUWriteMultiRecordArea};
     for (int iArea = FRU_AREA_INTERNAL; iArea <= FRU_AREA_MULTIRECORD; ++iArea) {
         if (psCursor->pu8Data[iArea] != 0 && !apfnWriters[iArea - FRU_AREA_INTERNAL](pFile, pchPath, psCursor)) {
             return 0;

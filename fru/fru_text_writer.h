@@ -28,7 +28,7 @@ int FeedData(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigne
 int FeedBlock(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor, unsigned short u16Count,
               unsigned char u8Language, const char* pchAreaTag, int iFieldIndex);
 int FeedQuotedStringInChassisBoardProductArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor,
-                                              unsigned short u16Count, unsigned char u8Language,
-                                              const char* pchAreaTag, int iFieldIndex);
+                                              unsigned short u16Count, unsigned char u8Language, const char* pchAreaTag,
+                                              int iFieldIndex);
 int FeedQuotedStringInMultiRecordArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor,
                                       unsigned short u16Count);

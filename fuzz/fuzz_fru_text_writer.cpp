@@ -1,8 +1,8 @@
 // The FRU text writer on BMC images: whatever it writes must read back as
 // the same image, in each encoding.
 #include <cstddef>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>

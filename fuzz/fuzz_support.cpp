@@ -102,8 +102,7 @@ std::string TextFileFromInput(const uint8_t* pu8Data, std::size_t uSize)
             sFile += '\0';
         }
         return sFile;
-    default:
-        return sRest;
+    default: return sRest;
     }
 }
 

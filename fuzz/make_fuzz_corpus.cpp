@@ -56,7 +56,7 @@ void SdrSeeds()
 {
     const std::vector<std::string> asRecords = SdrRecordsOfEveryType();
     for (const std::string& sFile : {SdrBinaryFormat0(asRecords), SdrBinaryFormat1(asRecords),
-                                      SdrBinaryFormat2(asRecords), ReadFile(EXAMPLES_DIR "/ToBMC.sdr.bin")}) {
+                                     SdrBinaryFormat2(asRecords), ReadFile(EXAMPLES_DIR "/ToBMC.sdr.bin")}) {
         Seed("fuzz_sdr_binary_reader", sFile);
     }
     for (const std::string& sFile : CaseFiles(".bin")) {
@@ -116,13 +116,13 @@ void CommandLineSeeds()
     const std::string S = std::string(1, '\0');
     for (const std::string& sLine :
          {"-t" + S + "a.sdr", "-t" + S + "b.bin", "-t" + S + "c.fru", "-t" + S + "d.bin" + S + "fruID=0",
-          "-d" + S + "c.fru" + S + "fruID=3" + S + "-n" + S + "lanplus" + S + "-H" + S + "h" + S + "-U" + S + "u" +
-              S + "-P" + S + "p" + S + "-C" + S + "3",
+          "-d" + S + "c.fru" + S + "fruID=3" + S + "-n" + S + "lanplus" + S + "-H" + S + "h" + S + "-U" + S + "u" + S +
+              "-P" + S + "p" + S + "-C" + S + "3",
           "-u" + S + "new.sdr" + S + "encoding=utf16" + S + "-msgintf" + S + "kcsio",
           "-v" + S + "a.sdr" + S + "-debugmsg",
           "-updateFRU" + S + "fieldName=snBoard" + S + "fruID=0" + S + "offset=58" + S + "strType=3" + S +
-              "strLength=A" + S + "strValue=BSN0001234" + S + "-n" + S + "lanplus" + S + "-H" + S + "h" + S + "-U" +
-              S + "u" + S + "-P" + S + "p",
+              "strLength=A" + S + "strValue=BSN0001234" + S + "-n" + S + "lanplus" + S + "-H" + S + "h" + S + "-U" + S +
+              "u" + S + "-P" + S + "p",
           "-updateFRU" + S + "fieldName=datetime" + S + "offset=33" + S + "fruID=1"}) {
         Seed("fuzz_command_line", sLine);
     }

@@ -6,7 +6,7 @@
 
 enum eSDRBinaryResult : unsigned int {
     SDR_RECORD_OK = 3,
-    SDR_NOT_BINARY = 4,   // not a binary SDR file; nothing reported
+    SDR_NOT_BINARY = 4,  // not a binary SDR file; nothing reported
     SDR_READ_DONE = 5,
     SDR_READ_FAILED = 6,  // error, already reported
 };

@@ -9,8 +9,8 @@
 const unsigned char SDR_RECORD_MIN_LEN[SDR_TYPE_TABLE_SIZE] = {0, 0x30, 0x20, 0x11, 0, 0, 0, 0, 0x10, 0x20,
                                                                // 0A-0F          10    11    12    13    14
                                                                0, 0, 0, 0, 0, 0, 0x10, 0x10, 0x10, 0x20, 0x10};
-const unsigned char SDR_RECORD_MAX_LEN[SDR_TYPE_TABLE_SIZE] = {0, 0x40, 0x30, 0x21, 0, 0, 0, 0, 0x10, 0x20,
-                                                               0, 0, 0, 0, 0, 0, 0x20, 0x20, 0x20, 0x20, 0x10};
+const unsigned char SDR_RECORD_MAX_LEN[SDR_TYPE_TABLE_SIZE] = {0, 0x40, 0x30, 0x21, 0, 0,    0,    0,    0x10, 0x20, 0,
+                                                               0, 0,    0,    0,    0, 0x20, 0x20, 0x20, 0x20, 0x10};
 
 void ReportSDRCheckFailure(int iMode, int iNumber, const char* pchFormat, ...)
 {
@@ -68,8 +68,9 @@ int SDRValidateRecordLength(int iMode, int iNumber, const SDREntry* psEntry)
         u8Min = SDR_RECORD_MIN_LEN[u8Type];
     }
     if (u8Length > u8Max) {
-        ReportSDRCheckFailure(iMode, iNumber, "Record length (%02Xh) is greater than the maximum length of type %02Xh. ",
-                           u8Length, u8Type);
+        ReportSDRCheckFailure(iMode, iNumber,
+                              "Record length (%02Xh) is greater than the maximum length of type %02Xh. ", u8Length,
+                              u8Type);
         return 0;
     }
     if (u8Length == 0) {
@@ -78,7 +79,7 @@ int SDRValidateRecordLength(int iMode, int iNumber, const SDREntry* psEntry)
     }
     if (u8Length < u8Min) {
         ReportSDRCheckFailure(iMode, iNumber, "Record length (%02Xh) is less than the less length of type %02Xh. ",
-                           u8Length, u8Type);
+                              u8Length, u8Type);
         return 0;
     }
     return 1;
@@ -93,27 +94,26 @@ int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, uns
     switch (psEntry->u8Cursor) {
     case SDR_HEADER_TYPE:
         if (u8Value != psEntry->u8RecordType) {
-            ReportSDRCheckFailure(iMode, iNumber, "Record type (%02Xh) is not the same as that from '%s %02X'. ", u8Value,
-                               "_SDR_TYPE", psEntry->u8RecordType);
+            ReportSDRCheckFailure(iMode, iNumber, "Record type (%02Xh) is not the same as that from '%s %02X'. ",
+                                  u8Value, "_SDR_TYPE", psEntry->u8RecordType);
             return 0;
         }
         return 1;
     case SDR_HEADER_VERSION:
         if (u8Value != SDR_VERSION) {
             ReportSDRCheckFailure(iMode, iNumber, "SDR version (%02Xh) != %02Xh in record type %02Xh. ", u8Value,
-                               SDR_VERSION, psEntry->u8RecordType);
+                                  SDR_VERSION, psEntry->u8RecordType);
             return 0;
         }
         return 1;
     case SDR_HEADER_BODY_LENGTH:
         if (u8Value + SDR_HEADER_LENGTH != psEntry->u8RecordLength) {
             ReportSDRCheckFailure(iMode, iNumber, "Record length (%02Xh) is inconsistent with that from '%s %02X'. ",
-                               u8Value, "_REC_LEN", psEntry->u8RecordLength);
+                                  u8Value, "_REC_LEN", psEntry->u8RecordLength);
             return 0;
         }
         return 1;
-    default:
-        return 1;  // the record ID bytes take any value
+    default: return 1;  // the record ID bytes take any value
     }
 }
 
@@ -154,10 +154,8 @@ int SDRHasIDString(unsigned char u8Type)
     case 0x03:
     case 0x10:
     case 0x11:
-    case 0x12:
-        return 1;
-    default:
-        return 0;
+    case 0x12: return 1;
+    default: return 0;
     }
 }
 

@@ -31,7 +31,7 @@ enum eSDRCheckMode {
 };
 
 struct SDREntry {
-    unsigned short u16RecordID;    // 0xFFFF marks a free slot
+    unsigned short u16RecordID;  // 0xFFFF marks a free slot
     unsigned char u8RecordType;
     unsigned char u8RecordLength;  // total length, the 5 header bytes included
     unsigned char u8Cursor;        // work byte of readers, validators and transfers

@@ -91,8 +91,7 @@ bool ScanBlockStart(BlockScan& scan, TextReaderContext* psContext)
         return false;
     }
     if (scan.bSDROpened) {
-        ReportFormatError("Multiple '%s' tag is NOT allowed. (line %d) \n", SDR_TAG_BLOCK_START,
-                          LineNumber(psContext));
+        ReportFormatError("Multiple '%s' tag is NOT allowed. (line %d) \n", SDR_TAG_BLOCK_START, LineNumber(psContext));
         return false;
     }
     scan.lResumePosition = std::ftell(psContext->pFile);
@@ -274,7 +273,8 @@ struct RecordReader {
         const size_t uLength = std::strlen(achString);
         if (uLength != (u8TypeLength & 0x3Fu)) {
             ReportFormatError(
-                "String length (%02Xh) is not consistent with Type/Length Code (%02X) in record type %02Xh. (line %d) \n",
+                "String length (%02Xh) is not consistent with Type/Length Code (%02X) in record type %02Xh. (line %d) "
+                "\n",
                 static_cast<unsigned int>(uLength), u8TypeLength, psEntry->u8RecordType, LineNumber(psContext));
             return STEP_FAILED;
         }
@@ -326,7 +326,8 @@ struct RecordReader {
             return SDR_TEXT_ERROR;
         }
         psEntry->u8Cursor = static_cast<unsigned char>(uPosition);
-        psEntry->u16RecordID = static_cast<unsigned short>(psEntry->au8RecordData[0] | (psEntry->au8RecordData[1] << 8));
+        psEntry->u16RecordID =
+            static_cast<unsigned short>(psEntry->au8RecordData[0] | (psEntry->au8RecordData[1] << 8));
         return SDR_TEXT_RECORD_READ;
     }
 };
@@ -500,14 +501,9 @@ int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
         return 0;
     }
     switch (ReadSDRBinFile(pchPath, pu16RecordCount)) {
-    case SDR_READ_DONE:
-        std::fclose(pFile);
-        return 1;
-    case SDR_NOT_BINARY:
-        break;
-    default:
-        std::fclose(pFile);
-        return 0;
+    case SDR_READ_DONE: std::fclose(pFile); return 1;
+    case SDR_NOT_BINARY: break;
+    default: std::fclose(pFile); return 0;
     }
     TextReaderContext context;
     if (!InitTextReader(&context, pchPath, pFile, u32Encoding)) {

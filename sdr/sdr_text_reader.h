@@ -6,8 +6,8 @@
 
 // Results of SDRReadOneRecord and SDRReadRecordData.
 enum eSDRTextResult {
-    SDR_TEXT_ERROR = 0,       // reported
-    SDR_TEXT_BLOCK_END = 2,   // ")" stood where a record should start
+    SDR_TEXT_ERROR = 0,      // reported
+    SDR_TEXT_BLOCK_END = 2,  // ")" stood where a record should start
     SDR_TEXT_RECORD_READ = 3,
 };
 

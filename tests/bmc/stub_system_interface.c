@@ -30,12 +30,12 @@ static struct queued_answer s_queue[QUEUE_SIZE];
 static int s_queued;
 static int s_next;
 
-static void record(const char *text)
+static void record(const char* text)
 {
     strncat(s_calls, text, sizeof s_calls - strlen(s_calls) - 1);
 }
 
-const char *StubCalls(void)
+const char* StubCalls(void)
 {
     return s_calls;
 }
@@ -50,9 +50,9 @@ void StubReset(void)
     s_next = 0;
 }
 
-void StubQueueAnswer(int status, unsigned char cc, const unsigned char *response, unsigned short length)
+void StubQueueAnswer(int status, unsigned char cc, const unsigned char* response, unsigned short length)
 {
-    struct queued_answer *q;
+    struct queued_answer* q;
     if (s_queued == QUEUE_SIZE || length > sizeof q->response)
         return;
     q = &s_queue[s_queued++];
@@ -62,7 +62,7 @@ void StubQueueAnswer(int status, unsigned char cc, const unsigned char *response
     memcpy(q->response, response, length);
 }
 
-void StubSetAnswer(int status, unsigned char cc, const unsigned char *response, unsigned short length)
+void StubSetAnswer(int status, unsigned char cc, const unsigned char* response, unsigned short length)
 {
     s_status = status;
     s_cc = cc;
@@ -70,8 +70,8 @@ void StubSetAnswer(int status, unsigned char cc, const unsigned char *response, 
     memcpy(s_response, response, length);
 }
 
-static int answer(const char *name, unsigned char netfn_lun, unsigned char cmd, unsigned char *req,
-                  unsigned char req_len, unsigned char *cc, unsigned char *rsp, unsigned short *rsp_len)
+static int answer(const char* name, unsigned char netfn_lun, unsigned char cmd, unsigned char* req,
+                  unsigned char req_len, unsigned char* cc, unsigned char* rsp, unsigned short* rsp_len)
 {
     char line[256];
     int i, used;
@@ -81,7 +81,7 @@ static int answer(const char *name, unsigned char netfn_lun, unsigned char cmd, 
     snprintf(line + used, sizeof line - (size_t)used, "];");
     record(line);
     if (s_next < s_queued) {
-        const struct queued_answer *q = &s_queue[s_next++];
+        const struct queued_answer* q = &s_queue[s_next++];
         *cc = q->cc;
         memcpy(rsp, q->response, q->length);
         *rsp_len = q->length;
@@ -94,7 +94,7 @@ static int answer(const char *name, unsigned char netfn_lun, unsigned char cmd, 
 }
 
 #ifdef STUB_OPENRAW
-void *RawOpen(void)
+void* RawOpen(void)
 {
     record("RawOpen;");
 #ifdef STUB_OPEN_FAILS
@@ -104,21 +104,21 @@ void *RawOpen(void)
 #endif
 }
 
-void RawClose(void *handle)
+void RawClose(void* handle)
 {
     record(handle == &s_handle ? "RawClose;" : "RawClose(bad handle);");
 }
 
-int RawRequest(void *handle, unsigned char netfn_lun, unsigned char cmd, unsigned char *req, unsigned char req_len,
-               unsigned char *cc, unsigned char *rsp, unsigned short *rsp_len)
+int RawRequest(void* handle, unsigned char netfn_lun, unsigned char cmd, unsigned char* req, unsigned char req_len,
+               unsigned char* cc, unsigned char* rsp, unsigned short* rsp_len)
 {
     (void)handle;
     return answer("RawRequest", netfn_lun, cmd, req, req_len, cc, rsp, rsp_len);
 }
 
 #ifndef STUB_MISSING_SYMBOL
-int RawIPMBRequest(void *handle, unsigned char slave, unsigned char netfn_lun, unsigned char cmd, unsigned char *req,
-                   unsigned char req_len, unsigned char *cc, unsigned char *rsp, unsigned short *rsp_len)
+int RawIPMBRequest(void* handle, unsigned char slave, unsigned char netfn_lun, unsigned char cmd, unsigned char* req,
+                   unsigned char req_len, unsigned char* cc, unsigned char* rsp, unsigned short* rsp_len)
 {
     char line[32];
     (void)handle;
@@ -130,7 +130,7 @@ int RawIPMBRequest(void *handle, unsigned char slave, unsigned char netfn_lun, u
 #endif
 
 #ifdef STUB_KCSIO
-void *InitKCSIO(unsigned short port, int spacing)
+void* InitKCSIO(unsigned short port, int spacing)
 {
     char line[64];
     snprintf(line, sizeof line, "InitKCSIO port=%X spacing=%d;", port, spacing);
@@ -142,19 +142,19 @@ void *InitKCSIO(unsigned short port, int spacing)
 #endif
 }
 
-void UinitKCSIO(void *handle)
+void UinitKCSIO(void* handle)
 {
     record(handle == &s_handle ? "UinitKCSIO;" : "UinitKCSIO(bad handle);");
 }
 
-int KCSIORequest(void *handle, unsigned char netfn_lun, unsigned char cmd, unsigned char *req, unsigned char req_len,
-                 unsigned char *cc, unsigned char *rsp, unsigned short *rsp_len)
+int KCSIORequest(void* handle, unsigned char netfn_lun, unsigned char cmd, unsigned char* req, unsigned char req_len,
+                 unsigned char* cc, unsigned char* rsp, unsigned short* rsp_len)
 {
     (void)handle;
     return answer("KCSIORequest", netfn_lun, cmd, req, req_len, cc, rsp, rsp_len);
 }
 
-static int set_time(const char *name, unsigned char value)
+static int set_time(const char* name, unsigned char value)
 {
     char line[64];
     snprintf(line, sizeof line, "%s %u;", name, value);
@@ -162,20 +162,20 @@ static int set_time(const char *name, unsigned char value)
     return s_status;
 }
 
-int KCSIOSetIOTimeOut(void *handle, unsigned char value)
+int KCSIOSetIOTimeOut(void* handle, unsigned char value)
 {
     (void)handle;
     return set_time("KCSIOSetIOTimeOut", value);
 }
 
-int KCSIOSetMessageTransferTimeOut(void *handle, unsigned char value)
+int KCSIOSetMessageTransferTimeOut(void* handle, unsigned char value)
 {
     (void)handle;
     return set_time("KCSIOSetMessageTransferTimeOut", value);
 }
 
 #ifndef STUB_MISSING_SYMBOL
-int KCSIOSetWaitTimeBeforeReadRsp(void *handle, unsigned char value)
+int KCSIOSetWaitTimeBeforeReadRsp(void* handle, unsigned char value)
 {
     (void)handle;
     return set_time("KCSIOSetWaitTimeBeforeReadRsp", value);

@@ -147,19 +147,24 @@ void TestBmc::WriteConfiguration()
               "name \"valdrn\"\n"
               "set_working_mc 0x20\n"
               "  startlan 1\n"
-              "    addr " + m_sAddress + " 623\n"
-              "    priv_limit admin\n"
-              "    allowed_auths_callback none md2 md5 straight\n"
-              "    allowed_auths_user none md2 md5 straight\n"
-              "    allowed_auths_operator none md2 md5 straight\n"
-              "    allowed_auths_admin none md2 md5 straight\n"
-              "    guid a123456789abcdefa123456789abcdef\n"
-              "  endlan\n"
-              "  serial kcs 127.0.0.1 " + std::to_string(m_iSerialPort) + " codec VM\n"
-              "  user 1 true  \"\"      \"test\"   user  10 none md2 md5 straight\n"
-              "  user 2 true  \"admin\" \"secret\" admin 10 none md2 md5 straight\n"
-              "  user 3 true  \"odd\"   \"unset\"  admin 10 none md2 md5 straight\n"
-              "loadlib \"" VALDRN_TEST_BMC_MODULE "\" \"" + sOptions + "\"\n");
+              "    addr " +
+                  m_sAddress +
+                  " 623\n"
+                  "    priv_limit admin\n"
+                  "    allowed_auths_callback none md2 md5 straight\n"
+                  "    allowed_auths_user none md2 md5 straight\n"
+                  "    allowed_auths_operator none md2 md5 straight\n"
+                  "    allowed_auths_admin none md2 md5 straight\n"
+                  "    guid a123456789abcdefa123456789abcdef\n"
+                  "  endlan\n"
+                  "  serial kcs 127.0.0.1 " +
+                  std::to_string(m_iSerialPort) +
+                  " codec VM\n"
+                  "  user 1 true  \"\"      \"test\"   user  10 none md2 md5 straight\n"
+                  "  user 2 true  \"admin\" \"secret\" admin 10 none md2 md5 straight\n"
+                  "  user 3 true  \"odd\"   \"unset\"  admin 10 none md2 md5 straight\n"
+                  "loadlib \"" VALDRN_TEST_BMC_MODULE "\" \"" +
+                  sOptions + "\"\n");
     WriteFile(File("bmc.emu"),
               "mc_setbmc 0x20\n"
               "mc_add 0x20 0 no-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02\n"
@@ -169,9 +174,8 @@ void TestBmc::WriteConfiguration()
 
 bool TestBmc::Answers() const
 {
-    const CommandResult result =
-        RunCommand({"ipmitool", "-I", "lanplus", "-C", "3", "-N", "1", "-R", "1", "-U", User(), "-P", Password(), "-H",
-                    m_sAddress, "raw", "0x06", "0x01"});
+    const CommandResult result = RunCommand({"ipmitool", "-I", "lanplus", "-C", "3", "-N", "1", "-R", "1", "-U", User(),
+                                             "-P", Password(), "-H", m_sAddress, "raw", "0x06", "0x01"});
     return result.iStatus == 0;
 }
 
@@ -260,9 +264,8 @@ void TestBmc::SeedRepository(const std::vector<std::string>& asRecords)
         sRecords += std::to_string(uID) + " " + std::to_string(sRecord.size()) + "\n" + sRecord;
     }
     const std::string sNow = std::to_string(std::time(nullptr));
-    WriteFile(File("bmc.state"),
-              "VALDRNBMC1 " + std::to_string(asRecords.size()) + " " + std::to_string(uNextID) + " " + sNow + " " +
-                  sNow + "\n" + sRecords);
+    WriteFile(File("bmc.state"), "VALDRNBMC1 " + std::to_string(asRecords.size()) + " " + std::to_string(uNextID) +
+                                     " " + sNow + " " + sNow + "\n" + sRecords);
     Start();
 }
 
@@ -273,8 +276,8 @@ std::vector<std::string> TestBmc::LanOptions() const
 
 CommandResult TestBmc::Ipmitool(const std::vector<std::string>& asArgs) const
 {
-    std::vector<std::string> asArgv = {"ipmitool", "-I", "lanplus", "-C", "3", "-U", User(), "-P", Password(),
-                                       "-H", m_sAddress};
+    std::vector<std::string> asArgv = {"ipmitool", "-I", "lanplus",  "-C", "3",       "-U",
+                                       User(),     "-P", Password(), "-H", m_sAddress};
     asArgv.insert(asArgv.end(), asArgs.begin(), asArgs.end());
     return RunCommand(asArgv);
 }

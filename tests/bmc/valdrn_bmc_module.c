@@ -63,7 +63,7 @@ struct record {
 struct fru_device {
     int present;
     unsigned int size;
-    unsigned char *data;
+    unsigned char* data;
 };
 
 struct fault {
@@ -78,7 +78,7 @@ struct fault {
 
 static struct {
     char state_path[1024];
-    struct record *records;
+    struct record* records;
     unsigned int count;
     unsigned int allocated;
     uint16_t next_id;
@@ -105,7 +105,7 @@ static struct {
 
 static void save_state(void)
 {
-    FILE *f;
+    FILE* f;
     unsigned int i;
     char tmp[1100];
 
@@ -131,11 +131,11 @@ static void save_state(void)
     rename(tmp, bmc.state_path);
 }
 
-static int add_record(uint16_t id, const unsigned char *data, unsigned int length)
+static int add_record(uint16_t id, const unsigned char* data, unsigned int length)
 {
     if (bmc.count == bmc.allocated) {
         unsigned int allocated = bmc.allocated ? bmc.allocated * 2 : 64;
-        struct record *records = realloc(bmc.records, allocated * sizeof *records);
+        struct record* records = realloc(bmc.records, allocated * sizeof *records);
         if (records == NULL)
             return 0;
         bmc.records = records;
@@ -150,14 +150,14 @@ static int add_record(uint16_t id, const unsigned char *data, unsigned int lengt
 
 /* Exactly one line feed: a "\n" in a scanf format would also swallow
  * data bytes that look like white space (a record ID of 9 or 0x20). */
-static int end_of_line(FILE *f)
+static int end_of_line(FILE* f)
 {
     return fgetc(f) == '\n';
 }
 
 static void load_state(void)
 {
-    FILE *f;
+    FILE* f;
     unsigned int count, next_id, added, erased, i;
     unsigned int id, length, size;
 
@@ -179,7 +179,7 @@ static void load_state(void)
         }
         /* FRU contents stand in for those of devices of the same size. */
         while (fscanf(f, "fru %u %u", &id, &size) == 2 && end_of_line(f) && id < MAX_FRU_DEVICES) {
-            unsigned char *data = malloc(size ? size : 1);
+            unsigned char* data = malloc(size ? size : 1);
             if (data == NULL || fread(data, 1, size, f) != size) {
                 free(data);
                 break;
@@ -206,18 +206,18 @@ static void set_fru_device(unsigned int id, unsigned int size)
         memset(bmc.fru[id].data, 0xFF, size); /* an erased device */
 }
 
-static int apply_word(const char *word)
+static int apply_word(const char* word)
 {
     unsigned int a, b, c, d, e;
     long value;
-    char *end;
+    char* end;
 
     if (strncmp(word, "state=", 6) == 0) {
         snprintf(bmc.state_path, sizeof bmc.state_path, "%s", word + 6);
         return 1;
     }
     if (strncmp(word, "fru=", 4) == 0) {
-        const char *p = word + 4;
+        const char* p = word + 4;
         while (*p) {
             if (sscanf(p, "%u:%u", &a, &b) != 2)
                 return 0;
@@ -253,7 +253,7 @@ static int apply_word(const char *word)
         return 1;
     }
     {
-        const char *eq = strchr(word, '=');
+        const char* eq = strchr(word, '=');
         if (eq == NULL)
             return 0;
         value = strtol(eq + 1, &end, 0);
@@ -279,7 +279,7 @@ static int apply_word(const char *word)
     return 1;
 }
 
-static int apply_options(const char *text, size_t length)
+static int apply_options(const char* text, size_t length)
 {
     char buffer[1024];
     char *word, *save = NULL;
@@ -296,29 +296,29 @@ static int apply_options(const char *text, size_t length)
 
 /* --- helpers --------------------------------------------------------------- */
 
-static void reply(unsigned char *rdata, unsigned int *rdata_len, unsigned char cc)
+static void reply(unsigned char* rdata, unsigned int* rdata_len, unsigned char cc)
 {
     rdata[0] = cc;
     *rdata_len = 1;
 }
 
-static void put16(unsigned char *p, unsigned int value)
+static void put16(unsigned char* p, unsigned int value)
 {
     p[0] = (unsigned char)(value & 0xFF);
     p[1] = (unsigned char)((value >> 8) & 0xFF);
 }
 
-static unsigned int get16(const unsigned char *p)
+static unsigned int get16(const unsigned char* p)
 {
     return (unsigned int)p[0] | ((unsigned int)p[1] << 8);
 }
 
 /* An armed fault answers the command instead of the command itself. */
-static int faulted(msg_t *msg, unsigned char *rdata, unsigned int *rdata_len)
+static int faulted(msg_t* msg, unsigned char* rdata, unsigned int* rdata_len)
 {
     int i;
     for (i = 0; i < MAX_FAULTS; i++) {
-        struct fault *f = &bmc.faults[i];
+        struct fault* f = &bmc.faults[i];
         if (!f->armed || f->netfn != msg->netfn || f->cmd != msg->cmd)
             continue;
         f->seen++;
@@ -346,7 +346,7 @@ static unsigned int free_space(void)
     return used < bmc.capacity ? bmc.capacity - used : 0;
 }
 
-static int reservation_ok(const unsigned char *data)
+static int reservation_ok(const unsigned char* data)
 {
     return bmc.reserved && get16(data) == bmc.reservation;
 }
@@ -377,7 +377,7 @@ static uint16_t new_record_id(void)
     return id;
 }
 
-static int store_record(struct record *r, unsigned char *rdata, unsigned int *rdata_len)
+static int store_record(struct record* r, unsigned char* rdata, unsigned int* rdata_len)
 {
     if (r->length < 5 || r->length != (unsigned int)r->data[4] + 5u) {
         reply(rdata, rdata_len, CC_LENGTH_MISMATCH);
@@ -399,8 +399,8 @@ static int store_record(struct record *r, unsigned char *rdata, unsigned int *rd
 
 /* --- SDR repository ---------------------------------------------------------- */
 
-static void get_sdr_repository_info(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                                    void *cb_data)
+static void get_sdr_repository_info(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len,
+                                    void* cb_data)
 {
     (void)mc;
     (void)cb_data;
@@ -418,8 +418,8 @@ static void get_sdr_repository_info(lmc_data_t *mc, msg_t *msg, unsigned char *r
     *rdata_len = 15;
 }
 
-static void reserve_sdr_repository(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                                   void *cb_data)
+static void reserve_sdr_repository(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len,
+                                   void* cb_data)
 {
     (void)mc;
     (void)cb_data;
@@ -435,11 +435,11 @@ static void reserve_sdr_repository(lmc_data_t *mc, msg_t *msg, unsigned char *rd
     *rdata_len = 3;
 }
 
-static void get_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void get_sdr(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
     unsigned int offset, count, next;
     int index;
-    const struct record *r;
+    const struct record* r;
 
     (void)mc;
     (void)cb_data;
@@ -480,7 +480,7 @@ static void get_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned i
     *rdata_len = 3 + count;
 }
 
-static void add_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void add_sdr(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
     struct record r;
 
@@ -503,8 +503,7 @@ static void add_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned i
     *rdata_len = 3;
 }
 
-static void partial_add_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                            void *cb_data)
+static void partial_add_sdr(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
     unsigned int id, offset, progress, count;
 
@@ -553,7 +552,7 @@ static void partial_add_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, un
     *rdata_len = 3;
 }
 
-static void delete_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void delete_sdr(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
     int index;
 
@@ -577,13 +576,14 @@ static void delete_sdr(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigne
     rdata[0] = CC_OK;
     put16(rdata + 1, bmc.records[index].id);
     *rdata_len = 3;
-    memmove(&bmc.records[index], &bmc.records[index + 1], (bmc.count - (unsigned int)index - 1) * sizeof(struct record));
+    memmove(&bmc.records[index], &bmc.records[index + 1],
+            (bmc.count - (unsigned int)index - 1) * sizeof(struct record));
     bmc.count--;
     save_state();
 }
 
-static void clear_sdr_repository(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                                 void *cb_data)
+static void clear_sdr_repository(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len,
+                                 void* cb_data)
 {
     (void)mc;
     (void)cb_data;
@@ -619,8 +619,8 @@ static void clear_sdr_repository(lmc_data_t *mc, msg_t *msg, unsigned char *rdat
     *rdata_len = 2;
 }
 
-static void run_initialization_agent(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                                     void *cb_data)
+static void run_initialization_agent(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len,
+                                     void* cb_data)
 {
     (void)mc;
     (void)cb_data;
@@ -642,7 +642,7 @@ static void run_initialization_agent(lmc_data_t *mc, msg_t *msg, unsigned char *
 
 /* --- FRU inventory ------------------------------------------------------------ */
 
-static struct fru_device *fru_device(msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, unsigned int length)
+static struct fru_device* fru_device(msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, unsigned int length)
 {
     if (msg->len < length) {
         reply(rdata, rdata_len, CC_REQUEST_LENGTH);
@@ -655,10 +655,10 @@ static struct fru_device *fru_device(msg_t *msg, unsigned char *rdata, unsigned 
     return &bmc.fru[msg->data[0]];
 }
 
-static void get_fru_inventory_area_info(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len,
-                                        void *cb_data)
+static void get_fru_inventory_area_info(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len,
+                                        void* cb_data)
 {
-    struct fru_device *device;
+    struct fru_device* device;
 
     (void)mc;
     (void)cb_data;
@@ -673,9 +673,9 @@ static void get_fru_inventory_area_info(lmc_data_t *mc, msg_t *msg, unsigned cha
     *rdata_len = 4;
 }
 
-static void read_fru_data(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void read_fru_data(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
-    struct fru_device *device;
+    struct fru_device* device;
     unsigned int offset, count;
 
     (void)mc;
@@ -704,9 +704,9 @@ static void read_fru_data(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsi
     *rdata_len = 2 + count;
 }
 
-static void write_fru_data(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void write_fru_data(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
-    struct fru_device *device;
+    struct fru_device* device;
     unsigned int offset, count;
 
     (void)mc;
@@ -731,16 +731,16 @@ static void write_fru_data(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, uns
 
 /* --- knobs ------------------------------------------------------------------- */
 
-static void set_knobs(lmc_data_t *mc, msg_t *msg, unsigned char *rdata, unsigned int *rdata_len, void *cb_data)
+static void set_knobs(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, unsigned int* rdata_len, void* cb_data)
 {
     (void)mc;
     (void)cb_data;
-    reply(rdata, rdata_len, apply_options((const char *)msg->data, msg->len) ? CC_OK : CC_INVALID_FIELD);
+    reply(rdata, rdata_len, apply_options((const char*)msg->data, msg->len) ? CC_OK : CC_INVALID_FIELD);
 }
 
 /* --- module entry points --------------------------------------------------------- */
 
-int ipmi_sim_module_print_version(sys_data_t *sys, char *options)
+int ipmi_sim_module_print_version(sys_data_t* sys, char* options)
 {
     (void)sys;
     (void)options;
@@ -748,7 +748,7 @@ int ipmi_sim_module_print_version(sys_data_t *sys, char *options)
     return 0;
 }
 
-int ipmi_sim_module_init(sys_data_t *sys, const char *options)
+int ipmi_sim_module_init(sys_data_t* sys, const char* options)
 {
     static const struct {
         unsigned char netfn;

@@ -73,7 +73,8 @@ std::vector<CliCase> DiscoverCases()
             continue;
         }
         std::string sName = entry.path().filename().string();
-        std::replace_if(sName.begin(), sName.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+        std::replace_if(
+            sName.begin(), sName.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
         cases.push_back({sName, entry.path()});
     }
     std::sort(cases.begin(), cases.end(), [](const CliCase& a, const CliCase& b) { return a.sName < b.sName; });
@@ -88,8 +89,8 @@ struct RunResult {
 
 // Runs the executable in sWorkDir; output goes to files outside it so the
 // working directory holds only what the program made.
-RunResult RunProgram(const std::vector<std::string>& asArgs, const fs::path& stdinPath,
-                     const std::string& sWorkDir, const TempDir& outputDir)
+RunResult RunProgram(const std::vector<std::string>& asArgs, const fs::path& stdinPath, const std::string& sWorkDir,
+                     const TempDir& outputDir)
 {
     const std::string sOutPath = outputDir.File("stdout");
     const std::string sErrPath = outputDir.File("stderr");

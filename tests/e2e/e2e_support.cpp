@@ -116,8 +116,8 @@ std::string EndToEnd::IpmiFru(int iFruID) const
         return DecodeWithIpmiFru(FruArea(iFruID));
     }
     const CommandResult result =
-        RunCommand({"ipmi-fru", "-h", m_bmc.Address(), "-u", TestBmc::User(), "-p", TestBmc::Password(), "-l",
-                    "admin", "-I", "3", "--ignore-sdr-cache", "--device-id=" + std::to_string(iFruID)});
+        RunCommand({"ipmi-fru", "-h", m_bmc.Address(), "-u", TestBmc::User(), "-p", TestBmc::Password(), "-l", "admin",
+                    "-I", "3", "--ignore-sdr-cache", "--device-id=" + std::to_string(iFruID)});
     return result.sOut + result.sErr;
 }
 

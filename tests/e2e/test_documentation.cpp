@@ -122,7 +122,8 @@ TEST(Documentation, EveryFormatPageHasAWorkedExample)
         bool bTested = false;
         for (const DocRun& run : examples.runs) {
             for (const DocCommand& command : run.commands) {
-                bTested = bTested || std::find(command.asWords.begin(), command.asWords.end(), "-t") != command.asWords.end();
+                bTested =
+                    bTested || std::find(command.asWords.begin(), command.asWords.end(), "-t") != command.asWords.end();
             }
         }
         EXPECT_TRUE(bTested) << pchPage << " runs no -t";
@@ -146,7 +147,8 @@ TEST(Documentation, EveryFormatPageHasAWorkedExample)
 // configuration reader must take it so.
 TEST(Documentation, IntfIniExampleReadsAsDescribed)
 {
-    const DocExamples examples = ExtractDocExamples(ReadFile((fs::path(PROJECT_DIR) / "docs" / "intf-ini.md").string()));
+    const DocExamples examples =
+        ExtractDocExamples(ReadFile((fs::path(PROJECT_DIR) / "docs" / "intf-ini.md").string()));
     const auto it = std::find_if(examples.files.begin(), examples.files.end(),
                                  [](const DocFile& file) { return file.sName == "intf.ini"; });
     ASSERT_NE(it, examples.files.end());
@@ -175,7 +177,9 @@ TEST(DocExamplesExtraction, FilesInEachEncoding)
     EXPECT_EQ(examples.files[0].sBytes, "x y\n");
     EXPECT_EQ(examples.files[0].iLine, 2);
     EXPECT_EQ(examples.files[1].sBytes, "\xEF\xBB\xBF\xC3\xA9\n");
-    EXPECT_EQ(examples.files[2].sBytes, std::string("\xFF\xFE" "A\0\n\0", 6));
+    EXPECT_EQ(examples.files[2].sBytes, std::string("\xFF\xFE"
+                                                    "A\0\n\0",
+                                                    6));
     EXPECT_EQ(examples.files[3].sBytes, "KR\n");
 }
 

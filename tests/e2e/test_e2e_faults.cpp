@@ -80,7 +80,8 @@ TEST_F(Faults, ErrorLinesAreRetriedAtOnceSixTimes)
     StandInIpmitool ipmitool(
         "case \"$*\" in *'raw 0x0a 0x20'*) echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x20 "
         "rsp=0xc0): Node busy' >&2; exit 1;; esac");
-    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-u", "out.sdr", "encoding=ascii", "-debugmsg"});
+    const CommandResult result =
+        m_e2e.ValdrnWithPath(ipmitool.Path(), {"-u", "out.sdr", "encoding=ascii", "-debugmsg"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(CountOf(ipmitool.Calls(), "raw 0x0a 0x20"), 6);
     EXPECT_TRUE(Contains(result.sOut, "   Retry 5\n"));
@@ -108,10 +109,11 @@ TEST_F(Faults, BmcThatStopsAnsweringMidDownload)
     ASSERT_EQ(DownloadBefore().iStatus, 0);
     // The third partial add finds the BMC gone; ipmitool itself then gives
     // up after one try of one second (-N 1 -R 1) on each run.
-    StandInIpmitool ipmitool("case \"$*\" in *'raw 0x0a 0x25'*) [ $(grep -c 'raw 0x0a 0x25' $(dirname $0)/calls) -eq 3 ] "
-                             "&& kill -9 " +
-                                 std::to_string(m_e2e.Bmc().Pid()) + ";; esac",
-                             "-N 1 -R 1");
+    StandInIpmitool ipmitool(
+        "case \"$*\" in *'raw 0x0a 0x25'*) [ $(grep -c 'raw 0x0a 0x25' $(dirname $0)/calls) -eq 3 ] "
+        "&& kill -9 " +
+            std::to_string(m_e2e.Bmc().Pid()) + ";; esac",
+        "-N 1 -R 1");
     m_e2e.Write("in.sdr", SdrTextFile(S_asFile));
     const auto start = std::chrono::steady_clock::now();
     const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});

@@ -205,8 +205,9 @@ TEST_F(FruEndToEnd, UnicodeFieldsCannotBeUploadedAsAscii)
     // The read from the BMC succeeded; the failed save is reported only.
     EXPECT_EQ(upload.iStatus, 0);
     EXPECT_EQ(upload.sOut, ProductHeader() + "Start to save FRU file, up.fru \n");
-    EXPECT_EQ(upload.sErr, "<ERROR> Board Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n"
-                           "Failure to upload FRU data!\n");
+    EXPECT_EQ(upload.sErr,
+              "<ERROR> Board Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n"
+              "Failure to upload FRU data!\n");
 }
 
 TEST_F(FruEndToEnd, VerifyFindsADifferentDevice)
@@ -309,8 +310,9 @@ TEST_F(FruEndToEnd, AFailedWriteStopsTheDownload)
     const CommandResult result = DownloadBinary(TypicalServerFru(), 0);
     EXPECT_EQ(result.iStatus, 0);
     EXPECT_EQ(result.sOut, ProductHeader() + S_sBinary + S_sStartLine);
-    EXPECT_EQ(result.sErr, "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\n"
-                           "cc = D5 \nFailure to download FRU data! \n\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\n"
+              "cc = D5 \nFailure to download FRU data! \n\n");
     const std::string sDevice = m_e2e.FruArea(0);
     EXPECT_EQ(sDevice.substr(0, 16), TypicalServerFru().substr(0, 16));
     EXPECT_EQ(sDevice.substr(16, 16), std::string(16, '\xFF'));
@@ -321,8 +323,9 @@ TEST_F(FruEndToEnd, AnErasedDeviceDoesNotUpload)
     const CommandResult result = m_e2e.Valdrn({"-u", "up.fru", "encoding=ascii", "fruID=1"});
     EXPECT_EQ(result.iStatus, 0);
     EXPECT_EQ(result.sOut, ProductHeader() + "Start to save FRU file, up.fru \n");
-    EXPECT_EQ(result.sErr, "<ERROR> Incorrect FRU data. \nThe version field (0xFF) in COMMON Area != 0x01. \n"
-                           "Failure to upload FRU data!\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Incorrect FRU data. \nThe version field (0xFF) in COMMON Area != 0x01. \n"
+              "Failure to upload FRU data!\n");
 }
 
 }  // namespace

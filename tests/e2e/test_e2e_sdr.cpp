@@ -26,8 +26,8 @@ std::string ReadLines(const char* pchVerb, const std::vector<std::string>& asRec
     std::string sText;
     for (const std::string& sRecord : asRecords) {
         const unsigned int uId = static_cast<unsigned char>(sRecord[0]) | (static_cast<unsigned char>(sRecord[1]) << 8);
-        sText += std::string("    Start to ") + pchVerb + Format(" SDR record ID %04Xh, type %Xh ... \n", uId,
-                                                                    static_cast<unsigned char>(sRecord[3]));
+        sText += std::string("    Start to ") + pchVerb +
+                 Format(" SDR record ID %04Xh, type %Xh ... \n", uId, static_cast<unsigned char>(sRecord[3]));
     }
     return sText;
 }
@@ -107,8 +107,8 @@ TEST_F(SdrEndToEnd, UploadInEachEncodingThenTestAndVerify)
         const CommandResult upload = m_e2e.Valdrn({"-u", sName, std::string("encoding=") + pchEncoding});
         EXPECT_EQ(upload.iStatus, 0) << upload.sErr;
         EXPECT_EQ(upload.sErr, "");
-        EXPECT_EQ(upload.sOut, ProductHeader() + ReadLines("upload", asRepository) + "Start to save sdr file, " + sName +
-                                   " \nThe SDR data has been saved in file " + sName + "! \n");
+        EXPECT_EQ(upload.sOut, ProductHeader() + ReadLines("upload", asRepository) + "Start to save sdr file, " +
+                                   sName + " \nThe SDR data has been saved in file " + sName + "! \n");
         const CommandResult test = m_e2e.ValdrnAlone({"-t", sName});
         EXPECT_EQ(test.sOut, ProductHeader() + "No error found in SDR file " + sName + "! \n \n");
         const CommandResult verify = m_e2e.Valdrn({"-v", sName});
@@ -128,8 +128,9 @@ TEST_F(SdrEndToEnd, VerifyFindsAChangedByte)
     m_e2e.Write("changed.sdr", SdrTextFile(asChanged));
     const CommandResult result = m_e2e.Valdrn({"-v", "changed.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "<ERROR> Different record data in record 2, 10  byte!\n"
-                           "Failure to verify the SDR data! (different SDR)\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Different record data in record 2, 10  byte!\n"
+              "Failure to verify the SDR data! (different SDR)\n");
 }
 
 TEST_F(SdrEndToEnd, VerifyFindsADifferentCount)
@@ -138,8 +139,9 @@ TEST_F(SdrEndToEnd, VerifyFindsADifferentCount)
     m_e2e.Write("fewer.sdr", SdrTextFile({S_asFew[0], S_asFew[1]}));
     const CommandResult result = m_e2e.Valdrn({"-v", "fewer.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "Record number different: in file is 2, in BMC is 4\n"
-                           "Failure to verify the SDR data! (different SDR)\n");
+    EXPECT_EQ(result.sErr,
+              "Record number different: in file is 2, in BMC is 4\n"
+              "Failure to verify the SDR data! (different SDR)\n");
 }
 
 TEST_F(SdrEndToEnd, UploadOfAnEmptyRepository)
@@ -187,8 +189,9 @@ TEST_F(SdrEndToEnd, DownloadOfABadFile)
     m_e2e.Write("bad.sdr", "_SDR (\n_SDR_TYPE 99\n)\n");
     const CommandResult result = m_e2e.Valdrn({"-d", "bad.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "<ERROR> SDR file format error. \nRecord type (99h) is invalid. (line 2) \n"
-                           "Failure to download SDR data!\n\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> SDR file format error. \nRecord type (99h) is invalid. (line 2) \n"
+              "Failure to download SDR data!\n\n");
 }
 
 // --- backup and restore -----------------------------------------------------------------------
@@ -206,11 +209,13 @@ TEST_P(SdrRestore, FailedPartialAddRestoresTheRepository)
     m_e2e.Write("in.sdr", SdrTextFile(S_asEvery));
     const CommandResult result = m_e2e.Valdrn({"-d", "in.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
-                           "cc = C0 \nFailure to download SDR data!\n\n");
-    const std::string sRestore = "Restore SDR Repository. \n" +
-                                 Format("There are %Xh SDR records to restore! \n", static_cast<unsigned>(asBefore.size())) +
-                                 WriteLines("restore", asBefore.size()) + "Restore SDR Repository Successful. \n";
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
+              "cc = C0 \nFailure to download SDR data!\n\n");
+    const std::string sRestore =
+        "Restore SDR Repository. \n" +
+        Format("There are %Xh SDR records to restore! \n", static_cast<unsigned>(asBefore.size())) +
+        WriteLines("restore", asBefore.size()) + "Restore SDR Repository Successful. \n";
     EXPECT_GE(result.sOut.size(), sRestore.size());
     EXPECT_EQ(result.sOut.substr(result.sOut.size() - sRestore.size()), sRestore) << result.sOut;
     EXPECT_EQ(result.sOut.find("Download SDR data Successful"), std::string::npos);
@@ -225,10 +230,11 @@ TEST_F(SdrEndToEnd, EraseThatNeverCompletes)
     m_e2e.Bmc().Knob("erase_polls=4");  // completion only on the fourth poll
     const CommandResult result = Download(S_asEvery);
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
-                           "Failure to download SDR data!\n\n"
-                           "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
-                           "Restore SDR Repository Failed. \n");
+    EXPECT_EQ(result.sErr,
+              "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
+              "Failure to download SDR data!\n\n"
+              "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
+              "Restore SDR Repository Failed. \n");
 }
 
 TEST_F(SdrEndToEnd, EraseCompletingOnTheThirdPoll)
@@ -272,9 +278,10 @@ TEST_F(SdrEndToEnd, InsufficientFreeSpaceIsANoticeOnly)
     for (const std::string& sRecord : S_asEvery) {
         uRequired += static_cast<unsigned int>(sRecord.size());
     }
-    EXPECT_EQ(result.sOut, ProductHeader() +
-                               Format("Lack of space in the SDR Repository, required=%d, free space=%d. \n", uRequired, 10) +
-                               BackupLines(asBefore) + DownloadLines(S_asEvery.size()));
+    EXPECT_EQ(result.sOut,
+              ProductHeader() +
+                  Format("Lack of space in the SDR Repository, required=%d, free space=%d. \n", uRequired, 10) +
+                  BackupLines(asBefore) + DownloadLines(S_asEvery.size()));
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asEvery));
 }
 
@@ -292,15 +299,16 @@ TEST_F(SdrEndToEnd, InitializationAgentThatFails)
     const CommandResult result = Download(S_asFew);
     EXPECT_EQ(result.iStatus, 0);  // the download itself succeeded
     EXPECT_EQ(result.sOut, ProductHeader() + DownloadLines(S_asFew.size(), "Failed! "));
-    EXPECT_EQ(result.sErr, "<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\n"
-                           "cc = 0 \n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\n"
+              "cc = 0 \n");
 }
 
 TEST_F(SdrEndToEnd, RefusedCredentials)
 {
     m_e2e.Write("in.sdr", SdrTextFile(S_asFew));
-    const CommandResult result = m_e2e.ValdrnAlone({"-d", "in.sdr", "-n", "lanplus", "-H", m_e2e.Bmc().Address(), "-U",
-                                                    "admin", "-P", "wrong", "-C", "3"});
+    const CommandResult result = m_e2e.ValdrnAlone(
+        {"-d", "in.sdr", "-n", "lanplus", "-H", m_e2e.Bmc().Address(), "-U", "admin", "-P", "wrong", "-C", "3"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sErr, "\n\nGet Device ID failed. Please check LAN+ configuration.\n\n");
 }
@@ -310,8 +318,10 @@ TEST_F(SdrEndToEnd, DefaultInterfaceWithoutDriverGivesTheKcsNote)
     m_e2e.Write("in.sdr", SdrTextFile(S_asFew));
     const CommandResult result = m_e2e.ValdrnAlone({"-d", "in.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr, "\n\nKCS initialization error. Please check configuration.\n\n"
-                           "\nNote: If the option, -msgintf kcsio, is used,\n      make sure KCS driver modules are not loaded!\n\n");
+    EXPECT_EQ(
+        result.sErr,
+        "\n\nKCS initialization error. Please check configuration.\n\n"
+        "\nNote: If the option, -msgintf kcsio, is used,\n      make sure KCS driver modules are not loaded!\n\n");
 }
 
 }  // namespace

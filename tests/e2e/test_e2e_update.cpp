@@ -157,15 +157,12 @@ TEST_P(SerialUpdate, EachStringTypeInTurn)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Fields, SerialUpdate,
-                         testing::Values(SerialField{"snBoard", "BSN0001234", BOARD_AREA, " Board Serial          : "},
-                                         SerialField{"snChassis", "CSN20261121A", CHASSIS_AREA,
-                                                     " Chassis Serial        : "},
-                                         SerialField{"snProduct", "PSN998877", PRODUCT_AREA,
-                                                     " Product Serial        : "}),
-                         [](const testing::TestParamInfo<SerialField>& info) {
-                             return std::string(info.param.pchFieldName);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Fields, SerialUpdate,
+    testing::Values(SerialField{"snBoard", "BSN0001234", BOARD_AREA, " Board Serial          : "},
+                    SerialField{"snChassis", "CSN20261121A", CHASSIS_AREA, " Chassis Serial        : "},
+                    SerialField{"snProduct", "PSN998877", PRODUCT_AREA, " Product Serial        : "}),
+    [](const testing::TestParamInfo<SerialField>& info) { return std::string(info.param.pchFieldName); });
 
 TEST_F(UpdateEndToEnd, ManufacturingDateBecomesNow)
 {
@@ -185,7 +182,8 @@ TEST_F(UpdateEndToEnd, ManufacturingDateBecomesNow)
 
     const std::time_t tWritten = FRU_EPOCH + lMinutes * 60;
     char achDate[64];
-    std::strftime(achDate, sizeof achDate, " Board Mfg Date        : %a %b %e %H:%M:%S %Y UTC\n", std::gmtime(&tWritten));
+    std::strftime(achDate, sizeof achDate, " Board Mfg Date        : %a %b %e %H:%M:%S %Y UTC\n",
+                  std::gmtime(&tWritten));
     const std::string sIpmitool = m_e2e.IpmitoolFruPrint(0);
     EXPECT_NE(sIpmitool.find(achDate), std::string::npos) << achDate << sIpmitool;
     EXPECT_EQ(m_e2e.IpmiFru(0).find("hecksum"), std::string::npos);
@@ -204,8 +202,7 @@ TEST_F(UpdateEndToEnd, ALengthThatDiffersFromTheDeviceWritesNothing)
 
 TEST_F(UpdateEndToEnd, AMissingDeviceFailsAtTheHeader)
 {
-    const CommandResult result =
-        Update({"fieldName=datetime", "offset=33", "fruID=7"});
+    const CommandResult result = Update({"fieldName=datetime", "offset=33", "fruID=7"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sOut, ProductHeader() + "Update FRU data failed!\n\n");
     EXPECT_EQ(result.sErr,
@@ -226,8 +223,8 @@ TEST_F(UpdateEndToEnd, FruIdIsTakenAsEightBits)
 
 TEST_F(UpdateEndToEnd, BadParametersNeverReachTheBmc)
 {
-    const CommandResult result = Update({"fieldName=snBoard", "fruID=1FF", "offset=58", "strType=3", "strLength=A",
-                                         "strValue=NEWSER7"});
+    const CommandResult result =
+        Update({"fieldName=snBoard", "fruID=1FF", "offset=58", "strType=3", "strLength=A", "strValue=NEWSER7"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sOut, ProductHeader() + "Use VALDRN -h for help.\n");
     EXPECT_EQ(result.sErr, "<ERROR> FRU ID specified is reserved! \n");

@@ -64,8 +64,7 @@ std::string HexBytes(const std::string& sBody, std::string* psError)
     return sBytes;
 }
 
-DocFile FileExample(const std::vector<std::string>& asMarker, const std::string& sBody, int iLine,
-                    std::string* psError)
+DocFile FileExample(const std::vector<std::string>& asMarker, const std::string& sBody, int iLine, std::string* psError)
 {
     DocFile file;
     file.iLine = iLine;

@@ -109,21 +109,21 @@ std::string FruMultiRecord(uint8_t u8Type, const std::string& sData, bool bLast,
 std::string FruPowerSupplyRecord(bool bLast)
 {
     const unsigned char au8Data[24] = {
-        0xEE, 0x02,  // overall capacity 750 W
-        0x20, 0x03,  // peak VA 800
-        0x32,        // inrush current 50 A
-        0x05,        // inrush interval 5 ms
-        0x30, 0x2A,  // low-end input voltage range 1: 108.00 V (10 mV units)
-        0xA0, 0x32,  // high-end input voltage range 1: 130.00 V
-        0x60, 0x54,  // low-end input voltage range 2: 216.00 V
-        0x80, 0x5D,  // high-end input voltage range 2: 240.00 V
-        0x2F,        // low-end input frequency 47 Hz
-        0x3F,        // high-end input frequency 63 Hz
-        0x14,        // A/C dropout tolerance 20 ms
-        0x19,        // flags: hot swap, autoswitch, PFC
-        0x52, 0x03,  // peak wattage 850 W, holdup 0 s
+        0xEE, 0x02,        // overall capacity 750 W
+        0x20, 0x03,        // peak VA 800
+        0x32,              // inrush current 50 A
+        0x05,              // inrush interval 5 ms
+        0x30, 0x2A,        // low-end input voltage range 1: 108.00 V (10 mV units)
+        0xA0, 0x32,        // high-end input voltage range 1: 130.00 V
+        0x60, 0x54,        // low-end input voltage range 2: 216.00 V
+        0x80, 0x5D,        // high-end input voltage range 2: 240.00 V
+        0x2F,              // low-end input frequency 47 Hz
+        0x3F,              // high-end input frequency 63 Hz
+        0x14,              // A/C dropout tolerance 20 ms
+        0x19,              // flags: hot swap, autoswitch, PFC
+        0x52, 0x03,        // peak wattage 850 W, holdup 0 s
         0x00, 0x00, 0x00,  // combined wattage: none
-        0xC1,        // predictive fail tachometer lower threshold (RPS)
+        0xC1,              // predictive fail tachometer lower threshold (RPS)
     };
     return FruMultiRecord(0x00, std::string(reinterpret_cast<const char*>(au8Data), sizeof au8Data), bLast);
 }
@@ -152,14 +152,14 @@ std::string FruImage(const FruAreas& areas)
 std::string TypicalServerFru()
 {
     FruAreas areas;
-    areas.sChassis = FruChassisArea(0x17, {FruAsciiField("CHS-R200-01"), FruAsciiField("CSN20261121A"),
-                                           FruAsciiField("Rack 2U")});
+    areas.sChassis =
+        FruChassisArea(0x17, {FruAsciiField("CHS-R200-01"), FruAsciiField("CSN20261121A"), FruAsciiField("Rack 2U")});
     areas.sBoard = FruBoardArea(0x19, 0x00C2B1F0,
                                 {FruAsciiField("Valdrin Systems"), FruAsciiField("X99 Server Board"),
                                  FruAsciiField("BSN0001234"), FruAsciiField("PN-77-A"), FruAsciiField("FRU v1.0")});
-    areas.sProduct = FruProductArea(0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"),
-                                           FruAsciiField("R200-8"), FruAsciiField("A01"), FruAsciiField("PSN998877"),
-                                           FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
+    areas.sProduct = FruProductArea(
+        0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"), FruAsciiField("R200-8"),
+               FruAsciiField("A01"), FruAsciiField("PSN998877"), FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
     areas.sMultiRecord = FruPowerSupplyRecord(true);
     return FruImage(areas);
 }
@@ -171,12 +171,17 @@ std::string EveryEncodingFru()
     // Language 0x22 is not English: text fields are UTF-16LE, except the
     // serial number and FRU file ID (fields 2 and 4), kept in 8-bit.
     const std::string sEuro = std::string("\xAC\x20", 2);
-    const std::string sName = std::string("S\0\xE9\0r\0v\0" "e\0u\0r\0 \0", 16) + sEuro;
+    const std::string sName = std::string(
+                                  "S\0\xE9\0r\0v\0"
+                                  "e\0u\0r\0 \0",
+                                  16) +
+                              sEuro;
     areas.sBoard = FruBoardArea(0x22, 0x00112233,
                                 {FruUnicodeField(std::string("V\0a\0l\0d\0r\0i\0n\0", 14)), FruUnicodeField(sName),
                                  FruAsciiField("BSN-UNI-1"), FruEmptyField(), FruAsciiField("fru-1")});
-    areas.sProduct = FruProductArea(0x19, {FruSixBitField("VALDRIN"), FruAsciiField("Caf\xE9 R100"), FruBcdField("2026"),
-                                           FruEmptyField(), FruAsciiField("SN'42'"), FruEmptyField(), FruEmptyField()});
+    areas.sProduct =
+        FruProductArea(0x19, {FruSixBitField("VALDRIN"), FruAsciiField("Caf\xE9 R100"), FruBcdField("2026"),
+                              FruEmptyField(), FruAsciiField("SN'42'"), FruEmptyField(), FruEmptyField()});
     areas.sMultiRecord = FruPowerSupplyRecord(false) +
                          FruMultiRecord(0x03, std::string("\x01") + "https://bmc.example/sys", false) +
                          FruMultiRecord(0x03, std::string("\x07") + std::string(16, '\x5A'), false) +

@@ -9,11 +9,11 @@
 namespace valdrn_test {
 
 // Field data with its type/length byte.
-std::string FruAsciiField(const std::string& sLatin1);  // type 11b
-std::string FruSixBitField(const std::string& sText);   // type 10b, packed
-std::string FruBcdField(const std::string& sText);      // type 01b
+std::string FruAsciiField(const std::string& sLatin1);     // type 11b
+std::string FruSixBitField(const std::string& sText);      // type 10b, packed
+std::string FruBcdField(const std::string& sText);         // type 01b
 std::string FruUnicodeField(const std::string& sUtf16Le);  // type 11b, raw UTF-16LE
-std::string FruEmptyField();                             // C0
+std::string FruEmptyField();                               // C0
 
 // An info area: version 1, length in 8-byte units, the area's own bytes
 // (chassis type; language and date; language), the fields, C1, zero

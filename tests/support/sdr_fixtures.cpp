@@ -101,12 +101,12 @@ std::vector<std::string> SdrRecordsOfEveryType()
         SdrNamedRecord(0x0001, 0x01, "CPU1 Temp"),
         SdrNamedRecord(0x0002, 0x01, std::string(16, 'F')),  // longest full sensor: 0x40 bytes
         SdrNamedRecord(0x0003, 0x02, "Fan 1"),
-        SdrNamedRecord(0x0004, 0x02, ""),                    // empty ID string
-        SdrNamedRecord(0x0005, 0x03, "Evt 'q' //x"),            // quote and slashes inside
+        SdrNamedRecord(0x0004, 0x02, ""),                          // empty ID string
+        SdrNamedRecord(0x0005, 0x03, "Evt 'q' //x"),               // quote and slashes inside
         SdrRecordWithIdBytes(0x0006, 0x02, 0x83, "\x12\x34\x56"),  // BCD plus ID string, in hex
         SdrFixedRecord(0x0007, 0x08, 0x10),
         SdrFixedRecord(0x0008, 0x09, 0x20),
-        SdrNamedRecord(0x0009, 0x10, "Generic \xE9\xFF"),    // Latin-1 characters
+        SdrNamedRecord(0x0009, 0x10, "Generic \xE9\xFF"),  // Latin-1 characters
         SdrNamedRecord(0x000A, 0x11, "FRU 0"),
         SdrNamedRecord(0x000B, 0x12, "BMC"),
         SdrFixedRecord(0x000C, 0x13, 0x20),
@@ -159,8 +159,8 @@ std::string SdrBinaryFormat2(const std::vector<std::string>& asRecords, int iCou
 
 void PutRecord(SDREntry& entry, const std::string& sRecord)
 {
-    entry.u16RecordID = static_cast<uint16_t>(static_cast<unsigned char>(sRecord[0]) |
-                                              (static_cast<unsigned char>(sRecord[1]) << 8));
+    entry.u16RecordID =
+        static_cast<uint16_t>(static_cast<unsigned char>(sRecord[0]) | (static_cast<unsigned char>(sRecord[1]) << 8));
     entry.u8RecordType = static_cast<uint8_t>(sRecord[3]);
     entry.u8RecordLength = static_cast<uint8_t>(sRecord.size());
     std::copy(sRecord.begin(), sRecord.end(), entry.au8RecordData);

@@ -1,16 +1,16 @@
 #include "support/test_support.h"
 
+#include <sched.h>
+#include <stdio_ext.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <stdio_ext.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -67,8 +67,7 @@ std::string ReadFile(const std::string& sPath)
 bool FileExists(const std::string& sPath)
 {
     std::error_code error;
-    return std::filesystem::symlink_status(sPath, error).type() != std::filesystem::file_type::not_found &&
-           !error;
+    return std::filesystem::symlink_status(sPath, error).type() != std::filesystem::file_type::not_found && !error;
 }
 
 std::string Bytes(const std::vector<unsigned char>& au8Bytes)

@@ -1,7 +1,7 @@
 #include "encoding/backup_writer.h"
 
-#include <memory>
 #include <unistd.h>
+#include <memory>
 
 #include <gtest/gtest.h>
 
@@ -74,11 +74,10 @@ TEST(BackUpSDRBinFileTest, WritesOccupiedSlotsInOrder)
     PutRecord(list[0], 0x0001, "\x01\x00\x51\x12\x01\xAB"s);
     PutRecord(list[1], 0xFFFF, "\xFF\xFF\x51\x12\x01\xCD"s);  // free slot with a length: skipped
     PutRecord(list[5], 0x0002, "\x02\x00\x51\xC0\x00"s);
-    list[7].u16RecordID = 0x0003;                               // no length: skipped
+    list[7].u16RecordID = 0x0003;  // no length: skipped
     PutRecord(list[SDR_LIST_SLOT_COUNT - 1], 0x0004, "\x04\x00\x51\x14\x00"s);
     EXPECT_EQ(BackUpSDRBinFile(dir.File("sdr.bin").c_str(), list.get()), 1);
-    EXPECT_EQ(ReadFile(dir.File("sdr.bin")),
-              "\x01\x00\x51\x12\x01\xAB\x02\x00\x51\xC0\x00\x04\x00\x51\x14\x00"s);
+    EXPECT_EQ(ReadFile(dir.File("sdr.bin")), "\x01\x00\x51\x12\x01\xAB\x02\x00\x51\xC0\x00\x04\x00\x51\x14\x00"s);
 }
 
 TEST(BackUpSDRBinFileTest, EmptyListGivesEmptyFile)
@@ -109,8 +108,9 @@ TEST(BackupWriters, NullArguments)
     EXPECT_EQ(BackUpSDRBinFile(nullptr, list.get()), 0);
     EXPECT_EQ(BackUpSDRBinFile("x", nullptr), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
-                            "<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
+              "<ERROR> Internal Error!\n");
 }
 
 }  // namespace

@@ -17,8 +17,8 @@ int g_iFailingRegistryIndex = -1;
 template <int N>
 int RecordingHandler(unsigned short u16ArgCount, char* apchArgs[])
 {
-    static const char* const apchNames[] = {"h",  "d", "u", "v", "t", "version", "kcs", "msgintf",
-                                            "n",  "H", "U", "P", "C", "updateFRU", "debugmsg"};
+    static const char* const apchNames[] = {"h", "d", "u", "v", "t", "version",   "kcs",     "msgintf",
+                                            "n", "H", "U", "P", "C", "updateFRU", "debugmsg"};
     std::string sCall = std::string(apchNames[N]) + ":" + std::to_string(u16ArgCount) + ":";
     for (unsigned int i = 0; i < u16ArgCount; ++i) {
         sCall += (i ? "," : "") + std::string(apchArgs[i]);
@@ -37,13 +37,13 @@ void RegisterProgramTable(TCommandLineExecution& engine)
         TOptionHandler pfn;
     };
     const Row asRows[] = {
-        {"h", 0, 0, RecordingHandler<0>},        {"d", 2, 1, RecordingHandler<1>},
-        {"u", 3, 2, RecordingHandler<2>},        {"v", 2, 1, RecordingHandler<3>},
-        {"t", 2, 1, RecordingHandler<4>},        {"version", 0, 0, RecordingHandler<5>},
-        {"kcs", 0, 0, RecordingHandler<6>},      {"msgintf", 1, 1, RecordingHandler<7>},
-        {"n", 1, 1, RecordingHandler<8>},        {"H", 1, 1, RecordingHandler<9>},
-        {"U", 1, 1, RecordingHandler<10>},       {"P", 1, 1, RecordingHandler<11>},
-        {"C", 1, 1, RecordingHandler<12>},       {"updateFRU", 6, 3, RecordingHandler<13>},
+        {"h", 0, 0, RecordingHandler<0>},         {"d", 2, 1, RecordingHandler<1>},
+        {"u", 3, 2, RecordingHandler<2>},         {"v", 2, 1, RecordingHandler<3>},
+        {"t", 2, 1, RecordingHandler<4>},         {"version", 0, 0, RecordingHandler<5>},
+        {"kcs", 0, 0, RecordingHandler<6>},       {"msgintf", 1, 1, RecordingHandler<7>},
+        {"n", 1, 1, RecordingHandler<8>},         {"H", 1, 1, RecordingHandler<9>},
+        {"U", 1, 1, RecordingHandler<10>},        {"P", 1, 1, RecordingHandler<11>},
+        {"C", 1, 1, RecordingHandler<12>},        {"updateFRU", 6, 3, RecordingHandler<13>},
         {"debugmsg", 0, 0, RecordingHandler<14>},
     };
     for (const Row& row : asRows) {
@@ -129,7 +129,7 @@ TEST(EngineRegistration, CapacityIsABound)
 TEST(EngineRegistration, NameMustFitItsBuffer)
 {
     TCommandLineExecution engine(3);
-    EXPECT_EQ(engine.FunctionRegistry("abcdefghijklmnopq", 0, 0, RecordingHandler<0>), eRC_Success);   // 17
+    EXPECT_EQ(engine.FunctionRegistry("abcdefghijklmnopq", 0, 0, RecordingHandler<0>), eRC_Success);          // 17
     EXPECT_EQ(engine.FunctionRegistry("abcdefghijklmnopqr", 0, 0, RecordingHandler<0>), eRC_RegisterFailed);  // 18
     EXPECT_EQ(engine.RegisteredCount(), 1);
 }
@@ -340,7 +340,7 @@ TEST_F(EngineTest, NumberedTriggerOfAnOptionNotGiven)
     EXPECT_EQ(Engine().Trigger(1), eRC_IncompatibleOptions);
     EXPECT_EQ(Engine().Trigger(16), eRC_IncompatibleOptions);  // index 15 == registered count
     EXPECT_EQ(Engine().Trigger(17), eRC_IncompatibleOptions);
-    EXPECT_EQ(Engine().Trigger(0), eRC_IncompatibleOptions);   // wraps to 0xFFFF
+    EXPECT_EQ(Engine().Trigger(0), eRC_IncompatibleOptions);  // wraps to 0xFFFF
     EXPECT_TRUE(g_asCalls.empty());
 }
 

@@ -15,8 +15,14 @@ namespace {
 
 const std::string S_sRule = std::string(79, '-') + "\n";
 
-int FailingHandler(unsigned short, char*[]) { return 1; }
-int SucceedingHandler(unsigned short, char*[]) { return 0; }
+int FailingHandler(unsigned short, char*[])
+{
+    return 1;
+}
+int SucceedingHandler(unsigned short, char*[])
+{
+    return 0;
+}
 
 std::vector<char*> Argv(std::vector<std::string>& asWords)
 {
@@ -204,7 +210,8 @@ TEST(RunCommandLineLan, IncompleteLanOptionsAreStatusFour)
     CapturedOutput output;
     EXPECT_EQ(RunCommandLine(engine, 7, apchArgv.data()), 4);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Invalid LAN+ interface options. \nInvalid operations. \nUse VALDRN -h for help.\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Invalid LAN+ interface options. \nInvalid operations. \nUse VALDRN -h for help.\n");
 }
 
 }  // namespace

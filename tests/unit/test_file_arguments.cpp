@@ -56,9 +56,9 @@ Parsed ParseUpload(std::vector<std::string> asWords)
     parsed.u32Encoding = 99;
     char achFileName[FILE_NAME_BUFFER_SIZE] = {};
     CapturedOutput output;
-    parsed.bResult = ValidateAnalyzeUploadParameters(static_cast<unsigned short>(asWords.size()), apchArgs.data(),
-                                                     &parsed.iIsSDR, achFileName, &parsed.u32Encoding,
-                                                     &parsed.u16FruID);
+    parsed.bResult =
+        ValidateAnalyzeUploadParameters(static_cast<unsigned short>(asWords.size()), apchArgs.data(), &parsed.iIsSDR,
+                                        achFileName, &parsed.u32Encoding, &parsed.u16FruID);
     output.Finish();
     parsed.sFileName = achFileName;
     parsed.sOut = output.Out();

@@ -114,8 +114,9 @@ TEST(SixBit, NullPointers)
     EXPECT_EQ(ConvertSixBitASCIIToASCIIStr(nullptr, 1, achText), 0);
     EXPECT_EQ(ConvertSixBitASCIIToASCIIStr(au8Out, 1, nullptr), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error! \n<ERROR> Internal Error! \n"
-                            "<ERROR> Internal Error! \n<ERROR> Internal Error! \n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error! \n<ERROR> Internal Error! \n"
+              "<ERROR> Internal Error! \n<ERROR> Internal Error! \n");
 }
 
 // --- BCD plus --------------------------------------------------------------
@@ -244,8 +245,8 @@ TEST(Utf8ToLatin1, OverlongLeadsAreTakenAsTheyAre)
 
 TEST(Utf8ToLatin1, BeyondLatin1IsRejected)
 {
-    for (const Bytes& au8In : {Bytes{0xC4, 0x80}, Bytes{0xE2, 0x82, 0xAC}, Bytes{0xF0, 0x9F, 0x98, 0x80},
-                               Bytes{0x80}, Bytes{0x41, 0xC3}}) {
+    for (const Bytes& au8In :
+         {Bytes{0xC4, 0x80}, Bytes{0xE2, 0x82, 0xAC}, Bytes{0xF0, 0x9F, 0x98, 0x80}, Bytes{0x80}, Bytes{0x41, 0xC3}}) {
         Bytes au8Out(8, 0);
         unsigned char u8Count = 0x55;
         CapturedOutput output;
@@ -275,8 +276,7 @@ TEST(Utf16ToUtf8, LowPartOfTwoByteRangeIsDropped)
 TEST(Utf16ToUtf8, SurrogatesAreConvertedOneByOne)
 {
     // U+1F600 as D83D DE00: two three-byte sequences.
-    EXPECT_EQ(Convert(UTF16ToUTF8, {0x3D, 0xD8, 0x00, 0xDE}).au8Out,
-              (Bytes{0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}));
+    EXPECT_EQ(Convert(UTF16ToUTF8, {0x3D, 0xD8, 0x00, 0xDE}).au8Out, (Bytes{0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}));
 }
 
 TEST(Utf16ToUtf8, OddTrailingByteIsNotRead)
@@ -325,8 +325,9 @@ TEST(UnicodeConversions, NullPointers)
     EXPECT_EQ(UTF16ToUTF8(au8Buf, 2, au8Buf, nullptr), 0);
     EXPECT_EQ(UTF8ToUTF16(nullptr, 1, au8Buf, &u8Count), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
-                            "<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
+              "<ERROR> Internal Error!\n");
 }
 
 }  // namespace

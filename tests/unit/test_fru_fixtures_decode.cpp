@@ -35,11 +35,10 @@ TEST(FruFixturesDecode, TypicalServer)
 {
     const std::string sOutput = DecodeWithIpmiFru(TypicalServerFru());
     EXPECT_EQ(ErrorsIn(sOutput), "");
-    for (const char* pchExpected :
-         {"FRU Chassis Type: Rack Mount Chassis", "FRU Chassis Serial Number: CSN20261121A",
-          "FRU Board Manufacturer: Valdrin Systems", "FRU Board Serial Number: BSN0001234",
-          "FRU Product Name: Valdrin R200", "FRU Product Asset Tag: ASSET-42",
-          "FRU Power Supply Overall Capacity: 750 Watts"}) {
+    for (const char* pchExpected : {"FRU Chassis Type: Rack Mount Chassis", "FRU Chassis Serial Number: CSN20261121A",
+                                    "FRU Board Manufacturer: Valdrin Systems", "FRU Board Serial Number: BSN0001234",
+                                    "FRU Product Name: Valdrin R200", "FRU Product Asset Tag: ASSET-42",
+                                    "FRU Power Supply Overall Capacity: 750 Watts"}) {
         EXPECT_NE(sOutput.find(pchExpected), std::string::npos) << pchExpected << "\n" << sOutput;
     }
 }
@@ -48,10 +47,10 @@ TEST(FruFixturesDecode, EveryEncoding)
 {
     const std::string sOutput = DecodeWithIpmiFru(EveryEncodingFru());
     EXPECT_EQ(ErrorsIn(sOutput), "");
-    for (const char* pchExpected : {"FRU Chassis Part Number: CHS-0042", "FRU Product Manufacturer Name: VALDRIN",
-                                    "FRU Product Serial Number: SN'42'",
-                                    "FRU Management Access System Management URL: https://bmc.example/sys",
-                                    "FRU OEM Manufacturer ID: 563412h"}) {
+    for (const char* pchExpected :
+         {"FRU Chassis Part Number: CHS-0042", "FRU Product Manufacturer Name: VALDRIN",
+          "FRU Product Serial Number: SN'42'", "FRU Management Access System Management URL: https://bmc.example/sys",
+          "FRU OEM Manufacturer ID: 563412h"}) {
         EXPECT_NE(sOutput.find(pchExpected), std::string::npos) << pchExpected << "\n" << sOutput;
     }
 }

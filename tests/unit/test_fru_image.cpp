@@ -75,7 +75,8 @@ TEST(FRUValidateRawDataTest, HeaderPadAndChecksum)
     std::string sPad = Header(0, 0, 0, 0, 0);
     sPad[6] = 0x05;
     sPad[7] = static_cast<char>(sPad[7] - 5);
-    EXPECT_EQ(Validate(sPad, FRU_CHECK_BINARY_FILE).sErr, S_sBinaryLead + "The PAD field (0x05) in COMMON Area != 0x00. \n");
+    EXPECT_EQ(Validate(sPad, FRU_CHECK_BINARY_FILE).sErr,
+              S_sBinaryLead + "The PAD field (0x05) in COMMON Area != 0x00. \n");
     std::string sChecksum = Header(0, 0, 0, 0, 0);
     sChecksum[7] = static_cast<char>(sChecksum[7] + 1);
     EXPECT_EQ(Validate(sChecksum, FRU_CHECK_BINARY_FILE).sErr, S_sBinaryLead + "Error checksum in COMMON Area. \n");
@@ -87,8 +88,9 @@ TEST(FRUValidateRawDataTest, AreasOutOfOrder)
     const std::string sImage = Header(0, 2, 1, 0, 0) + S_sChassis + S_sChassis;
     const Validation binary = Validate(sImage, FRU_CHECK_BINARY_FILE);
     EXPECT_EQ(binary.iResult, 0);
-    EXPECT_EQ(binary.sErr, "<ERROR> Unable to handle the FRU binary file. \n"
-                           "In COMMON Area, the CHASSIS offset >= BOARD offset. \n");
+    EXPECT_EQ(binary.sErr,
+              "<ERROR> Unable to handle the FRU binary file. \n"
+              "In COMMON Area, the CHASSIS offset >= BOARD offset. \n");
     EXPECT_EQ(Validate(sImage, FRU_CHECK_BMC).sErr,
               "<ERROR> Unable to handle the FRU data. \nIn COMMON Area, the CHASSIS offset >= BOARD offset. \n");
 }
@@ -143,11 +145,12 @@ TEST(FRUValidateRawDataTest, InfoAreaChecks)
 TEST(FRUValidateRawDataTest, AreaLengthMustAgreeWithTheOffsets)
 {
     // Board follows 24 bytes after the chassis, whose length byte says 16.
-    const std::string sImage = Header(0, 1, 4, 0, 0) + S_sChassis + std::string(8, '\0') +
-                               FruBoardArea(0, 0, {FruAsciiField("M")});
+    const std::string sImage =
+        Header(0, 1, 4, 0, 0) + S_sChassis + std::string(8, '\0') + FruBoardArea(0, 0, {FruAsciiField("M")});
     EXPECT_EQ(Validate(sImage, FRU_CHECK_BINARY_FILE).sErr,
-              S_sBinaryLead + "The area length field (0x02) in CHASSIS Area is not consistent with the information in "
-                              "COMMON Area. \n");
+              S_sBinaryLead +
+                  "The area length field (0x02) in CHASSIS Area is not consistent with the information in "
+                  "COMMON Area. \n");
 }
 
 TEST(FRUValidateRawDataTest, MultiRecordChecks)
@@ -244,7 +247,8 @@ TEST_F(LocalImageTest, CompareWithTheInventory)
     const std::string sImage = TypicalServerFru();
     ASSERT_EQ(AllocateLocalFRUImage(sImage.size()), 1);
     EXPECT_EQ(FRUCompare(), 1);  // nothing to compare
-    AppendLocalFRUBytes(reinterpret_cast<const unsigned char*>(sImage.data()), static_cast<unsigned int>(sImage.size()));
+    AppendLocalFRUBytes(reinterpret_cast<const unsigned char*>(sImage.data()),
+                        static_cast<unsigned int>(sImage.size()));
     EXPECT_EQ(FRUCompare(), 0);  // no inventory image
     G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(2048, 1));
     std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());

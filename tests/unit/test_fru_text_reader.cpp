@@ -50,7 +50,8 @@ std::string WithChecksumOf(std::string sText, const std::string& sImage)
 }
 
 // A chassis-only image: header 01 00 01 00 00 00 00 FE.
-const std::string S_sChassisOnly = FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""});
+const std::string S_sChassisOnly =
+    FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""});
 
 class FruReaderTest : public testing::Test {
 protected:
@@ -199,10 +200,11 @@ TEST_F(FruReaderTest, AreaLengthAgainstTheHeader)
     const std::string sText = FruText(TypicalServerFru());
     const std::string sChanged = Replace(sText, "01 05 17", "01 06 17");
     EXPECT_EQ(Read(sChanged), 0);
-    EXPECT_EQ(m_sErr, S_sLead +
-                          "The area length field (0x06) in CHASSIS Area is not consistent with the information in COMMON "
-                          "Area. (line " +
-                          std::to_string(LineOf(sChanged, "01 06 17")) + ") \n");
+    EXPECT_EQ(m_sErr,
+              S_sLead +
+                  "The area length field (0x06) in CHASSIS Area is not consistent with the information in COMMON "
+                  "Area. (line " +
+                  std::to_string(LineOf(sChanged, "01 06 17")) + ") \n");
 }
 
 TEST_F(FruReaderTest, C1ThenTheChecksumFillsThePadding)
@@ -215,8 +217,8 @@ TEST_F(FruReaderTest, C1ThenTheChecksumFillsThePadding)
 
 TEST_F(FruReaderTest, C1FollowedByAQuotedString)
 {
-    const std::string sText = Replace(FruText(S_sChassisOnly), "C1 // end of fields; the padding is left to the reader\n",
-                                      "C1\n'x'\n");
+    const std::string sText =
+        Replace(FruText(S_sChassisOnly), "C1 // end of fields; the padding is left to the reader\n", "C1\n'x'\n");
     EXPECT_EQ(Read(sText), 0);
     EXPECT_EQ(m_sErr, S_sLead + "In CHASSIS Area, C1 is followed by an one-byte length string. (line " +
                           std::to_string(LineOf(sText, "'x'") - 1) + ") \n");
@@ -226,8 +228,9 @@ TEST_F(FruReaderTest, C1FollowedByAQuotedString)
 std::string BoardText(uint8_t u8Language, const std::string& sFirstLine)
 {
     const std::string sImage =
-        FruImage({"", "", FruBoardArea(u8Language, 0x010203, {FruAsciiField("0123456789"), FruAsciiField("Name"),
-                                                              FruAsciiField("SERIAL")}),
+        FruImage({"", "",
+                  FruBoardArea(u8Language, 0x010203,
+                               {FruAsciiField("0123456789"), FruAsciiField("Name"), FruAsciiField("SERIAL")}),
                   "", ""});
     std::string sText = FruText(sImage);
     return Replace(sText, "'0123456789'\n", sFirstLine);
@@ -238,7 +241,8 @@ TEST_F(FruReaderTest, StringLengthMustMatchItsTypeLengthByte)
     EXPECT_EQ(Read(BoardText(0, "'0123456789'\n")), 1) << m_sErr;
     const std::string sShort = BoardText(0, "'012345678'\n");
     EXPECT_EQ(Read(sShort), 0);
-    EXPECT_EQ(m_sErr, S_sLead + "Length of the quoted string (line " + std::to_string(LineOf(sShort, "'012345678'") - 1) +
+    EXPECT_EQ(m_sErr, S_sLead + "Length of the quoted string (line " +
+                          std::to_string(LineOf(sShort, "'012345678'") - 1) +
                           ") in BOARD Area is 9. \nLength specified in the type/length byte is 10. \n");
 }
 
@@ -264,18 +268,20 @@ TEST_F(FruReaderTest, UnicodeFieldInAnEightBitFile)
 {
     const std::string sText = BoardText(0x01, "'0123456789'\n");
     EXPECT_EQ(Read(sText), 0);
-    EXPECT_EQ(m_sErr, S_sLead + "<ERROR> Invalid file encoding format!\nBOARD Info Area contains data in Unicode. The "
-                                "file must be Unicode encoded!\n");
+    EXPECT_EQ(m_sErr, S_sLead +
+                          "<ERROR> Invalid file encoding format!\nBOARD Info Area contains data in Unicode. The "
+                          "file must be Unicode encoded!\n");
 }
 
 TEST_F(FruReaderTest, SerialNumberStaysEnglish)
 {
     // Language 0x01: the third data line's string (the serial number) is
     // 8-bit; only the first two fields would need Unicode.
-    const std::string sImage =
-        FruImage({"", "", FruBoardArea(0x01, 0, {FruEmptyField(), FruEmptyField(), FruAsciiField("SN-1"),
-                                                 FruEmptyField(), FruAsciiField("ID")}),
-                  "", ""});
+    const std::string sImage = FruImage(
+        {"", "",
+         FruBoardArea(0x01, 0,
+                      {FruEmptyField(), FruEmptyField(), FruAsciiField("SN-1"), FruEmptyField(), FruAsciiField("ID")}),
+         "", ""});
     EXPECT_EQ(Read(FruText(sImage)), 1) << m_sErr;
     EXPECT_EQ(Image(), sImage);
 }
@@ -283,13 +289,12 @@ TEST_F(FruReaderTest, SerialNumberStaysEnglish)
 TEST_F(FruReaderTest, UnicodeFieldsInUtf16AndUtf8Files)
 {
     const std::string sWide = "V\0a\0l\0\xAC\x20"s;  // "Val€" in UTF-16LE
-    const std::string sImage =
-        FruImage({"", "", FruBoardArea(0x22, 0, {FruUnicodeField(sWide), FruEmptyField(), FruAsciiField("SN")}), "", ""});
+    const std::string sImage = FruImage(
+        {"", "", FruBoardArea(0x22, 0, {FruUnicodeField(sWide), FruEmptyField(), FruAsciiField("SN")}), "", ""});
     // Written by hand: the UTF-16 file carries the field as it is, the
     // UTF-8 file as UTF-8 text.
-    std::string sText = FruText(FruImage({"", "", FruBoardArea(0x22, 0, {FruAsciiField("XXXXXXXX"), FruEmptyField(),
-                                                                         FruAsciiField("SN")}),
-                                          "", ""}));
+    std::string sText = FruText(FruImage(
+        {"", "", FruBoardArea(0x22, 0, {FruAsciiField("XXXXXXXX"), FruEmptyField(), FruAsciiField("SN")}), "", ""}));
     sText = WithChecksumOf(sText, sImage);
     // UTF-16 file.
     std::string sUtf16 = AsUtf16File(sText);
@@ -305,8 +310,8 @@ TEST_F(FruReaderTest, UnicodeFieldsInUtf16AndUtf8Files)
 
 TEST_F(FruReaderTest, Utf16UnicodeLengthMismatch)
 {
-    std::string sText = FruText(FruImage({"", "", FruBoardArea(0x22, 0, {FruAsciiField("XXXX"), FruAsciiField("SN")}),
-                                          "", ""}));
+    std::string sText =
+        FruText(FruImage({"", "", FruBoardArea(0x22, 0, {FruAsciiField("XXXX"), FruAsciiField("SN")}), "", ""}));
     std::string sUtf16 = AsUtf16File(sText);
     const std::string sOldField = AsUtf16File("'XXXX'").substr(2);
     sUtf16.replace(sUtf16.find(sOldField), sOldField.size(), "'\0A\0B\0C\0'\0"s);  // 6 bytes, C4 says 4
@@ -319,7 +324,8 @@ TEST_F(FruReaderTest, SixBitAndBcdPlusFields)
 {
     const std::string sImage =
         FruImage({"", FruChassisArea(0x17, {FruSixBitField("CHS-42 X"), FruBcdField("1-2.3")}), "", "", ""});
-    std::string sText = FruText(FruImage({"", FruChassisArea(0x17, {FruAsciiField("xx"), FruAsciiField("yy")}), "", "", ""}));
+    std::string sText =
+        FruText(FruImage({"", FruChassisArea(0x17, {FruAsciiField("xx"), FruAsciiField("yy")}), "", "", ""}));
     // Hand-written: type/length bytes of the packed fields, their text quoted.
     sText = WithChecksumOf(Replace(sText, "C2\n'xx'\nC2\n'yy'\n", "86\n'CHS-42 X'\n43\n'1-2.3'\n"), sImage);
     EXPECT_EQ(Read(sText), 1) << m_sErr << sText;
@@ -334,8 +340,8 @@ TEST_F(FruReaderTest, BinaryTypeCannotHoldAQuotedString)
 {
     const std::string sText = Replace(FruText(S_sChassisOnly), "C3\n'P-1'\n", "03\n'P-1'\n");
     EXPECT_EQ(Read(sText), 0);
-    EXPECT_EQ(m_sErr, S_sLead + "Incorrect String Type in CHASSIS Area. (line " + std::to_string(LineOf(sText, "'P-1'") - 1) +
-                          ") \n");
+    EXPECT_EQ(m_sErr, S_sLead + "Incorrect String Type in CHASSIS Area. (line " +
+                          std::to_string(LineOf(sText, "'P-1'") - 1) + ") \n");
 }
 
 TEST_F(FruReaderTest, HexErrorsInAFieldBlock)
@@ -368,7 +374,8 @@ TEST_F(FruReaderTest, LongRawLinesAreRefused)
 
 TEST_F(FruReaderTest, MultiRecordArea)
 {
-    const std::string sImage = FruImage({"", "", "", "", FruPowerSupplyRecord(false) + FruMultiRecord(0xC0, "\xC1\x05\x06", true)});
+    const std::string sImage =
+        FruImage({"", "", "", "", FruPowerSupplyRecord(false) + FruMultiRecord(0xC0, "\xC1\x05\x06", true)});
     EXPECT_EQ(Read(FruText(sImage)), 1) << m_sErr;
     EXPECT_EQ(Image(), sImage);
 }
@@ -401,16 +408,17 @@ TEST_F(FruReaderTest, MultiRecordHeaderCutShortByAnAreaTag)
     const size_t uAfterTag = sText.find("_SEE_MULTIRECORD\n") + 17;
     const int iLine = static_cast<int>(std::count(sText.begin(), sText.begin() + uAfterTag, '\n')) + 1;
     EXPECT_EQ(Read(sText.substr(0, uAfterTag) + "00 _SEE_BOARD\n" + sText.substr(uAfterTag)), 0);
-    EXPECT_EQ(m_sErr, S_sLead + "Record 0's header in MULTIRECORD Area is not complete. (line " + std::to_string(iLine) +
-                          ") \n");
+    EXPECT_EQ(m_sErr, S_sLead + "Record 0's header in MULTIRECORD Area is not complete. (line " +
+                          std::to_string(iLine) + ") \n");
 }
 
 TEST_F(FruReaderTest, ManagementAccessTextIsAppendedAsItStands)
 {
     const std::string sImage = FruImage({"", "", "", "", FruMultiRecord(0x03, "\x01https://x/'y'", true)});
     std::string sText = FruText(sImage);
-    sText = Replace(sText, sText.substr(sText.find("01 68 74"), std::string("01 68 74 74 70 73 3A 2F 2F 78 2F 27 79 27").size()),
-                    "01\n'https://x/'y''");
+    sText = Replace(
+        sText, sText.substr(sText.find("01 68 74"), std::string("01 68 74 74 70 73 3A 2F 2F 78 2F 27 79 27").size()),
+        "01\n'https://x/'y''");
     EXPECT_EQ(Read(sText), 1) << m_sErr << sText;
     EXPECT_EQ(Image(), sImage);
 }
@@ -432,7 +440,8 @@ TEST_F(FruReaderTest, VerboseDebugLines)
     G_bVerboseMode = true;
     const std::string sImage = FruImage({"\x01\x00\x00\x00\x00\x00\x00\x00"s, S_sChassisOnly.substr(8), "", "", ""});
     EXPECT_EQ(Read(FruText(sImage)), 1) << m_sErr;
-    EXPECT_EQ(m_sOut, "[debug] read internal\n[debug] Current token = `'\n[debug] FRUAreaChecksumCorrect check sum ok\n");
+    EXPECT_EQ(m_sOut,
+              "[debug] read internal\n[debug] Current token = `'\n[debug] FRUAreaChecksumCorrect check sum ok\n");
 }
 
 TEST_F(FruReaderTest, FileLevelFailures)

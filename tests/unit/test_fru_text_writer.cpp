@@ -102,8 +102,9 @@ TEST_F(FruWriterTest, ByteOrderMarks)
 // A board area whose product name (field 1) is the five characters.
 std::string BoardImage(uint8_t u8Language, const std::string& sProductName)
 {
-    return FruImage({"", "", FruBoardArea(u8Language, 0x0A0B0C, {FruAsciiField("ACME"), sProductName,
-                                                                 FruAsciiField("SN123"), FruEmptyField()}),
+    return FruImage({"", "",
+                     FruBoardArea(u8Language, 0x0A0B0C,
+                                  {FruAsciiField("ACME"), sProductName, FruAsciiField("SN123"), FruEmptyField()}),
                      "", ""});
 }
 
@@ -132,8 +133,9 @@ TEST_F(FruWriterTest, DataBetweenEndOfFieldsAndChecksumIsRefused)
     sImage[uAreaEnd - 1] = static_cast<char>(sImage[uAreaEnd - 1] - 0x20);  // the checksum still holds
     Inventory(sImage);
     EXPECT_EQ(Save(2), 0);
-    EXPECT_EQ(m_sErr, "<ERROR> FRU write - Board Info Area has data after its end of fields (C1)\n"
-                      "The FRU text format holds only zero bytes between C1 and the checksum\n");
+    EXPECT_EQ(m_sErr,
+              "<ERROR> FRU write - Board Info Area has data after its end of fields (C1)\n"
+              "The FRU text format holds only zero bytes between C1 and the checksum\n");
     EXPECT_EQ(m_sOut, "");
 }
 
@@ -153,7 +155,10 @@ TEST_F(FruWriterTest, UnicodeFieldsRawInUtf16AndConvertedInUtf8)
     Inventory(sImage);
     EXPECT_EQ(Save(2), 1) << m_sErr;
     const std::string sWritten = Written();
-    EXPECT_NE(sWritten.find("C\0" "6\0\n\0'\0"s + sWide + "'\0\n\0"s), std::string::npos);
+    EXPECT_NE(sWritten.find("C\0"
+                            "6\0\n\0'\0"s +
+                            sWide + "'\0\n\0"s),
+              std::string::npos);
     // The serial number (field 2) stays 8-bit whatever the language.
     EXPECT_NE(sWritten.find(AsUtf16File("'SN123'\n").substr(2)), std::string::npos);
     EXPECT_EQ(ReadBack(), sImage);
@@ -165,7 +170,10 @@ TEST_F(FruWriterTest, UnicodeFieldsRawInUtf16AndConvertedInUtf8)
 TEST_F(FruWriterTest, Utf8KeepsEveryCharacter)
 {
     // U+0141 has a low byte below 0x80: UTF16ToUTF8 would drop it.
-    const std::string sWide = std::string("\x41\x01" "x\0", 4);
+    const std::string sWide = std::string(
+        "\x41\x01"
+        "x\0",
+        4);
     const std::string sImage = BoardImage(0x01, FruUnicodeField(sWide));
     Inventory(sImage);
     EXPECT_EQ(Save(1), 1) << m_sErr;
@@ -178,19 +186,22 @@ TEST_F(FruWriterTest, EmptyFieldIsItsByteLineAlone)
     const std::string sImage = FruImage({"", FruChassisArea(0x17, {FruEmptyField(), FruEmptyField()}), "", "", ""});
     Inventory(sImage);
     EXPECT_EQ(Save(0), 1);
-    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_CHASSIS\n" + HexLines(sImage.substr(8)) +
-                             ")\n");
+    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_CHASSIS\n" +
+                             HexLines(sImage.substr(8)) + ")\n");
 }
 
 TEST_F(FruWriterTest, ManagementAccessRecords)
 {
     const std::string sRaw = FruMultiRecord(0x03, "\x07" + std::string(16, '\x41'), false);
-    const std::string sText = FruMultiRecord(0x03, "\x02" "bmc-1", true);
+    const std::string sText = FruMultiRecord(0x03,
+                                             "\x02"
+                                             "bmc-1",
+                                             true);
     const std::string sImage = FruImage({"", "", "", "", sRaw + sText});
     Inventory(sImage);
     EXPECT_EQ(Save(0), 1);
-    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_MULTIRECORD\n" + HexLines(sRaw) +
-                             HexLines(sText.substr(0, 6)) + "'bmc-1'\n)\n");
+    EXPECT_EQ(Written(), "_FRU (\n_SEE_COMMON\n" + HexLines(sImage.substr(0, 8)) + "_SEE_MULTIRECORD\n" +
+                             HexLines(sRaw) + HexLines(sText.substr(0, 6)) + "'bmc-1'\n)\n");
     EXPECT_EQ(ReadBack(), sImage);
 }
 
@@ -225,8 +236,9 @@ TEST_F(FruWriterTest, EveryEncodingRefusedInEightBitOutput)
 TEST_F(FruWriterTest, ProductFileIdIsRefusedButNotTheSerialNumber)
 {
     const std::string sWide = std::string("I\0D\0", 4);
-    const std::string sProduct = FruProductArea(0x02, {FruEmptyField(), FruEmptyField(), FruEmptyField(), FruEmptyField(),
-                                                       FruAsciiField("SN"), FruEmptyField(), FruUnicodeField(sWide)});
+    const std::string sProduct =
+        FruProductArea(0x02, {FruEmptyField(), FruEmptyField(), FruEmptyField(), FruEmptyField(), FruAsciiField("SN"),
+                              FruEmptyField(), FruUnicodeField(sWide)});
     Inventory(FruImage({"", "", "", sProduct, ""}));
     EXPECT_EQ(Save(0), 0);
     EXPECT_EQ(m_sErr, "<ERROR> Product Info Area contains Unicode data\nThe file encoding format cannot be ASCII\n");
@@ -246,7 +258,9 @@ TEST_F(FruWriterTest, FieldsRunningPastTheArea)
 {
     // A valid area (the checksum holds) whose fields do not end in C1
     // within its length.
-    std::string sArea = "\x01\x01\x17\xC4" "ABCD"s;
+    std::string sArea =
+        "\x01\x01\x17\xC4"
+        "ABCD"s;
     sArea.back() = static_cast<char>(ZeroSumChecksum(sArea.substr(0, 7)));
     Inventory(FruImage({"", sArea, "", "", ""}));
     EXPECT_EQ(Save(0), 0);
@@ -269,8 +283,8 @@ TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
     Inventory(FruImage({"", FruChassisArea(0x17, {FruAsciiField("A\nB")}), "", "", ""}));
     EXPECT_EQ(Save(0), 1) << m_sErr;
     EXPECT_NE(Written().find("\nC3 41 0A 42\n"), std::string::npos) << Written();
-    EXPECT_EQ(ReadBack(), std::string(reinterpret_cast<const char*>(G_pu8InventoryFRUDataBuffer),
-                                      G_u16ReadSizeFromFRUInventory));
+    EXPECT_EQ(ReadBack(),
+              std::string(reinterpret_cast<const char*>(G_pu8InventoryFRUDataBuffer), G_u16ReadSizeFromFRUInventory));
 
     const std::string sPadded = BoardImage(0, FruAsciiField("SN1\0\0"s));
     const std::string sOdd = BoardImage(0x01, FruUnicodeField("B\0o"s));
@@ -305,8 +319,9 @@ TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
     }
     Inventory(BoardImage(0x01, FruAsciiField(sLong)));
     EXPECT_EQ(Save(2), 0);
-    EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
-                      "It is too long for one line of a UTF-16 file; choose encoding=utf8\n");
+    EXPECT_EQ(m_sErr,
+              "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
+              "It is too long for one line of a UTF-16 file; choose encoding=utf8\n");
     Inventory(sPadded);
     EXPECT_EQ(Save(0), 1);
     EXPECT_NE(Written().find("\nC5 53 4E 31 00 00\nC5\n'SN123'\n"), std::string::npos) << Written();
@@ -328,13 +343,15 @@ TEST_F(FruWriterTest, HexFieldHoldingEndOfFieldsIsRefused)
             }
             Inventory(sImage);
             EXPECT_EQ(Save(u32Encoding), 0) << "encoding " << u32Encoding;
-            EXPECT_EQ(m_sErr, "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
-                              "Its text does not read back, and as hex bytes its C1 would end the fields\n");
+            EXPECT_EQ(m_sErr,
+                      "<ERROR> FRU write - the field at offset 0x0013 cannot be written as text\n"
+                      "Its text does not read back, and as hex bytes its C1 would end the fields\n");
             EXPECT_EQ(m_sOut, "");
         }
     }
     // C1 in a field that can be quoted is only a character.
-    const std::string sQuoted = BoardImage(0, FruAsciiField("A\xC1" "B"s));
+    const std::string sQuoted = BoardImage(0, FruAsciiField("A\xC1"
+                                                            "B"s));
     for (unsigned int u32Encoding : {0u, 1u, 2u}) {
         Inventory(sQuoted);
         EXPECT_EQ(Save(u32Encoding), 1) << m_sErr;

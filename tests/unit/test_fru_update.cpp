@@ -39,8 +39,8 @@ Outcome Validate(std::vector<std::string> asWords)
 
 std::vector<std::string> StringUpdate(const std::string& sType, const std::string& sLength, const std::string& sValue)
 {
-    return {"fieldName=snBoard", "fruID=0", "offset=58", "strType=" + sType, "strLength=" + sLength,
-            "strValue=" + sValue};
+    return {"fieldName=snBoard",    "fruID=0",           "offset=58", "strType=" + sType,
+            "strLength=" + sLength, "strValue=" + sValue};
 }
 
 std::string Encoded(const Outcome& outcome, size_t uCount)

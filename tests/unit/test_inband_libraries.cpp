@@ -81,7 +81,7 @@ TEST(OpenRawLibrary, RefusesMissingArguments)
     EXPECT_EQ(library.Find<RawRequestFn>("RawRequest")(nullptr, 0x18, 0x01, nullptr, 0, &u8Cc, au8Rsp, &u16Length),
               EINVAL);
     EXPECT_EQ(library.Find<RawIpmbRequestFn>("RawIPMBRequest")(nullptr, 0x20, 0x18, 0x01, nullptr, 0, &u8Cc, au8Rsp,
-                                                                &u16Length),
+                                                               &u16Length),
               EINVAL);
     library.Find<RawCloseFn>("RawClose")(nullptr);  // nothing to close, no harm
 }

@@ -1,9 +1,9 @@
 #include "bmc/ipmi_command.h"
 
+#include <unistd.h>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -74,8 +74,9 @@ TEST_F(SystemDispatchTest, TraceOfARequest)
     CapturedOutput output;
     DoIPMICommand(0x29, 0x23, &record);
     output.Finish();
-    EXPECT_EQ(output.Out(), "   NetFn=0xA, Cmd=0x23, ReqLen=0x2\n   ReqData=01 02 \n"
-                            "   cCode=0x0, RspLen=0x2\n   RspData=AB CD \n\n");
+    EXPECT_EQ(output.Out(),
+              "   NetFn=0xA, Cmd=0x23, ReqLen=0x2\n   ReqData=01 02 \n"
+              "   cCode=0x0, RspLen=0x2\n   RspData=AB CD \n\n");
     EXPECT_EQ(m_stub->Calls(), "RawRequest 29 23 capacity=100 [01 02];");
 }
 

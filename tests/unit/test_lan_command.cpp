@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -106,10 +106,11 @@ TEST_F(LanTest, GetDeviceID)
     EXPECT_TRUE(sent.bResult);
     EXPECT_EQ(record.u16ResponseLength, 15);
     EXPECT_EQ(record.au8ResponseData[2], 0x09);  // firmware revision of the test BMC
-    EXPECT_EQ(sent.sTrace.rfind("   NetFn=0x6, Cmd=0x1, ReqLen=0x0\n   ReqData=None\n" + CommandLine("0x06 0x01 ") +
-                                    "   cCode=0x0, RspLen=0xF\n   RspData=00 03 09 08 02 9F 91 12 00 02 0F 00 00 00 00 \n\n",
-                                0),
-              0u)
+    EXPECT_EQ(
+        sent.sTrace.rfind("   NetFn=0x6, Cmd=0x1, ReqLen=0x0\n   ReqData=None\n" + CommandLine("0x06 0x01 ") +
+                              "   cCode=0x0, RspLen=0xF\n   RspData=00 03 09 08 02 9F 91 12 00 02 0F 00 00 00 00 \n\n",
+                          0),
+        0u)
         << sent.sTrace;
 }
 
@@ -145,8 +146,9 @@ TEST_F(LanTest, InjectedFailureIsTriedSixTimesWithoutPause)
         EXPECT_EQ(CountOf(sent.sTrace, "   Retry " + std::to_string(i) + "\n"), 1);
     }
     EXPECT_EQ(CountOf(sent.sTrace, "Wait 200 ms"), 0);
-    EXPECT_EQ(CountOf(sent.sTrace, "\r   Execute ipmitool: Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 "
-                                   "cmd=0x20 rsp=0xc5): Reservation cancelled or invalid\n"),
+    EXPECT_EQ(CountOf(sent.sTrace,
+                      "\r   Execute ipmitool: Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 "
+                      "cmd=0x20 rsp=0xc5): Reservation cancelled or invalid\n"),
               6);
     EXPECT_NE(sent.sTrace.find("   cCode=0xC5, "), std::string::npos);
 }
@@ -238,9 +240,11 @@ protected:
     // The script's body; it may use $COUNT, the number of earlier runs.
     void StandIn(const std::string& sBody)
     {
-        WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\nCOUNT=$(cat " + m_dir.File("count") + " 2>/dev/null || echo 0)\n"
-                                          "echo $((COUNT + 1)) > " + m_dir.File("count") + "\necho \"$@\" >> " +
-                                          m_dir.File("argv") + "\n" + sBody);
+        WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\nCOUNT=$(cat " + m_dir.File("count") +
+                                              " 2>/dev/null || echo 0)\n"
+                                              "echo $((COUNT + 1)) > " +
+                                              m_dir.File("count") + "\necho \"$@\" >> " + m_dir.File("argv") + "\n" +
+                                              sBody);
         chmod(m_dir.File("ipmitool").c_str(), 0755);
     }
     std::string Argv() const { return ReadFile(m_dir.File("argv")); }
@@ -269,8 +273,9 @@ TEST_F(StandInTest, CipherOptionOnlyBelow255)
     sIolData.u16CipherSuiteID = 0;
     record = Record({});
     const Sent sent = Send(NETFN_LUN_APP, 0x01, record);
-    EXPECT_EQ(Argv(), "-I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n"
-                      "-C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n");
+    EXPECT_EQ(Argv(),
+              "-I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n"
+              "-C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n");
     EXPECT_NE(sent.sTrace.find("   ipmitool -C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01 "),
               std::string::npos);
 }
@@ -310,9 +315,10 @@ TEST_F(StandInTest, OutputBufferIsNotClearedBetweenAttempts)
 {
     // A long failure first, then a short answer: the answer's text keeps
     // the tail of the failure after it, and its words become bytes too.
-    StandIn("if [ $COUNT -eq 0 ]; then\n"
-            "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc3): Timeout'\n"
-            "else\n  printf ' 01 02'\nfi\n");
+    StandIn(
+        "if [ $COUNT -eq 0 ]; then\n"
+        "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc3): Timeout'\n"
+        "else\n  printf ' 01 02'\nfi\n");
     IPMICommandRecord record = Record({});
     const Sent sent = Send(NETFN_LUN_STORAGE, 0x22, record);
     EXPECT_TRUE(sent.bResult);

@@ -48,7 +48,6 @@ protected:
         }
         return asRequests;
     }
-
 };
 
 std::string HexBytes(const std::string& sBytes, size_t uFrom, size_t uCount)
@@ -106,7 +105,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 22 capacity=100 []",
-                                                     "RawRequest 28 23 capacity=100 [01 00 00 00 00 05]"}));
+                                                    "RawRequest 28 23 capacity=100 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(output.Out(), "    Start to upload SDR record ID 0042h, type 14h ... \n");
 }
@@ -267,10 +266,10 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
     CapturedOutput output;
     EXPECT_EQ(DownloadFRUHandler(2), FRU_DOWNLOAD_COMPLETE);
     output.Finish();
-    EXPECT_EQ(Requests(), (std::vector<std::string>{
-                              "RawRequest 28 12 capacity=100 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
-                              "RawRequest 28 12 capacity=100 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
-                              "RawRequest 28 12 capacity=100 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
+    EXPECT_EQ(Requests(),
+              (std::vector<std::string>{"RawRequest 28 12 capacity=100 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
+                                        "RawRequest 28 12 capacity=100 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
+                                        "RawRequest 28 12 capacity=100 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
 }
 
 TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
@@ -305,8 +304,8 @@ TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
     EXPECT_TRUE(DoFRUGetFromBMC(3));
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 10 capacity=100 [03]",
-                                                     "RawRequest 28 11 capacity=100 [03 00 00 10]",
-                                                     "RawRequest 28 11 capacity=100 [03 10 00 10]"}));
+                                                    "RawRequest 28 11 capacity=100 [03 00 00 10]",
+                                                    "RawRequest 28 11 capacity=100 [03 10 00 10]"}));
     EXPECT_EQ(G_u16FRUInventoryAreaSize, 20);
     EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer[15], 15);
@@ -352,8 +351,9 @@ TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
     CapturedOutput output;
     EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21), CMD_FAILED);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
-                            "cc = CB \n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
+              "cc = CB \n");
 }
 
 }  // namespace

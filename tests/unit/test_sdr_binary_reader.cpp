@@ -50,7 +50,8 @@ TEST(Recognisers, Headers)
     EXPECT_EQ(IsOldSDRFile(reinterpret_cast<const unsigned char*>(sFormat0.data())), 1);
     const std::string sFormat1 = SdrBinaryFormat1({}, 3);
     EXPECT_EQ(IsNewSDRFile(reinterpret_cast<const unsigned char*>(sFormat1.data())), 1);
-    EXPECT_EQ(IsNewVersionTwoSDRFile(reinterpret_cast<const unsigned char*>((sFormat1 + std::string(13, 0)).data())), 0);
+    EXPECT_EQ(IsNewVersionTwoSDRFile(reinterpret_cast<const unsigned char*>((sFormat1 + std::string(13, 0)).data())),
+              0);
     const std::string sFormat2 = SdrBinaryFormat2({});
     EXPECT_EQ(IsNewVersionTwoSDRFile(reinterpret_cast<const unsigned char*>(sFormat2.data())), 1);
     EXPECT_EQ(IsNewSDRFile(reinterpret_cast<const unsigned char*>(sFormat2.data())), 0);

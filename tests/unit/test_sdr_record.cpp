@@ -65,9 +65,12 @@ TEST(SDRValidateRecordTypeTest, ReservedAndInvalidMessages)
     EXPECT_EQ(iResult, 0);
     EXPECT_EQ(CheckType(SDR_CHECK_TEXT_FILE, 12, 0x15, &iResult),
               S_sTextLead + "Record type (15h) is invalid. (line 12) \n");
-    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0xC1, &iResult), S_sMemoryLead + "Record type (C1h) is invalid. (record 1) \n");
-    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0x00, &iResult), S_sMemoryLead + "Record type (00h) is invalid. (record 1) \n");
-    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0x0F, &iResult), S_sMemoryLead + "Record type (0Fh) is reserved. (record 1) \n");
+    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0xC1, &iResult),
+              S_sMemoryLead + "Record type (C1h) is invalid. (record 1) \n");
+    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0x00, &iResult),
+              S_sMemoryLead + "Record type (00h) is invalid. (record 1) \n");
+    EXPECT_EQ(CheckType(SDR_CHECK_MEMORY, 1, 0x0F, &iResult),
+              S_sMemoryLead + "Record type (0Fh) is reserved. (record 1) \n");
 }
 
 TEST(SDRValidateRecordLengthTest, OemLimits)
@@ -99,7 +102,8 @@ TEST(SDRValidateRecordLengthTest, EntityAssociationBounds)
 TEST(SDRValidateRecordLengthTest, ZeroLength)
 {
     int iResult = 1;
-    EXPECT_EQ(CheckLength(SDR_CHECK_MEMORY, 4, 0x01, 0x00, &iResult), S_sMemoryLead + "Record length is zero. (record 4) \n");
+    EXPECT_EQ(CheckLength(SDR_CHECK_MEMORY, 4, 0x01, 0x00, &iResult),
+              S_sMemoryLead + "Record length is zero. (record 4) \n");
     EXPECT_EQ(iResult, 0);
 }
 
@@ -248,8 +252,8 @@ TEST_F(ListTest, ValidateRawDataLeavesTheBodyLengthByte)
 TEST(SDRHasIDStringTest, TypesWithNames)
 {
     for (int iType = 0; iType < 256; ++iType) {
-        const bool bNamed = iType == 0x01 || iType == 0x02 || iType == 0x03 || iType == 0x10 || iType == 0x11 ||
-                            iType == 0x12;
+        const bool bNamed =
+            iType == 0x01 || iType == 0x02 || iType == 0x03 || iType == 0x10 || iType == 0x11 || iType == 0x12;
         EXPECT_EQ(SDRHasIDString(static_cast<unsigned char>(iType)), bNamed ? 1 : 0) << iType;
     }
 }
@@ -389,11 +393,10 @@ TEST_F(ListTest, DebugPrintGetSDRTrace)
         std::snprintf(achHex, sizeof achHex, "%02X ", c);
         sData += achHex;
     }
-    EXPECT_EQ(output.Out(),
-              "   SDRRecordID=0102, RecordLength=0008\n   RecordData=" + sData +
-                  "\n   RecordGot=3, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=0103\n"
-                  "   SDRRecordID=0200, RecordLength=0000\n   RecordData=SDR record size too big\n"
-                  "   RecordGot=10000, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=FFFF\n");
+    EXPECT_EQ(output.Out(), "   SDRRecordID=0102, RecordLength=0008\n   RecordData=" + sData +
+                                "\n   RecordGot=3, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=0103\n"
+                                "   SDRRecordID=0200, RecordLength=0000\n   RecordData=SDR record size too big\n"
+                                "   RecordGot=10000, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=FFFF\n");
 }
 
 TEST(SDRChecks, NullEntries)

@@ -58,7 +58,8 @@ protected:
 std::string CompactText(const std::string& sIdLine, const char* pchLength = "24", const char* pchTypeLength = "C4")
 {
     char achBodyLength[4];
-    std::snprintf(achBodyLength, sizeof achBodyLength, "%02X", static_cast<unsigned>(std::stoi(pchLength, nullptr, 16) - 5));
+    std::snprintf(achBodyLength, sizeof achBodyLength, "%02X",
+                  static_cast<unsigned>(std::stoi(pchLength, nullptr, 16) - 5));
     std::string sText = "_SDR_TYPE   02\n_REC_LEN   "s + pchLength + "\n01\n00\n51\n02\n" + achBodyLength + "\n";
     for (int i = 5; i < 0x1F; ++i) {
         sText += "00\n";
@@ -207,8 +208,9 @@ TEST_F(TextReaderTest, TypeByteMustMatchTheTag)
 TEST_F(TextReaderTest, IdStringLengthMustMatchTheTypeLengthByte)
 {
     EXPECT_EQ(Read("_SDR (\n" + CompactText("'ABC'\n") + ")\n"), 0);
-    EXPECT_EQ(m_sErr,
-              S_sLead + "String length (03h) is not consistent with Type/Length Code (C4) in record type 02h. (line 36) \n");
+    EXPECT_EQ(
+        m_sErr,
+        S_sLead + "String length (03h) is not consistent with Type/Length Code (C4) in record type 02h. (line 36) \n");
 }
 
 TEST_F(TextReaderTest, ShortAndLongRecords)
@@ -270,8 +272,9 @@ TEST_F(TextReaderTest, BadHexTokenInARecord)
 
 TEST_F(TextReaderTest, CommentTokensEndDataLines)
 {
-    const std::string sText = "_SDR (\n_SDR_TYPE 14\n_REC_LEN 10\n01 00 51 // id and version\n14 0B\n"
-                              "// a full comment line\n00 00 00 00 00 00 00 00 00 00 00\n)\n";
+    const std::string sText =
+        "_SDR (\n_SDR_TYPE 14\n_REC_LEN 10\n01 00 51 // id and version\n14 0B\n"
+        "// a full comment line\n00 00 00 00 00 00 00 00 00 00 00\n)\n";
     EXPECT_EQ(Read(sText), 1) << m_sErr;
 }
 
@@ -296,20 +299,22 @@ TEST_F(TextReaderTest, Utf8BeyondLatin1EndsTheRecord)
 {
     std::string sText = "\xEF\xBB\xBF_SDR (\n" + CompactText("'AB\xE2\x82\xAC'\n", "24", "C3") + ")\n";
     EXPECT_EQ(Read(sText), 0);
-    EXPECT_EQ(m_sErr, "<ERROR> Invalid UTF-8 data found.\n"
-                      "Fail to convert string (line 36) from UTF-8 to 8-bit ASCII. \n" +
-                          S_sLead + "Record type (02h) is not complete. (line 36) \n");
+    EXPECT_EQ(m_sErr,
+              "<ERROR> Invalid UTF-8 data found.\n"
+              "Fail to convert string (line 36) from UTF-8 to 8-bit ASCII. \n" +
+                  S_sLead + "Record type (02h) is not complete. (line 36) \n");
 }
 
 TEST_F(TextReaderTest, Utf16CharacterBeyondLatin1CutsTheLine)
 {
     // U+20AC cannot become ISO-8859-1: the line ends before it, and the
     // string misses its closing quote.
-    std::string sFile = AsUtf16File("_SDR (\n" + CompactText("'ABC") );
+    std::string sFile = AsUtf16File("_SDR (\n" + CompactText("'ABC"));
     sFile += "\xAC\x20'\0\n\0)\0\n\0"s;
     EXPECT_EQ(Read(sFile), 0);
-    EXPECT_EQ(m_sErr,
-              S_sLead + "String length (00h) is not consistent with Type/Length Code (C4) in record type 02h. (line 36) \n");
+    EXPECT_EQ(
+        m_sErr,
+        S_sLead + "String length (00h) is not consistent with Type/Length Code (C4) in record type 02h. (line 36) \n");
 }
 
 TEST_F(TextReaderTest, LongLinesAreRefusedNotOverrun)
@@ -393,8 +398,9 @@ TEST(TextReaderArguments, NullArguments)
     EXPECT_EQ(SDRValidateStartEndTag(nullptr), 0);
     EXPECT_EQ(SDRReadOneRecord(nullptr, nullptr), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
-                            "<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
+              "<ERROR> Internal Error!\n");
 }
 
 }  // namespace

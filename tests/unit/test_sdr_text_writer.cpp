@@ -81,8 +81,8 @@ TEST_F(TextWriterTest, CompactSensorLayout)
     ASSERT_EQ(sRecord.size(), 0x24u);
     Repository({sRecord});
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 1);
-    EXPECT_EQ(Written(), "_SDR (\n_SDR_TYPE   02\n_REC_LEN   24\n" + HexLines(sRecord.substr(0, 0x20)) +
-                             "'ABCD'\n\n\n)\n");
+    EXPECT_EQ(Written(),
+              "_SDR (\n_SDR_TYPE   02\n_REC_LEN   24\n" + HexLines(sRecord.substr(0, 0x20)) + "'ABCD'\n\n\n)\n");
     EXPECT_EQ(sRecord[0x1F], '\xC4');
 }
 
@@ -116,8 +116,8 @@ TEST_F(TextWriterTest, Utf16WritesEveryCharacterWide)
     const std::string sRecord = SdrNamedRecord(0x0001, 0x12, "\xE9t\xE9");
     Repository({sRecord});
     EXPECT_EQ(Save(FILE_ENCODING_UTF16), 1);
-    const std::string sPlain = "_SDR (\n_SDR_TYPE   12\n_REC_LEN   13\n" + HexLines(sRecord.substr(0, 0x10)) +
-                               "'\xE9t\xE9'\n\n\n)\n";
+    const std::string sPlain =
+        "_SDR (\n_SDR_TYPE   12\n_REC_LEN   13\n" + HexLines(sRecord.substr(0, 0x10)) + "'\xE9t\xE9'\n\n\n)\n";
     EXPECT_EQ(Written(), AsUtf16File(sPlain));
 }
 
@@ -126,8 +126,8 @@ TEST_F(TextWriterTest, Utf8WritesTheMarkAndConvertsLatin1)
     const std::string sRecord = SdrNamedRecord(0x0001, 0x12, "\xE9");
     Repository({sRecord});
     EXPECT_EQ(Save(FILE_ENCODING_UTF8), 1);
-    const std::string sPlain = "_SDR (\n_SDR_TYPE   12\n_REC_LEN   11\n" + HexLines(sRecord.substr(0, 0x10)) +
-                               "'\xE9'\n\n\n)\n";
+    const std::string sPlain =
+        "_SDR (\n_SDR_TYPE   12\n_REC_LEN   11\n" + HexLines(sRecord.substr(0, 0x10)) + "'\xE9'\n\n\n)\n";
     EXPECT_EQ(Written(), AsUtf8File(sPlain));
 }
 
@@ -150,7 +150,8 @@ TEST_F(TextWriterTest, RoundTripOfEveryTypeInEveryEncoding)
         EXPECT_EQ(output.Err(), "");
         ASSERT_EQ(u16Count, asRecords.size());
         for (size_t i = 0; i < asRecords.size(); ++i) {
-            EXPECT_EQ(RecordOf(G_psLocalSDREntryList[i]), asRecords[i]) << "encoding " << u32Encoding << " record " << i;
+            EXPECT_EQ(RecordOf(G_psLocalSDREntryList[i]), asRecords[i])
+                << "encoding " << u32Encoding << " record " << i;
             EXPECT_EQ(G_psLocalSDREntryList[i].u16RecordID, G_psRepositorySDREntryList[i].u16RecordID);
         }
     }
@@ -171,15 +172,17 @@ TEST_F(TextWriterTest, IdStringThatCannotBeReadBackIsRefused)
 {
     Repository({SdrNamedRecord(1, 0x01, "A\nB"), SdrNamedRecord(2, 0x01, "C")});
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 0);
-    EXPECT_EQ(m_sErr,
-              "<ERROR> Incorrect SDR data. \nID string byte (0Ah) cannot be written in an SDR text file. (record 1) \n");
+    EXPECT_EQ(
+        m_sErr,
+        "<ERROR> Incorrect SDR data. \nID string byte (0Ah) cannot be written in an SDR text file. (record 1) \n");
     EXPECT_EQ(Written(), "");
     VLExit();
     ASSERT_TRUE(VLInit());
     Repository({SdrNamedRecord(1, 0x01, "ok"), SdrNamedRecord(2, 0x01, "A\0B"s)});
     EXPECT_EQ(Save(FILE_ENCODING_UTF16), 0);
-    EXPECT_EQ(m_sErr,
-              "<ERROR> Incorrect SDR data. \nID string byte (00h) cannot be written in an SDR text file. (record 2) \n");
+    EXPECT_EQ(
+        m_sErr,
+        "<ERROR> Incorrect SDR data. \nID string byte (00h) cannot be written in an SDR text file. (record 2) \n");
 }
 
 // Found by fuzzing: a type/length byte that claims more characters than
@@ -188,8 +191,9 @@ TEST_F(TextWriterTest, IdStringLengthThatDisagreesWithItsTypeLengthByteIsRefused
 {
     Repository({SdrNamedRecord(1, 0x10, "DIMM"), SdrRecordWithIdBytes(2, 0x10, 0xEF, "0123456789")});
     EXPECT_EQ(Save(FILE_ENCODING_UTF8), 0);
-    EXPECT_EQ(m_sErr, "<ERROR> Incorrect SDR data. \nID string length (0Ah) is not consistent with Type/Length Code "
-                      "(EF); the record cannot be written in an SDR text file. (record 2) \n");
+    EXPECT_EQ(m_sErr,
+              "<ERROR> Incorrect SDR data. \nID string length (0Ah) is not consistent with Type/Length Code "
+              "(EF); the record cannot be written in an SDR text file. (record 2) \n");
     EXPECT_EQ(Written(), "");
     VLExit();
     ASSERT_TRUE(VLInit());
@@ -229,9 +233,10 @@ TEST_F(TextWriterTest, VerboseTraces)
         std::snprintf(achHex, sizeof achHex, "%02X ", c);
         sData += achHex;
     }
-    EXPECT_EQ(m_sOut, "Record Seq=1, ID=FFFF, Type=14, Length=10\nData="
-                      "Record Seq=2, ID=0102, Type=14, Length=10\nData=" +
-                          sData + "\nThe SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
+    EXPECT_EQ(m_sOut,
+              "Record Seq=1, ID=FFFF, Type=14, Length=10\nData="
+              "Record Seq=2, ID=0102, Type=14, Length=10\nData=" +
+                  sData + "\nThe SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
 }
 
 TEST(TextWriterArguments, NullPathAndBadEncoding)

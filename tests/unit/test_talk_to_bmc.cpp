@@ -1,9 +1,9 @@
 #include "bmc/talk_to_bmc.h"
 
+#include <unistd.h>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -166,7 +166,8 @@ TEST_F(TalkTest, IntfIniValues)
               "InitKCSIO port=CA4 spacing=2;UinitKCSIO;");
     EXPECT_TRUE(bInit);
     EXPECT_EQ(KCSInit("Kcs\n10\nReserved\n", &bInit, *m_kcsio), "InitKCSIO port=10 spacing=3;UinitKCSIO;");
-    EXPECT_EQ(KCSInit("KCS\nFFFE\nThirtyTwoBitBoundary\n", &bInit, *m_kcsio), "InitKCSIO port=FFFE spacing=1;UinitKCSIO;");
+    EXPECT_EQ(KCSInit("KCS\nFFFE\nThirtyTwoBitBoundary\n", &bInit, *m_kcsio),
+              "InitKCSIO port=FFFE spacing=1;UinitKCSIO;");
 }
 
 TEST_F(TalkTest, IntfIniRefusals)
@@ -274,8 +275,9 @@ TEST_F(TalkTest, TimeoutSetters)
     EXPECT_TRUE(kcs.SetRegisterTimeOut(5));
     EXPECT_TRUE(kcs.SetMessageTransferTimeOut(6));
     EXPECT_TRUE(kcs.SetWaitTimeBeforeReadRsp(7));
-    EXPECT_NE(m_kcsio->Calls().find("KCSIOSetIOTimeOut 5;KCSIOSetMessageTransferTimeOut 6;KCSIOSetWaitTimeBeforeReadRsp 7;"),
-              std::string::npos);
+    EXPECT_NE(
+        m_kcsio->Calls().find("KCSIOSetIOTimeOut 5;KCSIOSetMessageTransferTimeOut 6;KCSIOSetWaitTimeBeforeReadRsp 7;"),
+        std::string::npos);
     m_kcsio->Answer(1, 0, {});
     EXPECT_FALSE(kcs.SetRegisterTimeOut(5));
 }

@@ -60,8 +60,9 @@ protected:
     int PartialAdd(int iBodyLength)
     {
         const auto asReservation = Reservation();
-        std::vector<std::string> asFirst = {"0x0a", "0x25", asReservation[0], asReservation[1], "0", "0", "0", "1",
-                                            "0", "0", "0x51", "0x12", std::to_string(iBodyLength)};
+        std::vector<std::string> asFirst = {
+            "0x0a", "0x25", asReservation[0], asReservation[1],           "0", "0", "0", "1", "0",
+            "0",    "0x51", "0x12",           std::to_string(iBodyLength)};
         const int iTotal = iBodyLength + 5;
         std::vector<std::string> asRest;
         for (int i = 5; i < iTotal; ++i) {
@@ -72,8 +73,9 @@ protected:
         if (aiFirst.size() != 2 || iTotal <= 16) {
             return aiFirst.size() == 2 ? aiFirst[0] + 256 * aiFirst[1] : aiFirst.at(0);
         }
-        std::vector<std::string> asSecond = {"0x0a", "0x25", asReservation[0], asReservation[1],
-                                             std::to_string(aiFirst[0]), std::to_string(aiFirst[1]), "16", "1"};
+        std::vector<std::string> asSecond = {
+            "0x0a", "0x25", asReservation[0], asReservation[1], std::to_string(aiFirst[0]), std::to_string(aiFirst[1]),
+            "16",   "1"};
         asSecond.insert(asSecond.end(), asRest.begin(), asRest.end());
         const std::vector<int> aiSecond = Raw(asSecond);
         return aiSecond.size() == 2 ? aiSecond[0] + 256 * aiSecond[1] : aiSecond.at(0);
@@ -111,8 +113,8 @@ TEST_F(TestBmcTest, PartialAddGetAndReservations)
     EXPECT_EQ(aiHeader[4], 0x51);
     EXPECT_EQ(Raw({"0x0a", "0x23", "0", "0", "0", "0", "5", "4"}).at(0), -0xC5);  // offset needs a reservation
     auto asReservation = Reservation();
-    const std::vector<int> aiBody = Raw({"0x0a", "0x23", asReservation[0], asReservation[1], std::to_string(iSecond),
-                                         "0", "32", "16"});
+    const std::vector<int> aiBody =
+        Raw({"0x0a", "0x23", asReservation[0], asReservation[1], std::to_string(iSecond), "0", "32", "16"});
     ASSERT_EQ(aiBody.size(), 7u);  // the last 5 of 37 bytes
     EXPECT_EQ(aiBody[0] + 256 * aiBody[1], 0xFFFF);
     EXPECT_EQ(aiBody[2], 32);
@@ -129,17 +131,20 @@ TEST_F(TestBmcTest, PartialAddRules)
     auto asReservation = Reservation();
     // A first chunk must name record 0; later ones the assigned ID and the
     // next offset; the committed length must agree with the header.
-    EXPECT_EQ(Raw({"0x0a", "0x25", asReservation[0], asReservation[1], "5", "0", "0", "1", "0", "0", "0x51", "0x12", "0"})
-                  .at(0),
-              -0xCC);
+    EXPECT_EQ(
+        Raw({"0x0a", "0x25", asReservation[0], asReservation[1], "5", "0", "0", "1", "0", "0", "0x51", "0x12", "0"})
+            .at(0),
+        -0xCC);
     const std::vector<int> aiId =
         Raw({"0x0a", "0x25", asReservation[0], asReservation[1], "0", "0", "0", "0", "0", "0", "0x51", "0x12", "3"});
     ASSERT_EQ(aiId.size(), 2u);
-    EXPECT_EQ(Raw({"0x0a", "0x25", asReservation[0], asReservation[1], std::to_string(aiId[0]), "0", "6", "1", "1"}).at(0),
-              -0x80);
-    EXPECT_EQ(Raw({"0x0a", "0x25", asReservation[0], asReservation[1], std::to_string(aiId[0]), "0", "5", "1", "1", "2"})
-                  .at(0),
-              -0x80);  // 7 bytes for a header that says 8
+    EXPECT_EQ(
+        Raw({"0x0a", "0x25", asReservation[0], asReservation[1], std::to_string(aiId[0]), "0", "6", "1", "1"}).at(0),
+        -0x80);
+    EXPECT_EQ(
+        Raw({"0x0a", "0x25", asReservation[0], asReservation[1], std::to_string(aiId[0]), "0", "5", "1", "1", "2"})
+            .at(0),
+        -0x80);  // 7 bytes for a header that says 8
     EXPECT_EQ(Raw({"0x0a", "0x20"})[1], 0);
     EXPECT_EQ(Raw({"0x0a", "0x25", "0x99", "0x99", "0", "0", "0", "1", "0", "0", "0x51", "0x12", "0"}).at(0), -0xC5);
 }
@@ -224,7 +229,7 @@ TEST_F(TestBmcTest, StateWithWhiteSpaceBytesSurvivesARestart)
 // records in order, and new records after them get new IDs.
 TEST_F(TestBmcTest, SeededRepositoryAnswersLikeAnAddedOne)
 {
-    PartialAdd(3);  // gone with the seed
+    PartialAdd(3);                                                    // gone with the seed
     const std::string sFirst("\x09\x00\x51\x12\x03\x0a\x20\x09", 8);  // bytes that look like blanks
     const std::string sSecond("\x30\x00\x51\xC0\x01\x7F", 6);
     m_bmc.SeedRepository({sFirst, sSecond});

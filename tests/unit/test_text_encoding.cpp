@@ -46,8 +46,8 @@ TEST(GetFileEncodingTest, ByteOrderMarkDecides)
         {S_sUtf8Mark, FILE_ENCODING_UTF8},
         {S_sUtf16Mark + "x", FILE_ENCODING_UTF16},
         {S_sUtf16Mark + Utf16("_SDR (\n"), FILE_ENCODING_UTF16},
-        {"\xFE\xFF\x00"s, FILE_ENCODING_ASCII},          // big-endian mark is not recognised
-        {Utf16("_SDR (\n"), FILE_ENCODING_ASCII},       // no mark, no sniffing
+        {"\xFE\xFF\x00"s, FILE_ENCODING_ASCII},    // big-endian mark is not recognised
+        {Utf16("_SDR (\n"), FILE_ENCODING_ASCII},  // no mark, no sniffing
         {"\xEF\xBB\xBE", FILE_ENCODING_ASCII},
         {"abc", FILE_ENCODING_ASCII},
     };
@@ -114,7 +114,9 @@ TEST(ConvertEncodingTypeTest, UnrepresentableCharacterCutsTheLine)
     Converter toLatin1("ISO-8859-1", "UTF-16LE");
     char achIn[ENCODING_LINE_BUFFER_SIZE] = {};
     char achOut[ENCODING_LINE_BUFFER_SIZE];
-    const std::string sWide = "A\0B\0\xAC\x20" "C\0"s;
+    const std::string sWide =
+        "A\0B\0\xAC\x20"
+        "C\0"s;
     std::memcpy(achIn, sWide.data(), sWide.size());
     ConvertEncodingType(toLatin1.Get(), achIn, achOut);
     EXPECT_STREQ(achOut, "AB");
@@ -215,14 +217,19 @@ TEST_F(LineReaderTest, Utf16CharacterWithLowByte0AIsNotALineEnd)
 {
     // U+010A's low byte is 0x0A; the line goes on past it. The character
     // itself is not Latin-1, so the converted text ends before it.
-    Open(S_sUtf16Mark + "A\0\x0A\x01" "B\0\n\0" "C\0\n\0"s);
+    Open(S_sUtf16Mark +
+         "A\0\x0A\x01"
+         "B\0\n\0"
+         "C\0\n\0"s);
     EXPECT_EQ(ReadAll(258), (std::vector<std::string>{"A", "C\n"}));
     EXPECT_EQ(m_context.u16LineNumber, 2);
 }
 
 TEST_F(LineReaderTest, Utf16UnrepresentableCharacterCutsTheLine)
 {
-    Open(S_sUtf16Mark + "'\0A\0\xAC\x20'\0\n\0" ")\0"s);
+    Open(S_sUtf16Mark +
+         "'\0A\0\xAC\x20'\0\n\0"
+         ")\0"s);
     EXPECT_EQ(ReadAll(258), (std::vector<std::string>{"'A", ")"}));
 }
 
@@ -308,7 +315,9 @@ TEST_F(LineReaderTest, ProblemMessages)
 
 TEST_F(LineReaderTest, RawLinesKeepUtf16Bytes)
 {
-    Open(S_sUtf16Mark + "'\0\xE9\0'\0\n\0" "2\0"s);
+    Open(S_sUtf16Mark +
+         "'\0\xE9\0'\0\n\0"
+         "2\0"s);
     unsigned char au8Raw[16];
     size_t uLength = 0;
     EXPECT_EQ(ReadRawTextLine(&m_context, au8Raw, sizeof au8Raw, &uLength), TEXT_LINE_READ);
@@ -374,7 +383,8 @@ TEST(TextReaderContextTest, SkipsEachMark)
         std::string sContent;
         unsigned int u32Encoding;
         long lExpected;
-    } aCases[] = {{"abc", FILE_ENCODING_ASCII, 0}, {S_sUtf8Mark + "a", FILE_ENCODING_UTF8, 3},
+    } aCases[] = {{"abc", FILE_ENCODING_ASCII, 0},
+                  {S_sUtf8Mark + "a", FILE_ENCODING_UTF8, 3},
                   {S_sUtf16Mark + "a\0"s, FILE_ENCODING_UTF16, 2}};
     for (const auto& markCase : aCases) {
         WriteFile(dir.File("m"), markCase.sContent);

@@ -87,8 +87,9 @@ TEST(WriteStringToFileTest, BadArguments)
     EXPECT_EQ(WriteStringToFile(pFile, "x", nullptr, 0), 0);
     EXPECT_EQ(WriteStringToFile(pFile, "x", "t", 3), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
-                            "<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
+              "<ERROR> Internal Error!\n");
     std::fclose(pFile);
     EXPECT_EQ(ReadFile(dir.File("x")), "");
 }
@@ -155,36 +156,39 @@ protected:
 
 TEST_F(DiskFullTest, AnswerYesDeletesTheFile)
 {
-    ExpectDialogue("y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, true);
+    ExpectDialogue(
+        "y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, true);
 }
 
 TEST_F(DiskFullTest, UpperCaseYesDeletesTheFile)
 {
-    ExpectDialogue("Y", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_FRU (\n", FILE_ENCODING_UTF8); },
-                   0, true);
+    ExpectDialogue(
+        "Y", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_FRU (\n", FILE_ENCODING_UTF8); }, 0, true);
 }
 
 TEST_F(DiskFullTest, AnswerNoKeepsTheFile)
 {
-    ExpectDialogue("n\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, false);
+    ExpectDialogue(
+        "n\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, NoAnswerKeepsTheFile)
 {
-    ExpectDialogue("", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_SDR (\n", FILE_ENCODING_UTF16); },
-                   0, false);
+    ExpectDialogue(
+        "", [&] { return WriteStringToFile(m_pFile, m_sPath.c_str(), "_SDR (\n", FILE_ENCODING_UTF16); }, 0, false);
 }
 
 TEST_F(DiskFullTest, OnlyTheFirstCharacterCounts)
 {
-    ExpectDialogue(" y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "x"); }, WRITE_DISK_FULL, false);
+    ExpectDialogue(
+        " y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "x"); }, WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, WideWriterHoldsTheSameDialogue)
 {
     iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
-    ExpectDialogue("y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); },
-                   WRITE_DISK_FULL, true);
+    ExpectDialogue(
+        "y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); }, WRITE_DISK_FULL, true);
     iconv_close(pToUtf16);
 }
 
