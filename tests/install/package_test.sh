@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the Debian package with CPack, inspects it, checks it with lintian
 # (no error, no warning), installs it into this machine with dpkg, runs the
-# installed VALDRN on the installed examples, and removes it again. Needs root; refuses to touch a valdrn package that
-# was installed before it ran.
+# installed VALDRN on the installed examples, and removes it again. Needs
+# root; refuses to touch a valdrn package that was installed before it ran.
 #
 #   package_test.sh BUILD_DIR
 set -euo pipefail
