@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "sdr/sdr_binary_reader.h"
 #include "sdr/sdr_text_reader.h"
 #include "sdr/sdr_text_writer.h"

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "bmc/ipmi_command.h"
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
 
 unsigned short G_u16FRUInventoryAreaSize = 0;
 

@@ -6,11 +6,11 @@
 #include <ctime>
 #include <string>
 
+#include "base/working_storage.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/diagnostics.h"
-#include "cli/working_storage.h"
 #include "encoding/checksum.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/interface_state.h"
+#include "base/trace.h"
 #include "bmc/talk_to_bmc.h"
-#include "cli/diagnostics.h"
-#include "cli/interface_options.h"
 
 namespace {
 

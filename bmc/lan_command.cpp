@@ -8,9 +8,9 @@
 
 #include "bmc/lan_command.h"
 
+#include "base/interface_state.h"
+#include "base/trace.h"
 #include "bmc/ipmi_command.h"
-#include "cli/diagnostics.h"
-#include "cli/interface_options.h"
 
 namespace {
 

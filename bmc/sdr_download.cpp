@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "bmc/sdr_repository.h"
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <new>
 
-#include "cli/interface_options.h"
+#include "base/interface_state.h"
 
 const char* G_pchOpenRawLibrary = "libopenraw.so";
 const char* G_pchKCSIOLibrary = "libkcsio.so";

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/trace.h"
 #include "bmc/fru_update.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/diagnostics.h"

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/diagnostics.h"
+#include "base/trace.h"
 
 int CheckForLoadedIPMIModules()
 {

@@ -3,13 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/trace.h"
 #include "cli/diagnostics.h"
 #include "cli/environment_checks.h"
 #include "cli/option_values.h"
 #include "encoding/text_tokens.h"
-
-unsigned int eInterfaceInUse = eInterfaceOpenIPMI;
-IolDataRecord sIolData = {};
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
+#include "base/working_storage.h"
 #include "cli/file_arguments.h"
-#include "cli/working_storage.h"
 #include "encoding/file_probe.h"
 #include "fru/fru_text_reader.h"
 #include "sdr/sdr_text_reader.h"

@@ -3,13 +3,13 @@
 #include <cctype>
 #include <cstdio>
 
+#include "base/working_storage.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/sdr_download.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/file_arguments.h"
-#include "cli/working_storage.h"
 #include "encoding/file_probe.h"
 #include "encoding/text_output.h"
 #include "fru/fru_image.h"

@@ -1,7 +1,7 @@
 // Binary backups of a FRU image or an SDR record list.
 #pragma once
 
-#include "sdr/sdr_record.h"
+#include "base/sdr_entry.h"
 
 // Writes the bytes to a new (truncated) file; on a failed write the file is
 // deleted. 1 written, 0 failed.

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"
 #include "fru/fru_text_common.h"

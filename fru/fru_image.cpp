@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "encoding/text_tokens.h"
 
 namespace {

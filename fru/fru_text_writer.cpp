@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_output.h"

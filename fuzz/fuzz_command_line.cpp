@@ -19,8 +19,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "base/trace.h"
 #include "bmc/talk_to_bmc.h"
-#include "cli/diagnostics.h"
 #include "cli/entry_point.h"
 #include "cli/interface_options.h"
 #include "fuzz/fuzz_support.h"

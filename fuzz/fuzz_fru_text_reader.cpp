@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "fru/fru_image.h"
 #include "fru/fru_text_reader.h"
 #include "fuzz/fuzz_support.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "fru/fru_image.h"
 #include "fru/fru_text_reader.h"
 #include "fru/fru_text_writer.h"

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/trace.h"
 #include "bmc/lan_command.h"
-#include "cli/diagnostics.h"
 #include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)

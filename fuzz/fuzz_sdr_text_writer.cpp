@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "fuzz/fuzz_support.h"
 #include "sdr/sdr_record.h"
 #include "sdr/sdr_text_reader.h"

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "sdr/sdr_record.h"
 
 namespace valdrn_fuzz {

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 
 namespace {
 

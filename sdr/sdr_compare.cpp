@@ -1,7 +1,7 @@
 #include <cstdio>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "sdr/sdr_record.h"
 
 namespace {

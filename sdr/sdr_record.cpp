@@ -3,7 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 
 //                                           00    01    02    03    04-07                   08    09
 const unsigned char SDR_RECORD_MIN_LEN[SDR_TYPE_TABLE_SIZE] = {0, 0x30, 0x20, 0x11, 0, 0, 0, 0, 0x10, 0x20,

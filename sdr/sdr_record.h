@@ -1,15 +1,9 @@
-// SDR records: the list slot, the record-type table, the checks that decide
+// SDR records: the record-type table, the checks that decide
 // whether a record is acceptable, and the comparison of two lists.
 #pragma once
 
-constexpr unsigned int SDR_RECORD_DATA_SIZE = 101;
-constexpr unsigned int SDR_LIST_SLOT_COUNT = 65535;
-constexpr unsigned short SDR_FREE_SLOT_ID = 0xFFFF;
-// A list holds at most this many records; the last slot stays free.
-constexpr unsigned int SDR_MAX_RECORD_COUNT = 65534;
+#include "base/sdr_entry.h"
 
-constexpr unsigned char SDR_VERSION = 0x51;
-constexpr unsigned char SDR_HEADER_LENGTH = 5;
 constexpr unsigned char SDR_TYPE_OEM = 0xC0;
 // Types 0x00 to 0x14 have rows in the tables below.
 constexpr unsigned int SDR_TYPE_TABLE_SIZE = 0x15;
@@ -30,28 +24,12 @@ enum eSDRCheckMode {
     SDR_CHECK_MEMORY = 1,
 };
 
-struct SDREntry {
-    unsigned short u16RecordID;  // 0xFFFF marks a free slot
-    unsigned char u8RecordType;
-    unsigned char u8RecordLength;  // total length, the 5 header bytes included
-    unsigned char u8Cursor;        // work byte of readers, validators and transfers
-    unsigned char au8RecordData[SDR_RECORD_DATA_SIZE];
-};
-
-static_assert(sizeof(SDREntry) == 106, "an SDR list slot is 106 bytes");
-
 // Total lengths allowed per record type (0 where the type is reserved or
 // invalid); OEM records (0xC0) have their own pair.
 extern const unsigned char SDR_RECORD_MIN_LEN[SDR_TYPE_TABLE_SIZE];
 extern const unsigned char SDR_RECORD_MAX_LEN[SDR_TYPE_TABLE_SIZE];
 constexpr unsigned char SDR_RECORD_MIN_LEN_TYPE_C0 = 0x08;
 constexpr unsigned char SDR_RECORD_MAX_LEN_TYPE_C0 = 0x40;
-
-// A slot holds a record when it has a length and is not marked free.
-inline bool IsSDRSlotOccupied(const SDREntry& entry)
-{
-    return entry.u8RecordLength != 0 && entry.u16RecordID != SDR_FREE_SLOT_ID;
-}
 
 // The three parts of every check's diagnostic on standard error: where the
 // data came from (lead line), what is wrong (the formatted message), and

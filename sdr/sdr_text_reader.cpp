@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"
 #include "sdr/sdr_binary_reader.h"

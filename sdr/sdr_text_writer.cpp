@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <string>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_output.h"
 #include "sdr/sdr_text_format.h"

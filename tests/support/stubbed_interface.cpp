@@ -1,8 +1,8 @@
 #include "support/stubbed_interface.h"
 
+#include "base/trace.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/talk_to_bmc.h"
-#include "cli/diagnostics.h"
 #include "cli/interface_options.h"
 
 namespace valdrn_test {

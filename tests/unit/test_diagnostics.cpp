@@ -1,3 +1,4 @@
+#include "base/trace.h"
 #include "cli/diagnostics.h"
 
 #include <stdio_ext.h>

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/diagnostics.h"
+#include "base/trace.h"
 #include "cli/interface_options.h"
 #include "support/test_support.h"
 

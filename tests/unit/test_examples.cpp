@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "fru/fru_text_reader.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/fru_fixtures.h"

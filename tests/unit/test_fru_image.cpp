@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 #include "support/fru_fixtures.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"

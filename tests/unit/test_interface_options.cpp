@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/diagnostics.h"
+#include "base/trace.h"
 #include "support/test_support.h"
 
 using namespace valdrn_test;

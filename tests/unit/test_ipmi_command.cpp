@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/trace.h"
 #include "bmc/talk_to_bmc.h"
-#include "cli/diagnostics.h"
 #include "cli/interface_options.h"
 #include "support/stubbed_interface.h"
 #include "support/test_support.h"

@@ -13,9 +13,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/trace.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/test_bmc.h"
-#include "cli/diagnostics.h"
 #include "cli/interface_options.h"
 #include "support/test_support.h"
 

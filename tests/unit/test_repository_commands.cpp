@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include "base/working_storage.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/interface_options.h"
-#include "cli/working_storage.h"
 #include "fru/fru_image.h"
 #include "support/sdr_fixtures.h"
 #include "support/stubbed_interface.h"

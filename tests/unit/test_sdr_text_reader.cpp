@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/diagnostics.h"
-#include "cli/working_storage.h"
+#include "base/trace.h"
+#include "base/working_storage.h"
 #include "encoding/text_encoding.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/sdr_fixtures.h"

@@ -1,10 +1,10 @@
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 
 #include <cstdlib>
 
 #include <gtest/gtest.h>
 
-#include "cli/diagnostics.h"
+#include "base/trace.h"
 #include "support/test_support.h"
 
 using valdrn_test::CapturedOutput;

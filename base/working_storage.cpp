@@ -1,10 +1,10 @@
-#include "cli/working_storage.h"
+#include "base/working_storage.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "cli/diagnostics.h"
+#include "base/trace.h"
 
 SDREntry* G_psLocalSDREntryList = nullptr;
 SDREntry* G_psRepositorySDREntryList = nullptr;

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "sdr/sdr_record.h"
+#include "base/sdr_entry.h"
 
 extern SDREntry* G_psLocalSDREntryList;             // records from the local file
 extern SDREntry* G_psRepositorySDREntryList;        // records from the BMC's repository

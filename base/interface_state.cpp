@@ -1,0 +1,4 @@
+#include "base/interface_state.h"
+
+unsigned int eInterfaceInUse = eInterfaceOpenIPMI;
+IolDataRecord sIolData = {};
