@@ -12,9 +12,6 @@ unsigned short G_u16FRUInventoryAreaSize = 0;
 
 namespace {
 
-constexpr unsigned char CMD_GET_FRU_INVENTORY_AREA_INFO = 0x10;
-constexpr unsigned char CMD_READ_FRU_DATA = 0x11;
-constexpr unsigned char CMD_WRITE_FRU_DATA = 0x12;
 constexpr unsigned int CHUNK_SIZE = 16;
 // The upload reads whole chunks: up to 15 bytes past the area.
 constexpr unsigned int SPARE_BYTES = 16;

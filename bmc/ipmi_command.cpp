@@ -12,7 +12,7 @@ namespace {
 // Commands whose success answer is the completion code and one byte.
 bool AcceptsShortAnswer(unsigned char u8Cmd)
 {
-    return u8Cmd == 0x27 || u8Cmd == 0x2C || u8Cmd == 0x12;
+    return u8Cmd == CMD_CLEAR_SDR_REPOSITORY || u8Cmd == CMD_RUN_INITIALIZATION_AGENT || u8Cmd == CMD_WRITE_FRU_DATA;
 }
 
 unsigned short TracedLength(unsigned short u16Length)

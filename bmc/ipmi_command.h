@@ -10,7 +10,17 @@ constexpr unsigned int IPMI_RESPONSE_DATA_SIZE = 100;
 // NetFn/LUN bytes the program sends (LUN 0).
 constexpr unsigned char NETFN_LUN_APP = 0x18;      // NetFn 0x06
 constexpr unsigned char NETFN_LUN_STORAGE = 0x28;  // NetFn 0x0A
+// Command bytes: Get Device ID (App), then the storage commands.
 constexpr unsigned char CMD_GET_DEVICE_ID = 0x01;
+constexpr unsigned char CMD_GET_FRU_INVENTORY_AREA_INFO = 0x10;
+constexpr unsigned char CMD_READ_FRU_DATA = 0x11;
+constexpr unsigned char CMD_WRITE_FRU_DATA = 0x12;
+constexpr unsigned char CMD_GET_SDR_REPOSITORY_INFO = 0x20;
+constexpr unsigned char CMD_RESERVE_SDR_REPOSITORY = 0x22;
+constexpr unsigned char CMD_GET_SDR = 0x23;
+constexpr unsigned char CMD_PARTIAL_ADD_SDR = 0x25;
+constexpr unsigned char CMD_CLEAR_SDR_REPOSITORY = 0x27;
+constexpr unsigned char CMD_RUN_INITIALIZATION_AGENT = 0x2C;
 
 struct IPMICommandRecord {
     unsigned char u8CompletionCode;

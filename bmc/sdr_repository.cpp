@@ -8,12 +8,6 @@
 
 namespace {
 
-constexpr unsigned char CMD_GET_SDR_REPOSITORY_INFO = 0x20;
-constexpr unsigned char CMD_RESERVE_SDR_REPOSITORY = 0x22;
-constexpr unsigned char CMD_GET_SDR = 0x23;
-constexpr unsigned char CMD_PARTIAL_ADD_SDR = 0x25;
-constexpr unsigned char CMD_CLEAR_SDR_REPOSITORY = 0x27;
-constexpr unsigned char CMD_RUN_INITIALIZATION_AGENT = 0x2C;
 constexpr unsigned int CHUNK_SIZE = 16;
 constexpr unsigned char ERASE_INITIATE = 0xAA;
 constexpr unsigned char ERASE_STATUS = 0x00;
