@@ -32,8 +32,44 @@ typedef int (*TKCSIORequest)(void* pHandle, unsigned char u8NetFnLun, unsigned c
                              unsigned short* pu16RspLen);
 typedef int (*TKCSIOSetTime)(void* pHandle, unsigned char u8Value);
 
+/* The entry points as the libraries define them. A definition that drifts
+ * from these declarations does not compile, and neither does a declaration
+ * that drifts from its pointer type above (the checks below). */
+void* RawOpen(void);
+void RawClose(void* pHandle);
+int RawRequest(void* pHandle, unsigned char u8NetFnLun, unsigned char u8Cmd, unsigned char* pu8ReqData,
+               unsigned char u8ReqLen, unsigned char* pu8CompletionCode, unsigned char* pu8RspData,
+               unsigned short* pu16RspLen);
+int RawIPMBRequest(void* pHandle, unsigned char u8SlaveAddress, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                   unsigned char* pu8ReqData, unsigned char u8ReqLen, unsigned char* pu8CompletionCode,
+                   unsigned char* pu8RspData, unsigned short* pu16RspLen);
+void* InitKCSIO(unsigned short u16PortAddress, RegisterSpacing eSpacing);
+void UinitKCSIO(void* pHandle);
+int KCSIORequest(void* pHandle, unsigned char u8NetFnLun, unsigned char u8Cmd, unsigned char* pu8ReqData,
+                 unsigned char u8ReqLen, unsigned char* pu8CompletionCode, unsigned char* pu8RspData,
+                 unsigned short* pu16RspLen);
+int KCSIOSetIOTimeOut(void* pHandle, unsigned char u8Seconds);
+int KCSIOSetMessageTransferTimeOut(void* pHandle, unsigned char u8Seconds);
+int KCSIOSetWaitTimeBeforeReadRsp(void* pHandle, unsigned char u8Milliseconds);
+
 #ifdef __cplusplus
 }
+
+#include <type_traits>
+
+static_assert(std::is_same<decltype(&RawOpen), TRawOpen>::value, "RawOpen and TRawOpen differ");
+static_assert(std::is_same<decltype(&RawClose), TRawClose>::value, "RawClose and TRawClose differ");
+static_assert(std::is_same<decltype(&RawRequest), TRawRequest>::value, "RawRequest and TRawRequest differ");
+static_assert(std::is_same<decltype(&RawIPMBRequest), TRawIPMBRequest>::value,
+              "RawIPMBRequest and TRawIPMBRequest differ");
+static_assert(std::is_same<decltype(&InitKCSIO), TInitKCSIO>::value, "InitKCSIO and TInitKCSIO differ");
+static_assert(std::is_same<decltype(&UinitKCSIO), TUinitKCSIO>::value, "UinitKCSIO and TUinitKCSIO differ");
+static_assert(std::is_same<decltype(&KCSIORequest), TKCSIORequest>::value, "KCSIORequest and TKCSIORequest differ");
+static_assert(std::is_same<decltype(&KCSIOSetIOTimeOut), TKCSIOSetTime>::value, "KCSIOSetIOTimeOut differs");
+static_assert(std::is_same<decltype(&KCSIOSetMessageTransferTimeOut), TKCSIOSetTime>::value,
+              "KCSIOSetMessageTransferTimeOut differs");
+static_assert(std::is_same<decltype(&KCSIOSetWaitTimeBeforeReadRsp), TKCSIOSetTime>::value,
+              "KCSIOSetWaitTimeBeforeReadRsp differs");
 #endif
 
 #endif

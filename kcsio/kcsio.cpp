@@ -22,6 +22,9 @@
 #include <sys/io.h>
 #include <unistd.h>
 
+#include "base/monotonic_clock.h"
+#include "bmc/system_interface_api.h"
+
 namespace {
 
 constexpr unsigned char STATUS_OBF = 0x01;
@@ -49,13 +52,6 @@ struct KcsHandle {
     long lWaitBeforeReadMs;
 };
 
-long NowMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000L + now.tv_nsec / 1000000L;
-}
-
 void PauseMicroseconds(long lMicroseconds)
 {
     timespec pause = {0, lMicroseconds * 1000L};
@@ -65,7 +61,7 @@ void PauseMicroseconds(long lMicroseconds)
 class Transfer {
 public:
     explicit Transfer(const KcsHandle& handle)
-        : m_handle(handle), m_lTransferDeadline(NowMs() + handle.lTransferTimeoutMs)
+        : m_handle(handle), m_lTransferDeadline(MonotonicMilliseconds() + handle.lTransferTimeoutMs)
     {
     }
 
@@ -75,12 +71,12 @@ public:
     // Waits (bounded) until the status satisfies the mask/value pair.
     bool WaitFor(unsigned char u8Mask, unsigned char u8Value) const
     {
-        const long lDeadline = NowMs() + m_handle.lRegisterTimeoutMs;
+        const long lDeadline = MonotonicMilliseconds() + m_handle.lRegisterTimeoutMs;
         for (unsigned long ulSpins = 0;; ++ulSpins) {
             if ((Status() & u8Mask) == u8Value) {
                 return true;
             }
-            const long lNow = NowMs();
+            const long lNow = MonotonicMilliseconds();
             if (lNow > lDeadline || lNow > m_lTransferDeadline) {
                 return false;
             }
@@ -100,7 +96,7 @@ public:
     void Command(unsigned char u8Control) const { outb(u8Control, m_handle.u16Status); }
     void Data(unsigned char u8Byte) const { outb(u8Byte, m_handle.u16Data); }
     unsigned char ReadData() const { return inb(m_handle.u16Data); }
-    bool TimeLeft() const { return NowMs() <= m_lTransferDeadline; }
+    bool TimeLeft() const { return MonotonicMilliseconds() <= m_lTransferDeadline; }
 
     // The write phase: WRITE_START, the bytes, WRITE_END before the last.
     bool Write(const unsigned char* pu8Message, size_t uLength) const
@@ -235,8 +231,10 @@ int TakeLock()
 
 extern "C" {
 
-void* InitKCSIO(unsigned short u16Port, int iSpacing)
+void* InitKCSIO(unsigned short u16Port, RegisterSpacing eSpacing)
 {
+    // The caller's value may be any number: only the three spacings count.
+    const int iSpacing = static_cast<int>(eSpacing);
     if (iSpacing < 0 || iSpacing > 2 || u16Port == 0) {
         errno = EINVAL;
         return nullptr;

@@ -21,6 +21,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "base/monotonic_clock.h"
+#include "bmc/system_interface_api.h"
+
 namespace {
 
 // Generous: a BMC busy erasing its repository may take seconds to answer.
@@ -31,13 +34,6 @@ struct RawHandle {
     int fd;
     long msgid;
 };
-
-long NowMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000L + now.tv_nsec / 1000000L;
-}
 
 long NextMessageId(RawHandle* pHandle)
 {
@@ -54,7 +50,7 @@ int ReceiveAnswer(RawHandle* pHandle, long msgid, unsigned char u8NetFn, long lD
                   unsigned char* pu8Rsp, unsigned short* pu16RspLen)
 {
     for (;;) {
-        const long lRemaining = lDeadline - NowMs();
+        const long lRemaining = lDeadline - MonotonicMilliseconds();
         if (lRemaining <= 0) {
             return ETIMEDOUT;
         }
@@ -119,7 +115,7 @@ int Exchange(void* pvHandle, ipmi_addr* psAddress, unsigned int uAddressLength, 
     request.msg.cmd = u8Cmd;
     request.msg.data = pu8Req;
     request.msg.data_len = u8ReqLen;
-    const long lDeadline = NowMs() + REQUEST_TIMEOUT_MS;
+    const long lDeadline = MonotonicMilliseconds() + REQUEST_TIMEOUT_MS;
     while (ioctl(pHandle->fd, IPMICTL_SEND_COMMAND, &request) < 0) {
         if (errno != EINTR) {
             return errno;

@@ -14,8 +14,8 @@ declare -A allowed=(
   [fru]="base encoding"
   [bmc]="base encoding sdr fru"
   [cli]="base encoding sdr fru bmc"
-  [openraw]="bmc"
-  [kcsio]="bmc"
+  [openraw]="base bmc"
+  [kcsio]="base bmc"
 )
 # Edges still to be taken out, each with the file it is allowed in only.
 # -updateFRU's handler prints the command line's usage hint from bmc/; it
