@@ -16,6 +16,7 @@ unsigned short G_u16ReadSizeFromFRUInventory = 0;
 namespace {
 
 TWorkingStorageAllocator S_pfnAllocator = std::calloc;
+unsigned long S_ulLocalFRUBufferCapacity = 0;
 
 // A zero-filled list with every slot marked free.
 SDREntry* AllocateSDRList()
@@ -40,6 +41,14 @@ void ReleaseAll()
     Release(G_psRepositorySDREntryList);
     Release(G_pu8LocalFRUDataBuffer);
     Release(G_pu8InventoryFRUDataBuffer);
+    S_ulLocalFRUBufferCapacity = 0;
+}
+
+bool AllocateFRUBuffer(unsigned char*& pu8Buffer, unsigned long ulBytes)
+{
+    Release(pu8Buffer);
+    pu8Buffer = static_cast<unsigned char*>(std::calloc(ulBytes != 0 ? ulBytes : 1, 1));
+    return pu8Buffer != nullptr;
 }
 
 }  // namespace
@@ -83,4 +92,21 @@ void VLExit()
 {
     ReleaseAll();
     DebugMessage("memory space deallocation successful\n");
+}
+
+bool AllocateLocalFRUBuffer(unsigned long ulBytes)
+{
+    const bool bAllocated = AllocateFRUBuffer(G_pu8LocalFRUDataBuffer, ulBytes);
+    S_ulLocalFRUBufferCapacity = bAllocated ? ulBytes : 0;
+    return bAllocated;
+}
+
+bool AllocateInventoryFRUBuffer(unsigned long ulBytes)
+{
+    return AllocateFRUBuffer(G_pu8InventoryFRUDataBuffer, ulBytes);
+}
+
+unsigned long LocalFRUBufferCapacity()
+{
+    return S_ulLocalFRUBufferCapacity;
 }

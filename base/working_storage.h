@@ -23,6 +23,14 @@ void MarkSDRSlotsFree(SDREntry* psList, unsigned int uCount);
 // Releases whatever of the four buffers is allocated.
 void VLExit();
 
+// The FRU images are allocated here, when their size is known, and freed
+// by VLExit: (re)allocates the image zero-filled with room for ulBytes;
+// false when memory is exhausted (the image is then null, its room 0).
+bool AllocateLocalFRUBuffer(unsigned long ulBytes);
+bool AllocateInventoryFRUBuffer(unsigned long ulBytes);
+// The bytes the local image has room for (0 when none is allocated).
+unsigned long LocalFRUBufferCapacity();
+
 // The allocator VLInit uses for the record lists; tests replace it to
 // simulate memory exhaustion. Null restores the default.
 typedef void* (*TWorkingStorageAllocator)(std::size_t uCount, std::size_t uSize);

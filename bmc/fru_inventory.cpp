@@ -164,10 +164,8 @@ bool DoFRUGetFromBMC(unsigned char u8FruID)
         std::fputs("Failure to check the FRU Inventory device.\n", stderr);
         return false;
     }
-    std::free(G_pu8InventoryFRUDataBuffer);
     // Zero-filled, so that a chunk that could not be read holds no garbage.
-    G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(G_u16FRUInventoryAreaSize + SPARE_BYTES, 1));
-    if (G_pu8InventoryFRUDataBuffer == nullptr) {
+    if (!AllocateInventoryFRUBuffer(G_u16FRUInventoryAreaSize + SPARE_BYTES)) {
         std::fputs("FRU read Memory allocation error! \n", stderr);
         return false;
     }

@@ -12,8 +12,6 @@ namespace {
 const char* const S_apchTags[FRU_AREA_COUNT] = {"_SEE_COMMON",  "_SEE_INTERNAL",    "_SEE_CHASSIS", "_SEE_BOARD",
                                                 "_SEE_PRODUCT", "_SEE_MULTIRECORD", "_SEE_PAD",     "checksum"};
 
-unsigned long S_ulLocalImageRoom = 0;
-
 // Every area check starts its message with a line naming the image's source.
 void ReportAreaFailure(int iMode, const char* pchFormat, ...) __attribute__((format(printf, 2, 3)));
 
@@ -273,25 +271,19 @@ int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Coun
 
 int AllocateLocalFRUImage(unsigned long ulFileSize)
 {
-    std::free(G_pu8LocalFRUDataBuffer);
+    G_u16RawDataSizeFromFRUFile = 0;
     // A text file is longer than the image it spells out, but the padding
     // the reader supplies after C1 is not in the file: room for any image.
-    S_ulLocalImageRoom = ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1;
-    G_pu8LocalFRUDataBuffer = static_cast<unsigned char*>(std::calloc(S_ulLocalImageRoom, 1));
-    G_u16RawDataSizeFromFRUFile = 0;
-    if (G_pu8LocalFRUDataBuffer == nullptr) {
-        S_ulLocalImageRoom = 0;
-        return 0;
-    }
-    return 1;
+    return AllocateLocalFRUBuffer(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1) ? 1 : 0;
 }
 
 unsigned int LocalFRUImageRoom()
 {
-    if (G_pu8LocalFRUDataBuffer == nullptr || S_ulLocalImageRoom <= G_u16RawDataSizeFromFRUFile) {
+    const unsigned long ulCapacity = LocalFRUBufferCapacity();
+    if (G_pu8LocalFRUDataBuffer == nullptr || ulCapacity <= G_u16RawDataSizeFromFRUFile) {
         return 0;
     }
-    const unsigned long ulRoom = S_ulLocalImageRoom - G_u16RawDataSizeFromFRUFile;
+    const unsigned long ulRoom = ulCapacity - G_u16RawDataSizeFromFRUFile;
     const unsigned long ulBelowLimit = FRU_MAX_IMAGE_SIZE - G_u16RawDataSizeFromFRUFile;
     return static_cast<unsigned int>(ulRoom < ulBelowLimit ? ulRoom : ulBelowLimit);
 }

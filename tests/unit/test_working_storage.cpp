@@ -123,6 +123,30 @@ TEST_F(WorkingStorageTest, SecondInitDoesNotLeak)
     EXPECT_TRUE(AllSlotsFree(G_psLocalSDREntryList));
 }
 
+// The FRU images are allocated and freed here, the local one with its room.
+TEST_F(WorkingStorageTest, FruBuffersAreOwnedHere)
+{
+    ASSERT_TRUE(VLInit());
+    EXPECT_EQ(LocalFRUBufferCapacity(), 0u);
+    ASSERT_TRUE(AllocateLocalFRUBuffer(300));
+    EXPECT_EQ(LocalFRUBufferCapacity(), 300u);
+    ASSERT_NE(G_pu8LocalFRUDataBuffer, nullptr);
+    for (unsigned int i = 0; i < 300; ++i) {
+        ASSERT_EQ(G_pu8LocalFRUDataBuffer[i], 0) << i;
+    }
+    G_pu8LocalFRUDataBuffer[299] = 0x5A;
+    ASSERT_TRUE(AllocateLocalFRUBuffer(40));  // the first is released, the new one is clean
+    EXPECT_EQ(LocalFRUBufferCapacity(), 40u);
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer[39], 0);
+    ASSERT_TRUE(AllocateInventoryFRUBuffer(2064));
+    ASSERT_NE(G_pu8InventoryFRUDataBuffer, nullptr);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer[2063], 0);
+    VLExit();
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
+    EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
+    EXPECT_EQ(LocalFRUBufferCapacity(), 0u);
+}
+
 TEST(SDRSlot, OccupiedNeedsLengthAndId)
 {
     SDREntry entry = {};
