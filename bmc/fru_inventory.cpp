@@ -1,7 +1,6 @@
 #include "bmc/fru_inventory.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/trace.h"

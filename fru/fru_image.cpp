@@ -1,7 +1,6 @@
 #include "fru/fru_image.h"
 
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/working_storage.h"
