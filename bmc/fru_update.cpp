@@ -391,9 +391,12 @@ bool ValidateAnalyzeFRUUpdateDataParameters(unsigned short u16ArgCount, char* ap
         }
     }
     switch (psRequest->u32StringType) {
-    case STRING_SIX_BIT: return EncodeSixBit(psRequest);
-    case STRING_EIGHT_BIT: return EncodeEightBit(psRequest);
-    default: return EncodeBCDPlus(psRequest);
+    case STRING_SIX_BIT:
+        return EncodeSixBit(psRequest);
+    case STRING_EIGHT_BIT:
+        return EncodeEightBit(psRequest);
+    default:
+        return EncodeBCDPlus(psRequest);
     }
 }
 

@@ -426,15 +426,24 @@ int TTalkToBMC::GetConfig(SystemInterface* peInterface, unsigned short* pu16Port
 const char* TTalkToBMC::ErrorMessage(int iCode) const
 {
     switch (iCode) {
-    case TALK_SUCCESS: return "Success!";
-    case TALK_GENERAL_ERROR: return "General error!";
-    case TALK_NOT_SUPPORTED: return "Interface not supported!";
-    case TALK_BAD_DATA: return "BMC didn't accept the data you sent!";
-    case TALK_INVALID_HANDLE: return "Invalid raw handle!";
-    case TALK_LOAD_FAILED: return "Failed to load dynamic link library!";
-    case TALK_INVALID_FUNCTION: return "Invalid function address!";
-    case TALK_LIBRARY_STATUS: return std::strerror(m_iLastStatus);
-    default: return "Unknown error!";
+    case TALK_SUCCESS:
+        return "Success!";
+    case TALK_GENERAL_ERROR:
+        return "General error!";
+    case TALK_NOT_SUPPORTED:
+        return "Interface not supported!";
+    case TALK_BAD_DATA:
+        return "BMC didn't accept the data you sent!";
+    case TALK_INVALID_HANDLE:
+        return "Invalid raw handle!";
+    case TALK_LOAD_FAILED:
+        return "Failed to load dynamic link library!";
+    case TALK_INVALID_FUNCTION:
+        return "Invalid function address!";
+    case TALK_LIBRARY_STATUS:
+        return std::strerror(m_iLastStatus);
+    default:
+        return "Unknown error!";
     }
 }
 

@@ -33,17 +33,25 @@ bool IsOptionWord(const char* pchWord)
 const char* ReturnCodeMessage(eReturnCodeTag eCode)
 {
     switch (eCode) {
-    case eRC_NoCommandOption: return "<ERROR> No command option specified. \n";
-    case eRC_IncompatibleOptions: return "<ERROR> Incompatible options are specified. \n";
-    case eRC_DuplicateOption: return "<ERROR> Duplicate command option. \n";
-    case eRC_RegisterFailed: return "<ERROR> Register Function is failed. \n";
-    case eRC_IncorrectFormat: return "<ERROR> Incorrect command format. \n";
-    case eRC_UnrecognizedOption: return "<ERROR> Unrecognized command option. \n";
-    case eRC_InvalidLanOptions: return "<ERROR> Invalid LAN+ interface options. \n";
+    case eRC_NoCommandOption:
+        return "<ERROR> No command option specified. \n";
+    case eRC_IncompatibleOptions:
+        return "<ERROR> Incompatible options are specified. \n";
+    case eRC_DuplicateOption:
+        return "<ERROR> Duplicate command option. \n";
+    case eRC_RegisterFailed:
+        return "<ERROR> Register Function is failed. \n";
+    case eRC_IncorrectFormat:
+        return "<ERROR> Incorrect command format. \n";
+    case eRC_UnrecognizedOption:
+        return "<ERROR> Unrecognized command option. \n";
+    case eRC_InvalidLanOptions:
+        return "<ERROR> Invalid LAN+ interface options. \n";
     case eRC_NoOperation:
         return "<ERROR> No operational command specified. "
                "(-d/-u/-v/-t/-h/-version/-updateFRU) \n";
-    default: return "<ERROR> Unrecognized error code!! \n";
+    default:
+        return "<ERROR> Unrecognized error code!! \n";
     }
 }
 

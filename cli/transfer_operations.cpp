@@ -127,13 +127,16 @@ int Upload(unsigned short u16ArgCount, char* apchArgs[])
         return 1;
     }
     switch (IsFileExist(achFileName)) {
-    case FILE_PROBE_CANNOT_CREATE: std::fputs("<ERROR> Directory does not exist or file error.\n", stderr); return 1;
+    case FILE_PROBE_CANNOT_CREATE:
+        std::fputs("<ERROR> Directory does not exist or file error.\n", stderr);
+        return 1;
     case FILE_PROBE_EXISTS:
         if (!UserAgreesToReplace()) {
             return 0;  // nothing done, and that is what was asked
         }
         break;
-    default: break;  // created empty by the probe
+    default:
+        break;  // created empty by the probe
     }
     if (!OpenSession()) {
         return 1;

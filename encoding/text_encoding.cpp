@@ -9,9 +9,12 @@ const iconv_t S_NoConverter = reinterpret_cast<iconv_t>(-1);
 unsigned int ByteOrderMarkLength(unsigned int u32Encoding)
 {
     switch (u32Encoding) {
-    case FILE_ENCODING_UTF8: return 3;
-    case FILE_ENCODING_UTF16: return 2;
-    default: return 0;
+    case FILE_ENCODING_UTF8:
+        return 3;
+    case FILE_ENCODING_UTF16:
+        return 2;
+    default:
+        return 0;
     }
 }
 

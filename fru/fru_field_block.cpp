@@ -324,7 +324,8 @@ private:
         const unsigned char u8Length = u8TypeLength & 0x3F;
         switch (u8Type) {
         case 1:
-        case 2: return AppendPacked(pu8Bytes, uCount, u8Type);
+        case 2:
+            return AppendPacked(pu8Bytes, uCount, u8Type);
         case 3:
             if (IsUnicodeField()) {
                 return AppendUnicode(pu8Bytes, uCount, u8Length);

@@ -51,9 +51,12 @@ int ValidateAreaAt(FRUValidateContext& context, FRUAreaInfo* psTable, int iArea,
         return 1;
     }
     switch (iArea) {
-    case FRU_AREA_INTERNAL: return FRUValidateInternalArea(&context, &psTable[iArea], iMode);
-    case FRU_AREA_MULTIRECORD: return FRUValidateMultiRecordArea(&context, &psTable[iArea], iMode);
-    default: return FRUValidateChassisBoardProductArea(&context, &psTable[iArea], iMode);
+    case FRU_AREA_INTERNAL:
+        return FRUValidateInternalArea(&context, &psTable[iArea], iMode);
+    case FRU_AREA_MULTIRECORD:
+        return FRUValidateMultiRecordArea(&context, &psTable[iArea], iMode);
+    default:
+        return FRUValidateChassisBoardProductArea(&context, &psTable[iArea], iMode);
     }
 }
 

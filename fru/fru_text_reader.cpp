@@ -256,9 +256,13 @@ int SearchAreaTag(TextReaderContext* psContext, const char* pchTag, char* pchLin
     }
     char achToken[TEXT_TOKEN_BUFFER_SIZE];
     switch (NextToken(psContext, pchLine, achToken)) {
-    case TOKEN_END_OF_FILE: ReportFRUFileError("Lack '%s' tag in FRU file. \n", pchTag); return 0;
-    case TOKEN_FAILED: return 0;
-    default: break;
+    case TOKEN_END_OF_FILE:
+        ReportFRUFileError("Lack '%s' tag in FRU file. \n", pchTag);
+        return 0;
+    case TOKEN_FAILED:
+        return 0;
+    default:
+        break;
     }
     if (std::strcmp(achToken, pchTag) != 0) {
         ReportFRUFileError("Error data '%s', it should be '%s' in FRU file. (line %d) \n", achToken, pchTag,

@@ -102,7 +102,8 @@ std::string TextFileFromInput(const uint8_t* pu8Data, std::size_t uSize)
             sFile += '\0';
         }
         return sFile;
-    default: return sRest;
+    default:
+        return sRest;
     }
 }
 

@@ -198,9 +198,12 @@ private:
 unsigned short StatusOffset(int iSpacing)
 {
     switch (iSpacing) {
-    case 1: return 4;  // 32-bit boundaries
-    case 2: return 2;  // 16-bit boundaries
-    default: return 1;
+    case 1:
+        return 4;  // 32-bit boundaries
+    case 2:
+        return 2;  // 16-bit boundaries
+    default:
+        return 1;
     }
 }
 

@@ -113,7 +113,8 @@ int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, uns
             return 0;
         }
         return 1;
-    default: return 1;  // the record ID bytes take any value
+    default:
+        return 1;  // the record ID bytes take any value
     }
 }
 
@@ -154,8 +155,10 @@ int SDRHasIDString(unsigned char u8Type)
     case 0x03:
     case 0x10:
     case 0x11:
-    case 0x12: return 1;
-    default: return 0;
+    case 0x12:
+        return 1;
+    default:
+        return 0;
     }
 }
 

@@ -501,9 +501,14 @@ int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
         return 0;
     }
     switch (ReadSDRBinFile(pchPath, pu16RecordCount)) {
-    case SDR_READ_DONE: std::fclose(pFile); return 1;
-    case SDR_NOT_BINARY: break;
-    default: std::fclose(pFile); return 0;
+    case SDR_READ_DONE:
+        std::fclose(pFile);
+        return 1;
+    case SDR_NOT_BINARY:
+        break;
+    default:
+        std::fclose(pFile);
+        return 0;
     }
     TextReaderContext context;
     if (!InitTextReader(&context, pchPath, pFile, u32Encoding)) {

@@ -18,7 +18,8 @@ bool HasIDStringInQuotes(const SDREntry& entry, unsigned char u8StringStart)
     case 0x09:
     case 0x13:
     case 0x14:
-    case SDR_TYPE_OEM: return false;
+    case SDR_TYPE_OEM:
+        return false;
     default:
         return u8StringStart != 0 && u8StringStart <= entry.u8RecordLength &&
                (entry.au8RecordData[u8StringStart - 1] & 0xC0) == 0xC0;

@@ -25,13 +25,18 @@ std::string Pattern(uint8_t u8Seed, size_t uCount)
 uint8_t StringStart(uint8_t u8Type)
 {
     switch (u8Type) {
-    case 0x01: return 0x30;
-    case 0x02: return 0x20;
-    case 0x03: return 0x11;
+    case 0x01:
+        return 0x30;
+    case 0x02:
+        return 0x20;
+    case 0x03:
+        return 0x11;
     case 0x10:
     case 0x11:
-    case 0x12: return 0x10;
-    default: throw std::invalid_argument("type without an ID string");
+    case 0x12:
+        return 0x10;
+    default:
+        throw std::invalid_argument("type without an ID string");
     }
 }
 

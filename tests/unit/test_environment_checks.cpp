@@ -47,10 +47,17 @@ TEST(CheckForLoadedIPMIModulesTest, TracesWhatItFinds)
     G_bVerboseMode = false;
     const std::string sFirst = "Check for loaded IPMI module(s).\n";
     switch (iResult) {
-    case ENV_CHECK_OK: EXPECT_EQ(output.Out(), sFirst); break;
-    case ENV_CHECK_LISTING_FAILED: EXPECT_EQ(output.Out(), sFirst + "/sbin/lsmod failed\n"); break;
-    case ENV_CHECK_IPMI_MODULES_LOADED: EXPECT_EQ(output.Out(), sFirst + "IPMI module(s) found!\n"); break;
-    default: ADD_FAILURE() << "unexpected result " << iResult;
+    case ENV_CHECK_OK:
+        EXPECT_EQ(output.Out(), sFirst);
+        break;
+    case ENV_CHECK_LISTING_FAILED:
+        EXPECT_EQ(output.Out(), sFirst + "/sbin/lsmod failed\n");
+        break;
+    case ENV_CHECK_IPMI_MODULES_LOADED:
+        EXPECT_EQ(output.Out(), sFirst + "IPMI module(s) found!\n");
+        break;
+    default:
+        ADD_FAILURE() << "unexpected result " << iResult;
     }
     EXPECT_EQ(output.Err(), "");
 }
