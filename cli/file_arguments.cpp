@@ -56,13 +56,7 @@ bool ParseFruID(char* pchToken, const char* pchOperations, unsigned short* pu16F
         std::fputs("<ERROR> FRU ID is not a number! \n", stderr);
         return false;
     }
-    unsigned int uValue = 0;
-    for (const char* pch = pchDigits; *pch != '\0'; ++pch) {
-        const char chDigit = *pch;
-        const unsigned int uDigit = chDigit <= '9' ? static_cast<unsigned int>(chDigit - '0')
-                                                   : static_cast<unsigned int>((chDigit | 0x20) - 'a' + 10);
-        uValue = (uValue * 16 + uDigit) & 0xFFFF;
-    }
+    const unsigned int uValue = HexDigitsValue(pchDigits, 0xFFFF);
     if (uValue == 0xFF) {
         std::fprintf(stderr, "<ERROR> FRU ID (0x%02X) is reserved! \n \n", uValue);
         return false;

@@ -181,6 +181,19 @@ int ValidateHexData(char* pchText)
     return 1;
 }
 
+unsigned int HexDigitsValue(const char* pchDigits, unsigned int uMask)
+{
+    unsigned int uValue = 0;
+    for (const char* pch = pchDigits; pch != nullptr && IsHexDigitChar(*pch); ++pch) {
+        const unsigned int uDigit =
+            *pch <= '9' ? static_cast<unsigned int>(*pch - '0') : static_cast<unsigned int>((*pch | 0x20) - 'a' + 10);
+        // Masking each step keeps the product small: only the low bits of
+        // the whole number survive, as they would in the exact value.
+        uValue = ((uValue << 4) | uDigit) & uMask;
+    }
+    return uValue;
+}
+
 char* GetLowerCaseString(const char* pchText)
 {
     static char ai8LowerCase[LOWER_CASE_MAX_LENGTH + 1];

@@ -39,6 +39,11 @@ int GetNextToken(char* pchString, char* pchToken);
 // Removes a "0x"/"0X" prefix in place and checks that only hexadecimal
 // digits remain; an empty remainder counts as valid.
 int ValidateHexData(char* pchText);
+// The value of hexadecimal digits (as ValidateHexData leaves them) with
+// the bits outside the mask dropped, however many digits there are: the
+// command line's "taken as 16 bits" / "taken as 8 bits" numbers. A
+// character that is not a hexadecimal digit ends the number.
+unsigned int HexDigitsValue(const char* pchDigits, unsigned int uMask);
 // A lower-cased copy in a static buffer that each call overwrites. Texts
 // longer than LOWER_CASE_MAX_LENGTH give the empty string, so that they
 // can match no keyword.

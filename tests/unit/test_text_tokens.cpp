@@ -289,4 +289,29 @@ TEST(TokenFunctions, NullArgumentsAreInternalErrors)
     EXPECT_EQ(output.Err(), sExpected);
 }
 
+// --- HexDigitsValue ---------------------------------------------------------------
+
+TEST(HexDigitsValueTest, EitherCaseAndTheMaskKeepsTheLowBits)
+{
+    EXPECT_EQ(HexDigitsValue("1b", 0xFFFF), 0x1Bu);
+    EXPECT_EQ(HexDigitsValue("1B", 0xFFFF), 0x1Bu);
+    EXPECT_EQ(HexDigitsValue("1FF", 0xFF), 0xFFu);
+    EXPECT_EQ(HexDigitsValue("100", 0xFF), 0u);
+    EXPECT_EQ(HexDigitsValue("12345", 0xFFFF), 0x2345u);
+}
+
+// The low bits of the exact number, however long it is: no saturation.
+TEST(HexDigitsValueTest, ManyDigitsNeverOverflow)
+{
+    EXPECT_EQ(HexDigitsValue((std::string(100, 'F') + "0A").c_str(), 0xFFFF), 0xFF0Au);
+    EXPECT_EQ(HexDigitsValue((std::string(100, '1') + "0000").c_str(), 0xFFFF), 0u);
+}
+
+TEST(HexDigitsValueTest, EmptyNullAndANonDigitEnd)
+{
+    EXPECT_EQ(HexDigitsValue("", 0xFFFF), 0u);
+    EXPECT_EQ(HexDigitsValue(nullptr, 0xFFFF), 0u);
+    EXPECT_EQ(HexDigitsValue("2g5", 0xFFFF), 2u);
+}
+
 }  // namespace
