@@ -111,6 +111,24 @@ int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16BufferOffset);
 }
 
+bool ReadFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, unsigned char* pu8Out)
+{
+    return ForEachFRUChunk(uCount, [&](unsigned int uDone, unsigned int uChunk) {
+        return ReadFRUDataCommandToLocalBuffer(u8FruID, static_cast<unsigned short>(u16Offset + uDone),
+                                               static_cast<unsigned char>(uChunk), pu8Out,
+                                               static_cast<unsigned short>(uDone)) != CMD_FAILED;
+    });
+}
+
+bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, const unsigned char* pu8Bytes)
+{
+    return ForEachFRUChunk(uCount, [&](unsigned int uDone, unsigned int uChunk) {
+        return WriteFRUDataCommandFromLocalBuffer(u8FruID, static_cast<unsigned short>(u16Offset + uDone),
+                                                  static_cast<unsigned char>(uChunk), pu8Bytes,
+                                                  static_cast<unsigned short>(uDone)) != CMD_FAILED;
+    });
+}
+
 int DownloadFRUHandler(unsigned char u8FruID)
 {
     const unsigned int uSize = G_u16RawDataSizeFromFRUFile;
@@ -119,13 +137,13 @@ int DownloadFRUHandler(unsigned char u8FruID)
         return CMD_FAILED;
     }
     int iResult = FRU_AREA_PRESENT;
-    for (unsigned int uOffset = 0; uOffset < uSize; uOffset += CHUNK_SIZE) {
-        const unsigned int uChunk = uOffset + CHUNK_SIZE >= uSize ? uSize - uOffset : CHUNK_SIZE;
+    ForEachFRUChunk(uSize, [&](unsigned int uOffset, unsigned int uChunk) {
         iResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
                                       G_pu8LocalFRUDataBuffer);
-        if (iResult == CMD_FAILED) {
-            return CMD_FAILED;
-        }
+        return iResult != CMD_FAILED;
+    });
+    if (iResult == CMD_FAILED) {
+        return CMD_FAILED;
     }
     // An empty image leaves "area present", which the caller counts as failure.
     return iResult == FRU_WRITE_DONE ? FRU_DOWNLOAD_COMPLETE : iResult;

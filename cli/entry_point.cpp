@@ -6,12 +6,10 @@
 #include <cstring>
 
 #include "base/trace.h"
-#include "bmc/fru_update.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/diagnostics.h"
 #include "cli/interface_options.h"
-#include "cli/test_operation.h"
-#include "cli/transfer_operations.h"
+#include "cli/operation_handlers.h"
 #include "encoding/text_tokens.h"
 
 namespace {

@@ -32,3 +32,12 @@ int IsFileExistReadOnly(const char* pchPath)
     }
     return errno == EEXIST ? FILE_PROBE_EXISTS : FILE_PROBE_CANNOT_OPEN;
 }
+
+bool ReportUnlessFileReadable(const char* pchPath)
+{
+    if (IsFileExistReadOnly(pchPath) == FILE_PROBE_CANNOT_OPEN) {
+        std::fprintf(stderr, "<ERROR> File %s does not exist.\n", pchPath);
+        return false;
+    }
+    return true;
+}

@@ -15,3 +15,7 @@ enum eFileProbeResult {
 int IsFileExist(const char* pchPath);
 // 0 the file opens for reading, 1 it does not, 2 the open said "exists".
 int IsFileExistReadOnly(const char* pchPath);
+// The check of every operation that reads a local file: true when the
+// file can be opened; otherwise false after "<ERROR> File <name> does not
+// exist." on standard error.
+bool ReportUnlessFileReadable(const char* pchPath);

@@ -17,7 +17,7 @@ echo "$out"
 expect_refused() {  # file, include line, the message's start
   local file=$1 include=$2 message=$3
   rm -rf "$work/tree" && mkdir "$work/tree"
-  for folder in base encoding sdr fru bmc cli openraw kcsio tools; do
+  for folder in base encoding sdr fru bmc operations cli openraw kcsio tools; do
     [ -d "$source_dir/$folder" ] && cp -r "$source_dir/$folder" "$work/tree/"
   done
   printf '%s\n' "$include" >> "$work/tree/$file"
@@ -36,6 +36,10 @@ expect_refused fru/fru_image.h '  #  include "sdr/sdr_record.h"' \
   "fru/fru_image.h: includes sdr/sdr_record.h"
 expect_refused bmc/ipmi_command.cpp '#include "cli/diagnostics.h"' \
   "bmc/ipmi_command.cpp: includes cli/diagnostics.h"
+expect_refused bmc/fru_field_update.cpp '#include "operations/bmc_session.h"' \
+  "bmc/fru_field_update.cpp: includes operations/bmc_session.h, but bmc/ may include only: base encoding sdr fru"
+expect_refused operations/transfer_operations.cpp '#include "cli/file_arguments.h"' \
+  "operations/transfer_operations.cpp: includes cli/file_arguments.h, but operations/ may include only: base encoding sdr fru bmc"
 expect_refused kcsio/kcsio.cpp '#include "cli/entry_point.h"' \
   "kcsio/kcsio.cpp: includes cli/entry_point.h, but kcsio/ may include only: base bmc"
 echo "PASS: the include check holds the layers"

@@ -1,9 +1,7 @@
-// The -updateFRU parameters: their checks, the padding and encoding of the
-// new field, and the manufacturing date/time of now.
-#include "bmc/fru_update.h"
+// The -updateFRU parameters: their checks, one by one and together, and
+// the request they complete.
+#include "cli/fru_update_parameters.h"
 
-#include <cstdlib>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -95,6 +93,48 @@ TEST(FruUpdateParameters, FruIdIsTakenAsEightBits)
     outcome = Validate(asWords);
     EXPECT_TRUE(outcome.bValid) << outcome.sErr;
     EXPECT_EQ(outcome.request.u8FruID, 0);
+}
+
+TEST(FruUpdateParameters, FruIdDigitsAboveTheLowestTwoNeverCount)
+{
+    std::vector<std::string> asWords = StringUpdate("3", "A", "ABCDEFG");
+    asWords[1] = "fruID=0x" + std::string(40, 'F') + "01";
+    Outcome outcome = Validate(asWords);
+    EXPECT_TRUE(outcome.bValid) << outcome.sErr;
+    EXPECT_EQ(outcome.request.u8FruID, 1);
+    asWords[1] = "fruID=" + std::string(20, '1') + "FF";
+    outcome = Validate(asWords);
+    EXPECT_FALSE(outcome.bValid);
+    EXPECT_EQ(outcome.sErr, "<ERROR> FRU ID specified is reserved! \n");
+}
+
+TEST(FruUpdateParameters, OffsetIsTakenAsSixteenBits)
+{
+    std::vector<std::string> asWords = StringUpdate("3", "A", "ABCDEFG");
+    asWords[2] = "offset=0x1" + std::string(20, '0') + "58";
+    const Outcome outcome = Validate(asWords);
+    ASSERT_TRUE(outcome.bValid) << outcome.sErr;
+    EXPECT_EQ(outcome.request.u16Offset, 0x58);
+}
+
+// Unlike the numbers taken as so many bits, the length is judged whole.
+TEST(FruUpdateParameters, ALongStringLengthIsRefusedNotCut)
+{
+    const Outcome outcome = Validate(StringUpdate("3", "1" + std::string(20, '0') + "A", "ABCDEFG"));
+    EXPECT_FALSE(outcome.bValid);
+    EXPECT_EQ(outcome.sErr, "<ERROR> String length must be less than or equal to 63 bytes! \n");
+}
+
+TEST(FruUpdateParameters, StringTypeIsItsLeadingNumber)
+{
+    Outcome outcome = Validate(StringUpdate("0x3", "A", "ABCDEFG"));
+    EXPECT_TRUE(outcome.bValid) << outcome.sErr;
+    EXPECT_EQ(outcome.request.u32StringType, 3u);
+    outcome = Validate(StringUpdate("103", "A", "ABCDEFG"));  // 0x103 taken as 8 bits
+    EXPECT_TRUE(outcome.bValid) << outcome.sErr;
+    outcome = Validate(StringUpdate("zz", "A", "ABCDEFG"));
+    EXPECT_FALSE(outcome.bValid);
+    EXPECT_EQ(outcome.sErr, "<ERROR> Invalid string type! \n");
 }
 
 TEST(FruUpdateParameters, DateTimeTakesExactlyThreeParameters)
@@ -191,42 +231,6 @@ TEST(FruUpdateParameters, NoRequestIsAnInternalError)
     char* apchArgs[] = {achWord};
     CapturedOutput output;
     EXPECT_FALSE(ValidateAnalyzeFRUUpdateDataParameters(1, apchArgs, nullptr));
-    output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error! \n");
-}
-
-TEST(FruDateTime, MinutesSince1996InLocalTime)
-{
-    const char* pchSaved = std::getenv("TZ");
-    const std::string sSaved = pchSaved != nullptr ? pchSaved : "";
-    for (const char* pchZone : {"UTC0", "EST5"}) {
-        setenv("TZ", pchZone, 1);
-        tzset();
-        std::tm epoch = {};
-        epoch.tm_year = 96;
-        epoch.tm_mday = 1;
-        epoch.tm_isdst = -1;
-        const long lBase = static_cast<long>(std::mktime(&epoch));
-        const long lBefore = static_cast<long>(std::time(nullptr)) / 60 - lBase / 60;
-        unsigned char au8Bytes[3] = {};
-        ASSERT_TRUE(ConvertCurrentDateTimeToHex(au8Bytes));
-        const long lAfter = static_cast<long>(std::time(nullptr)) / 60 - lBase / 60;
-        const long lMinutes = au8Bytes[0] | au8Bytes[1] << 8 | au8Bytes[2] << 16;
-        EXPECT_GE(lMinutes, lBefore) << pchZone;
-        EXPECT_LE(lMinutes, lAfter) << pchZone;
-    }
-    if (pchSaved != nullptr) {
-        setenv("TZ", sSaved.c_str(), 1);
-    } else {
-        unsetenv("TZ");
-    }
-    tzset();
-}
-
-TEST(FruDateTime, NoOutputIsAnInternalError)
-{
-    CapturedOutput output;
-    EXPECT_FALSE(ConvertCurrentDateTimeToHex(nullptr));
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error! \n");
 }

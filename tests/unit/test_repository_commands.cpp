@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "base/working_storage.h"
+#include "bmc/fru_field_update.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/talk_to_bmc.h"
@@ -354,6 +355,126 @@ TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
               "cc = CB \n");
+}
+
+TEST_F(RepositoryCommandTest, TwentyBytesAreReadAndWrittenAsSixteenAndFour)
+{
+    std::vector<unsigned char> au8First = {16};
+    for (unsigned char i = 0; i < 16; ++i) {
+        au8First.push_back(static_cast<unsigned char>(0x40 + i));
+    }
+    Ok(au8First);
+    Ok({4, 0x50, 0x51, 0x52, 0x53});
+    Ok({16});
+    Ok({4});
+    unsigned char au8Bytes[20] = {};
+    CapturedOutput output;
+    EXPECT_TRUE(ReadFRUBytes(1, 0x100, 20, au8Bytes));
+    EXPECT_TRUE(WriteFRUBytes(1, 0x200, 20, au8Bytes));
+    output.Finish();
+    EXPECT_EQ(au8Bytes[0], 0x40);
+    EXPECT_EQ(au8Bytes[19], 0x53);
+    const std::string sBytes(reinterpret_cast<const char*>(au8Bytes), sizeof au8Bytes);
+    EXPECT_EQ(Requests(),
+              (std::vector<std::string>{"RawRequest 28 11 capacity=100 [01 00 01 10]",
+                                        "RawRequest 28 11 capacity=100 [01 10 01 04]",
+                                        "RawRequest 28 12 capacity=100 [01 00 02 " + HexBytes(sBytes, 0, 16) + "]",
+                                        "RawRequest 28 12 capacity=100 [01 10 02 " + HexBytes(sBytes, 16, 4) + "]"}));
+}
+
+// A board area at 8 of two units (checksum at 0x17) holding "abc" at 0x10
+// after the type/length byte C3.
+class FieldUpdateTest : public RepositoryCommandTest {
+protected:
+    void QueueReads()
+    {
+        Ok({8, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFE});
+        Ok({1, 0xC3});
+        Ok({3, 'a', 'b', 'c'});
+        Ok({1, 0x02});
+        Ok({1, 0x10});
+    }
+    static FRUUpdateRequest BoardSerial()
+    {
+        FRUUpdateRequest request = {};
+        std::strcpy(request.achFieldName, "snBoard");
+        request.u16Offset = 0x10;
+        request.u32StringType = 3;
+        request.u8StringLength = 3;
+        std::memcpy(request.au8EncodedData, "XYZ", 3);
+        return request;
+    }
+    const std::vector<std::string> m_asReads = {
+        "RawRequest 28 11 capacity=100 [00 00 00 08]", "RawRequest 28 11 capacity=100 [00 0F 00 01]",
+        "RawRequest 28 11 capacity=100 [00 10 00 03]", "RawRequest 28 11 capacity=100 [00 09 00 01]",
+        "RawRequest 28 11 capacity=100 [00 17 00 01]"};
+};
+
+// The checksum keeps the area's sum: 10 + (61+62+63+C3) - (58+59+5A+C3) = 2B.
+TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
+{
+    QueueReads();
+    m_stub->Answer(0, 0x00, {1});
+    FRUUpdateRequest request = BoardSerial();
+    CapturedOutput output;
+    EXPECT_TRUE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    std::vector<std::string> asExpected = m_asReads;
+    asExpected.push_back("RawRequest 28 12 capacity=100 [00 0F 00 C3]");
+    asExpected.push_back("RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]");
+    asExpected.push_back("RawRequest 28 12 capacity=100 [00 17 00 2B]");
+    EXPECT_EQ(Requests(), asExpected);
+    EXPECT_EQ(output.Err(), "");
+}
+
+TEST_F(FieldUpdateTest, ALengthThatDiffersFromTheDeviceWritesNothing)
+{
+    Ok({8, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFE});
+    Ok({1, 0xC4});
+    FRUUpdateRequest request = BoardSerial();
+    CapturedOutput output;
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    EXPECT_EQ(Requests().size(), 2u);
+    EXPECT_EQ(output.Err(), "<ERROR> String length specified must match string length in the FRU Inventory! \n");
+}
+
+TEST_F(FieldUpdateTest, AFailedDataWriteEndsTheSequenceBeforeTheChecksum)
+{
+    QueueReads();
+    Ok({1});
+    m_stub->Answer(0, 0xC1, {});
+    FRUUpdateRequest request = BoardSerial();
+    CapturedOutput output;
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    std::vector<std::string> asExpected = m_asReads;
+    asExpected.push_back("RawRequest 28 12 capacity=100 [00 0F 00 C3]");
+    asExpected.push_back("RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]");
+    EXPECT_EQ(Requests(), asExpected);
+}
+
+TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
+{
+    Ok({8, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFE});
+    Ok({3, 0x00, 0x00, 0x00});
+    Ok({1, 0x02});
+    Ok({1, 0x10});
+    m_stub->Answer(0, 0x00, {1});
+    FRUUpdateRequest request = {};
+    std::strcpy(request.achFieldName, "datetime");
+    request.u16Offset = 0x0B;
+    request.au8EncodedData[0] = 0x01;
+    request.au8EncodedData[1] = 0x02;
+    request.au8EncodedData[2] = 0x03;
+    CapturedOutput output;
+    EXPECT_TRUE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    EXPECT_EQ(Requests(),
+              (std::vector<std::string>{
+                  "RawRequest 28 11 capacity=100 [00 00 00 08]", "RawRequest 28 11 capacity=100 [00 0B 00 03]",
+                  "RawRequest 28 11 capacity=100 [00 09 00 01]", "RawRequest 28 11 capacity=100 [00 17 00 01]",
+                  "RawRequest 28 12 capacity=100 [00 0B 00 01 02 03]", "RawRequest 28 12 capacity=100 [00 17 00 0A]"}));
 }
 
 }  // namespace

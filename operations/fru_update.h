@@ -1,0 +1,8 @@
+// -updateFRU: a checked and encoded field update carried out on the BMC.
+#pragma once
+
+#include "fru/fru_update_encoding.h"
+
+// Opens the session, writes the field, closes the session and prints the
+// result line; 0 when the field was written, 1 otherwise.
+int UpdateFRUField(FRUUpdateRequest* psRequest);

@@ -1,0 +1,6 @@
+// -t: tests a local SDR or FRU file, text or binary, without the BMC.
+#pragma once
+
+// Reads the file with the SDR or the FRU reader and says whether it is
+// free of errors: 0 when it is, 1 otherwise.
+int TestFile(bool bIsSDR, const char* pchFileName);

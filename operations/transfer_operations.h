@@ -1,0 +1,12 @@
+// -d, -u and -v: moving SDR and FRU data between a local file and the BMC.
+// Each takes its arguments checked; each prints its own progress and
+// result and returns the exit status (0 success, 1 failure).
+#pragma once
+
+// The file into the BMC's SDR repository, or into FRU device u16FruID.
+int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID);
+// The repository, or FRU device u16FruID, into a text file in the given
+// encoding; asks first when the file exists.
+int UploadToFile(bool bIsSDR, const char* pchFileName, unsigned int u32Encoding, unsigned short u16FruID);
+// Whether the BMC holds what the file holds.
+int VerifyFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID);
