@@ -21,6 +21,15 @@ struct SDREntry {
 
 static_assert(sizeof(SDREntry) == 106, "an SDR list slot is 106 bytes");
 
+// A record list: its slots and how many there are. The working storage's
+// two lists have SDR_LIST_SLOT_COUNT; a caller that reads or compares a
+// few records (a test, a fuzz target) can hand the readers a smaller one.
+// A list holds at most uSlotCount - 1 records: its last slot stays free.
+struct SDRList {
+    SDREntry* psSlots;
+    unsigned int uSlotCount;
+};
+
 // A slot holds a record when it has a length and is not marked free.
 inline bool IsSDRSlotOccupied(const SDREntry& entry)
 {

@@ -69,6 +69,16 @@ void SetWorkingStorageAllocator(TWorkingStorageAllocator pfnAllocator)
     S_pfnAllocator = pfnAllocator != nullptr ? pfnAllocator : std::calloc;
 }
 
+SDRList LocalSDRList()
+{
+    return {G_psLocalSDREntryList, SDR_LIST_SLOT_COUNT};
+}
+
+SDRList RepositorySDRList()
+{
+    return {G_psRepositorySDREntryList, SDR_LIST_SLOT_COUNT};
+}
+
 bool VLInit()
 {
     ReleaseAll();  // a second VLInit in one run must not leak the first

@@ -13,6 +13,10 @@ extern unsigned char* G_pu8InventoryFRUDataBuffer;  // FRU image from the BMC
 extern unsigned short G_u16RawDataSizeFromFRUFile;
 extern unsigned short G_u16ReadSizeFromFRUInventory;
 
+// The two record lists as the readers, writers and comparison take them.
+SDRList LocalSDRList();
+SDRList RepositorySDRList();
+
 // Allocates both record lists with every slot free and clears the FRU
 // images; false (with a message) when memory is exhausted.
 bool VLInit();

@@ -269,7 +269,7 @@ private:
         if (uPacked > LocalFRUImageRoom()) {
             return AppendImageBytes(nullptr, uPacked, m_pchAreaName);  // reports the overflow
         }
-        unsigned char* pu8Out = G_pu8LocalFRUDataBuffer + G_u16RawDataSizeFromFRUFile;
+        unsigned char* pu8Out = LocalFRUImageData() + LocalFRUImageSize();
         const bool bConverted = sText.find('\0') == std::string::npos &&
                                 (u8Type == 2 ? ConvertASCIIStrToSixBitASCII(sText.c_str(), pu8Out)
                                              : ConvertASCIIStrToBCDPlus(sText.c_str(), pu8Out)) == 1;
@@ -278,7 +278,7 @@ private:
                                m_pchAreaName, QuotedLineNumber());
             return false;
         }
-        G_u16RawDataSizeFromFRUFile = static_cast<unsigned short>(G_u16RawDataSizeFromFRUFile + uPacked);
+        SetLocalFRUImageSize(static_cast<unsigned short>(LocalFRUImageSize() + uPacked));
         m_iAppended += static_cast<int>(uPacked);
         return true;
     }
@@ -318,8 +318,8 @@ private:
             return To8Bit(pu8Bytes, uCount, true, sText) && Append(reinterpret_cast<const unsigned char*>(sText.data()),
                                                                    static_cast<unsigned int>(sText.size()));
         }
-        const unsigned short u16Size = G_u16RawDataSizeFromFRUFile;
-        const unsigned char u8TypeLength = u16Size > 0 ? G_pu8LocalFRUDataBuffer[u16Size - 1] : 0;
+        const unsigned short u16Size = LocalFRUImageSize();
+        const unsigned char u8TypeLength = u16Size > 0 ? LocalFRUImageData()[u16Size - 1] : 0;
         const unsigned char u8Type = u8TypeLength >> 6;
         const unsigned char u8Length = u8TypeLength & 0x3F;
         switch (u8Type) {

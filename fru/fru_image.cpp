@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstring>
+#include <new>
 
 #include "base/working_storage.h"
 #include "encoding/text_tokens.h"
@@ -271,22 +272,76 @@ int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Coun
     return (uSum & 0xFF) == 0 ? 1 : 0;
 }
 
+namespace {
+
+FRUImage* S_psTargetImage = nullptr;  // null: the working storage's
+
+unsigned long LocalFRUImageCapacity()
+{
+    return S_psTargetImage != nullptr ? S_psTargetImage->au8Bytes.size() : LocalFRUBufferCapacity();
+}
+
+bool AllocateTargetImage(unsigned long ulBytes)
+{
+    if (S_psTargetImage == nullptr) {
+        return AllocateLocalFRUBuffer(ulBytes);
+    }
+    try {
+        S_psTargetImage->au8Bytes.assign(ulBytes, 0);
+    } catch (const std::bad_alloc&) {
+        S_psTargetImage->au8Bytes.clear();
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+unsigned char* LocalFRUImageData()
+{
+    if (S_psTargetImage != nullptr) {
+        return S_psTargetImage->au8Bytes.empty() ? nullptr : S_psTargetImage->au8Bytes.data();
+    }
+    return G_pu8LocalFRUDataBuffer;
+}
+
+unsigned short LocalFRUImageSize()
+{
+    return S_psTargetImage != nullptr ? S_psTargetImage->u16Size : G_u16RawDataSizeFromFRUFile;
+}
+
+void SetLocalFRUImageSize(unsigned short u16Size)
+{
+    (S_psTargetImage != nullptr ? S_psTargetImage->u16Size : G_u16RawDataSizeFromFRUFile) = u16Size;
+}
+
+FRUImageTarget::FRUImageTarget(FRUImage* psImage) : m_psPrevious(S_psTargetImage)
+{
+    S_psTargetImage = psImage;
+}
+
+FRUImageTarget::~FRUImageTarget()
+{
+    S_psTargetImage = m_psPrevious;
+}
+
 int AllocateLocalFRUImage(unsigned long ulFileSize)
 {
-    G_u16RawDataSizeFromFRUFile = 0;
+    SetLocalFRUImageSize(0);
     // A text file is longer than the image it spells out, but the padding
     // the reader supplies after C1 is not in the file: room for any image.
-    return AllocateLocalFRUBuffer(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1) ? 1 : 0;
+    return AllocateTargetImage(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1) ? 1 : 0;
 }
 
 unsigned int LocalFRUImageRoom()
 {
-    const unsigned long ulCapacity = LocalFRUBufferCapacity();
-    if (G_pu8LocalFRUDataBuffer == nullptr || ulCapacity <= G_u16RawDataSizeFromFRUFile) {
+    const unsigned long ulCapacity = LocalFRUImageCapacity();
+    const unsigned short u16Size = LocalFRUImageSize();
+    if (LocalFRUImageData() == nullptr || ulCapacity <= u16Size) {
         return 0;
     }
-    const unsigned long ulRoom = ulCapacity - G_u16RawDataSizeFromFRUFile;
-    const unsigned long ulBelowLimit = FRU_MAX_IMAGE_SIZE - G_u16RawDataSizeFromFRUFile;
+    const unsigned long ulRoom = ulCapacity - u16Size;
+    const unsigned long ulBelowLimit = FRU_MAX_IMAGE_SIZE - u16Size;
     return static_cast<unsigned int>(ulRoom < ulBelowLimit ? ulRoom : ulBelowLimit);
 }
 
@@ -295,8 +350,9 @@ int AppendLocalFRUBytes(const unsigned char* pu8Bytes, unsigned int uCount)
     if (uCount > LocalFRUImageRoom()) {
         return 0;
     }
-    std::memcpy(G_pu8LocalFRUDataBuffer + G_u16RawDataSizeFromFRUFile, pu8Bytes, uCount);
-    G_u16RawDataSizeFromFRUFile = static_cast<unsigned short>(G_u16RawDataSizeFromFRUFile + uCount);
+    const unsigned short u16Size = LocalFRUImageSize();
+    std::memcpy(LocalFRUImageData() + u16Size, pu8Bytes, uCount);
+    SetLocalFRUImageSize(static_cast<unsigned short>(u16Size + uCount));
     return 1;
 }
 
@@ -338,14 +394,19 @@ int FRUSearchInvalidArea(TextReaderContext* psContext, char* pchLine)
 
 int FRUCompare()
 {
-    const unsigned short u16Size = G_u16RawDataSizeFromFRUFile;
-    if (u16Size == 0) {
+    return CompareFRUImages(G_pu8LocalFRUDataBuffer, G_u16RawDataSizeFromFRUFile, G_pu8InventoryFRUDataBuffer,
+                            G_u16ReadSizeFromFRUInventory);
+}
+
+int CompareFRUImages(const unsigned char* pu8Local, unsigned short u16LocalSize, const unsigned char* pu8Inventory,
+                     unsigned short u16InventorySize)
+{
+    if (u16LocalSize == 0) {
         return 1;
     }
     // An inventory shorter than the file's image cannot hold the same bytes.
-    if (G_pu8LocalFRUDataBuffer == nullptr || G_pu8InventoryFRUDataBuffer == nullptr ||
-        G_u16ReadSizeFromFRUInventory < u16Size) {
+    if (pu8Local == nullptr || pu8Inventory == nullptr || u16InventorySize < u16LocalSize) {
         return 0;
     }
-    return std::memcmp(G_pu8LocalFRUDataBuffer, G_pu8InventoryFRUDataBuffer, u16Size) == 0 ? 1 : 0;
+    return std::memcmp(pu8Local, pu8Inventory, u16LocalSize) == 0 ? 1 : 0;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <vector>
 
 #include "encoding/text_encoding.h"
 
@@ -60,6 +61,33 @@ int FRUGetAreaInfo(const unsigned char* pu8Header, int iMode, FRUAreaInfo* psTab
 int CanKnowFRULengthFromCommonArea(const FRUAreaInfo* psTable);
 int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Count, unsigned char u8Checksum);
 
+// An image a FRU file is read into when the caller owns it (a test, a
+// fuzz target) instead of the working storage: its bytes are the first
+// u16Size of au8Bytes, which is its room.
+struct FRUImage {
+    std::vector<unsigned char> au8Bytes;
+    unsigned short u16Size = 0;
+};
+
+// The image the FRU reader builds. Its steps keep the signatures they have
+// always had, so they reach it through these: the working storage's local
+// image (G_pu8LocalFRUDataBuffer, G_u16RawDataSizeFromFRUFile), unless a
+// FRUImageTarget names a caller's image for the length of one read.
+unsigned char* LocalFRUImageData();
+unsigned short LocalFRUImageSize();
+void SetLocalFRUImageSize(unsigned short u16Size);
+
+class FRUImageTarget {
+public:
+    explicit FRUImageTarget(FRUImage* psImage);
+    ~FRUImageTarget();
+    FRUImageTarget(const FRUImageTarget&) = delete;
+    FRUImageTarget& operator=(const FRUImageTarget&) = delete;
+
+private:
+    FRUImage* m_psPrevious;
+};
+
 // Allocates the local image zero-filled with room for at least the file
 // size and for any image (64 KiB); sets the size to 0. 1, or 0 on failure.
 int AllocateLocalFRUImage(unsigned long ulFileSize);
@@ -74,5 +102,8 @@ int FRUReadRawData(FILE* pFile);
 // After the block's ")": 1 when the rest of the line or any later line
 // holds something besides blanks and comments.
 int FRUSearchInvalidArea(TextReaderContext* psContext, char* pchLine);
-// 1 when the local image's bytes equal the inventory image's.
+// 1 when the local image's bytes equal the inventory image's: the working
+// storage's (FRUCompare) or any two. An empty local image equals anything.
 int FRUCompare();
+int CompareFRUImages(const unsigned char* pu8Local, unsigned short u16LocalSize, const unsigned char* pu8Inventory,
+                     unsigned short u16InventorySize);

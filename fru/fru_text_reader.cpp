@@ -52,12 +52,12 @@ int LineNumber(const TextReaderContext* psContext)
 
 const unsigned char* Image()
 {
-    return G_pu8LocalFRUDataBuffer;
+    return LocalFRUImageData();
 }
 
 unsigned short ImageSize()
 {
-    return G_u16RawDataSizeFromFRUFile;
+    return LocalFRUImageSize();
 }
 
 bool CheckAreaOffset(const FRUAreaInfo* psArea)
@@ -150,12 +150,12 @@ int ReadBinaryImage(TextReaderContext* psContext)
 {
     std::printf("Recognize FRU File as binary format ");
     std::rewind(psContext->pFile);
-    G_u16RawDataSizeFromFRUFile = 0;
+    SetLocalFRUImageSize(0);
     if (!FRUReadRawData(psContext->pFile)) {
         std::fprintf(stderr, "<ERROR> %s is not a correct FRU file. \n", psContext->achFilePath);
         return 0;
     }
-    return FRUValidateRawData(G_pu8LocalFRUDataBuffer, G_u16RawDataSizeFromFRUFile, FRU_CHECK_BINARY_FILE);
+    return FRUValidateRawData(Image(), ImageSize(), FRU_CHECK_BINARY_FILE);
 }
 
 int ReadAreas(TextReaderContext* psContext, char* pchLine)
@@ -163,8 +163,7 @@ int ReadAreas(TextReaderContext* psContext, char* pchLine)
     FRUAreaInfo asTable[FRU_AREA_COUNT];
     InitFRUAreaTable(asTable);
     pchLine[0] = '\0';
-    if (!FRUReadCommonArea(psContext, pchLine) ||
-        !FRUGetAreaInfo(G_pu8LocalFRUDataBuffer, FRU_CHECK_BINARY_FILE, asTable)) {
+    if (!FRUReadCommonArea(psContext, pchLine) || !FRUGetAreaInfo(Image(), FRU_CHECK_BINARY_FILE, asTable)) {
         return 0;
     }
     if (asTable[FRU_AREA_INTERNAL].u16Offset != 0) {
@@ -430,13 +429,16 @@ int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
     return 1;
 }
 
-int ReadFRUFile(const char* pchPath)
+namespace {
+
+// The whole read, into the image the FRU reader builds (see FRUImageTarget).
+int ReadFRUFileIntoTarget(const char* pchPath)
 {
     if (pchPath == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
-    G_u16RawDataSizeFromFRUFile = 0;
+    SetLocalFRUImageSize(0);
     unsigned int u32Encoding = FILE_ENCODING_ASCII;
     if (!GetReaderFileEncoding(pchPath, &u32Encoding)) {
         return 0;
@@ -470,4 +472,21 @@ int ReadFRUFile(const char* pchPath)
     }
     ReleaseTextReader(&context);
     return iResult;
+}
+
+}  // namespace
+
+int ReadFRUFile(const char* pchPath)
+{
+    return ReadFRUFileIntoTarget(pchPath);
+}
+
+int ReadFRUFileToImage(const char* pchPath, FRUImage* psImage)
+{
+    if (psImage == nullptr) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return 0;
+    }
+    FRUImageTarget target(psImage);
+    return ReadFRUFileIntoTarget(pchPath);
 }

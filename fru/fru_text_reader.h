@@ -10,8 +10,10 @@
 #define FRU_TAG_BLOCK_START "_FRU ("
 #define FRU_TAG_BLOCK_END ")"
 
-// 1 when the image was built (and, for a binary file, validated), else 0.
+// 1 when the image was built (and, for a binary file, validated), else 0:
+// into the working storage's local image (ReadFRUFile) or a caller's.
 int ReadFRUFile(const char* pchPath);
+int ReadFRUFileToImage(const char* pchPath, FRUImage* psImage);
 
 // Reads lines until one holds the start tag: 1 found, 0 end of file.
 // *piDataBefore is set when a non-empty line precedes the tag line or the

@@ -548,11 +548,17 @@ int WriteImage(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
 
 int SaveFRUFile(const char* pchPath, unsigned int u32Encoding)
 {
-    if (pchPath == nullptr || G_pu8InventoryFRUDataBuffer == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+    return SaveFRUImageToFile(pchPath, G_pu8InventoryFRUDataBuffer, G_u16ReadSizeFromFRUInventory, u32Encoding);
+}
+
+int SaveFRUImageToFile(const char* pchPath, const unsigned char* pu8Image, unsigned short u16Size,
+                       unsigned int u32Encoding)
+{
+    if (pchPath == nullptr || pu8Image == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
-    if (!FRUValidateRawData(G_pu8InventoryFRUDataBuffer, G_u16ReadSizeFromFRUInventory, FRU_CHECK_BMC)) {
+    if (!FRUValidateRawData(pu8Image, u16Size, FRU_CHECK_BMC)) {
         return 0;
     }
     FILE* pFile = std::fopen(pchPath, "wb");
@@ -560,7 +566,7 @@ int SaveFRUFile(const char* pchPath, unsigned int u32Encoding)
         std::fprintf(stderr, "<ERROR> Cannot open file %s! \n", pchPath);
         return 0;
     }
-    FRUWriteCursor cursor = {G_pu8InventoryFRUDataBuffer, 0, u32Encoding, G_u16ReadSizeFromFRUInventory, false};
+    FRUWriteCursor cursor = {pu8Image, 0, u32Encoding, u16Size, false};
     if (!WriteImage(pFile, pchPath, &cursor)) {
         if (!cursor.bClosed) {
             std::fclose(pFile);

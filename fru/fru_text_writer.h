@@ -11,9 +11,12 @@ struct FRUWriteCursor {
     bool bClosed;                // a write or a refusal has closed the file
 };
 
-// Writes G_pu8InventoryFRUDataBuffer. 1 on success, 0 on failure (reported,
-// except for a non-empty binary field in an info area).
+// Writes G_pu8InventoryFRUDataBuffer (SaveFRUFile) or any image. 1 on
+// success, 0 on failure (reported, except for a non-empty binary field in
+// an info area).
 int SaveFRUFile(const char* pchPath, unsigned int u32Encoding);
+int SaveFRUImageToFile(const char* pchPath, const unsigned char* pu8Image, unsigned short u16Size,
+                       unsigned int u32Encoding);
 
 int FRUWriteCommonArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor);
 int FRUWriteInternalArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor);

@@ -3,11 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
-#include "base/working_storage.h"
 #include "fru/fru_image.h"
 #include "fru/fru_text_reader.h"
 #include "fru/fru_text_writer.h"
@@ -17,25 +16,19 @@ using namespace valdrn_fuzz;
 
 namespace {
 
-void ReportFirstDifference(const uint8_t* pu8Image, std::size_t uSize)
+void ReportFirstDifference(const FRUImage& readBack, const uint8_t* pu8Image, std::size_t uSize)
 {
-    for (unsigned int i = 0; i < G_u16RawDataSizeFromFRUFile && i < uSize; ++i) {
-        if (G_pu8LocalFRUDataBuffer[i] != pu8Image[i]) {
-            std::fprintf(stderr, "first difference at %u: %02X read back, %02X written\n", i,
-                         G_pu8LocalFRUDataBuffer[i], pu8Image[i]);
+    for (unsigned int i = 0; i < readBack.u16Size && i < uSize; ++i) {
+        if (readBack.au8Bytes[i] != pu8Image[i]) {
+            std::fprintf(stderr, "first difference at %u: %02X read back, %02X written\n", i, readBack.au8Bytes[i],
+                         pu8Image[i]);
             return;
         }
     }
-    std::fprintf(stderr, "%u bytes read back of %zu written\n", G_u16RawDataSizeFromFRUFile, uSize);
+    std::fprintf(stderr, "%u bytes read back of %zu written\n", readBack.u16Size, uSize);
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    InitWorkingStorage();
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
 {
@@ -47,18 +40,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
         return 0;  // the writer refuses these itself; nothing to compare
     }
     static const std::string sPath = ScratchFile("out.fru");
+    // The inventory as read from the BMC, in a buffer of exactly its size:
+    // reading one byte past it is caught.
+    std::unique_ptr<unsigned char[]> pu8Inventory(new unsigned char[uSize]);
+    std::memcpy(pu8Inventory.get(), pu8Data, uSize);
     for (unsigned int u32Encoding = 0; u32Encoding < 3; ++u32Encoding) {
-        // The inventory as read from the BMC, in a buffer of exactly its size.
-        std::free(G_pu8InventoryFRUDataBuffer);
-        G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::malloc(uSize));
-        std::memcpy(G_pu8InventoryFRUDataBuffer, pu8Data, uSize);
-        G_u16ReadSizeFromFRUInventory = u16Size;
-        if (SaveFRUFile(sPath.c_str(), u32Encoding) != 1) {
+        if (SaveFRUImageToFile(sPath.c_str(), pu8Inventory.get(), u16Size, u32Encoding) != 1) {
             continue;  // refused (a Unicode field in an 8-bit file), reported
         }
-        const bool bRead = ReadFRUFile(sPath.c_str()) == 1;
-        if (!bRead || G_u16RawDataSizeFromFRUFile == 0 || FRUCompare() != 1) {
-            ReportFirstDifference(pu8Data, uSize);
+        FRUImage readBack;
+        const bool bRead = ReadFRUFileToImage(sPath.c_str(), &readBack) == 1;
+        if (!bRead || readBack.u16Size == 0 ||
+            CompareFRUImages(readBack.au8Bytes.data(), readBack.u16Size, pu8Inventory.get(), u16Size) != 1) {
+            ReportFirstDifference(readBack, pu8Data, uSize);
             Finding(bRead ? "a written FRU file reads back as another image" : "a written FRU file does not read back");
         }
     }

@@ -1,4 +1,3 @@
-// The binary SDR file reader (formats 0, 1 and 2) on any file.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -8,21 +7,15 @@
 
 using namespace valdrn_fuzz;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    InitWorkingStorage();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
 {
     static const std::string sPath = ScratchFile("in.bin");
+    static ScratchSDRList list;
     WriteWholeFile(sPath, std::string(reinterpret_cast<const char*>(pu8Data), uSize));
     unsigned short u16Count = 0;
-    const unsigned int uResult = ReadSDRBinFile(sPath.c_str(), &u16Count);
+    const unsigned int uResult = ReadSDRBinFileToList(sPath.c_str(), list.ForInput(uSize), &u16Count);
     if (uResult == SDR_READ_DONE && u16Count > uSize) {
         Finding("more records than input bytes");
     }
-    ResetSDRLists(uSize);
     return 0;
 }

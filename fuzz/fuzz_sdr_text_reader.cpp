@@ -1,4 +1,3 @@
-// The SDR text file reader, in each of its three encodings.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -8,19 +7,13 @@
 
 using namespace valdrn_fuzz;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    InitWorkingStorage();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
 {
     static const std::string sPath = ScratchFile("in.sdr");
+    static ScratchSDRList list;
     const std::string sFile = TextFileFromInput(pu8Data, uSize);
     WriteWholeFile(sPath, sFile);
     unsigned short u16Count = 0;
-    ReadSDRFile(sPath.c_str(), &u16Count);
-    ResetSDRLists(sFile.size());
+    ReadSDRFileToList(sPath.c_str(), list.ForInput(sFile.size()), &u16Count);
     return 0;
 }

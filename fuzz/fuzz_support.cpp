@@ -62,18 +62,15 @@ std::string ReadWholeFile(const std::string& sPath)
     return contents.str();
 }
 
-void InitWorkingStorage()
+SDRList ScratchSDRList::ForInput(std::size_t uInputSize)
 {
-    if (!VLInit()) {
-        Finding("no working storage");
+    const auto uSlots =
+        static_cast<unsigned int>(uInputSize + 2 < SDR_LIST_SLOT_COUNT ? uInputSize + 2 : SDR_LIST_SLOT_COUNT);
+    if (m_aSlots.size() < uSlots) {
+        m_aSlots.resize(uSlots);
     }
-}
-
-void ResetSDRLists(std::size_t uInputSize)
-{
-    const std::size_t uSlots = uInputSize + 2 < SDR_LIST_SLOT_COUNT ? uInputSize + 2 : SDR_LIST_SLOT_COUNT;
-    MarkSDRSlotsFree(G_psLocalSDREntryList, static_cast<unsigned int>(uSlots));
-    MarkSDRSlotsFree(G_psRepositorySDREntryList, static_cast<unsigned int>(uSlots));
+    MarkSDRSlotsFree(m_aSlots.data(), uSlots);
+    return {m_aSlots.data(), uSlots};
 }
 
 std::string TextFileFromInput(const uint8_t* pu8Data, std::size_t uSize)

@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include "base/sdr_entry.h"
 
 namespace valdrn_fuzz {
 
@@ -15,11 +18,17 @@ std::string ScratchFile(const char* pchName);
 void WriteWholeFile(const std::string& sPath, const std::string& sBytes);
 std::string ReadWholeFile(const std::string& sPath);
 
-// Working storage as a fresh run has it, made once for the process.
-void InitWorkingStorage();
-// Frees again the list slots a run on uInputSize bytes can have filled:
-// every record takes at least one byte of input.
-void ResetSDRLists(std::size_t uInputSize);
+// A record list for one run on uInputSize bytes: every slot free, and as
+// many as such an input can fill (every record takes at least one byte of
+// input), so that no run needs the working storage's lists of 65535 slots
+// each. The slots are kept from run to run.
+class ScratchSDRList {
+public:
+    SDRList ForInput(std::size_t uInputSize);
+
+private:
+    std::vector<SDREntry> m_aSlots;
+};
 
 // The first byte chooses how the rest becomes a text file, so that each
 // reader's three decoders see structured text: 0 as it is, 1 as UTF-8 with

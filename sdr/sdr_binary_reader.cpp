@@ -64,17 +64,19 @@ void ReportFormatError()
     std::fputs("SDR binary file format error:\n", stderr);
 }
 
-bool ReportCountExceeded()
+// The working storage's lists have 0xFFFF slots: the limit the message
+// has always named.
+bool ReportCountExceeded(SDRList list)
 {
-    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", 0xFFFF);
+    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", list.uSlotCount);
     return false;
 }
 
 // Format 2 never stops at the list's limit by itself (its files are at
 // most 64 KiB); the slots must not overrun all the same.
-bool HasFreeSlot(unsigned short u16RecordCount)
+bool HasFreeSlot(SDRList list, unsigned short u16RecordCount)
 {
-    return u16RecordCount < SDR_LIST_SLOT_COUNT || ReportCountExceeded();
+    return u16RecordCount < list.uSlotCount || ReportCountExceeded(list);
 }
 
 struct Format {
@@ -100,19 +102,18 @@ Format RecogniseFormat(const unsigned char* pu8Data, unsigned long ulSize)
 }
 
 unsigned int ReadVersionZeroOrOneRecords(const unsigned char* pu8Data, unsigned long ulSize, const Format& format,
-                                         unsigned short* pu16RecordCount)
+                                         SDRList list, unsigned short* pu16RecordCount)
 {
     unsigned long ulOffset = format.ulStart;
     unsigned int uRead = 0;
     while (ulOffset < ulSize) {
-        if (SDRReadOneBinRecord(pu8Data, ulSize, &ulOffset, &G_psLocalSDREntryList[*pu16RecordCount]) !=
-            SDR_RECORD_OK) {
+        if (SDRReadOneBinRecord(pu8Data, ulSize, &ulOffset, &list.psSlots[*pu16RecordCount]) != SDR_RECORD_OK) {
             return SDR_READ_FAILED;
         }
         ++uRead;
         ++*pu16RecordCount;
-        if (*pu16RecordCount > SDR_MAX_RECORD_COUNT) {
-            ReportCountExceeded();
+        if (*pu16RecordCount >= list.uSlotCount) {
+            ReportCountExceeded(list);
             return SDR_READ_FAILED;
         }
     }
@@ -211,14 +212,20 @@ unsigned int SDRReadVersionTwoBinRecords(const unsigned char* pu8Data, unsigned 
                                          unsigned short u16Count, unsigned long ulOffset,
                                          unsigned short* pu16RecordCount)
 {
+    return ReadVersionTwoBinRecordsToList(pu8Data, ulFileSize, u16Count, ulOffset, LocalSDRList(), pu16RecordCount);
+}
+
+unsigned int ReadVersionTwoBinRecordsToList(const unsigned char* pu8Data, unsigned long ulFileSize,
+                                            unsigned short u16Count, unsigned long ulOffset, SDRList list,
+                                            unsigned short* pu16RecordCount)
+{
     unsigned int uRead = 0;
     // A file that ends before the header's count is reached is accepted.
     while (ulOffset < ulFileSize) {
-        if (!HasFreeSlot(*pu16RecordCount)) {
+        if (!HasFreeSlot(list, *pu16RecordCount)) {
             return SDR_READ_FAILED;
         }
-        if (SDRReadOneBinRecord(pu8Data, ulFileSize, &ulOffset, &G_psLocalSDREntryList[*pu16RecordCount]) !=
-            SDR_RECORD_OK) {
+        if (SDRReadOneBinRecord(pu8Data, ulFileSize, &ulOffset, &list.psSlots[*pu16RecordCount]) != SDR_RECORD_OK) {
             ReportFormatError();
             return SDR_READ_FAILED;
         }
@@ -238,7 +245,8 @@ unsigned int SDRReadVersionTwoBinRecords(const unsigned char* pu8Data, unsigned 
 
 namespace {
 
-unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, unsigned short* pu16RecordCount)
+unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, SDRList list,
+                            unsigned short* pu16RecordCount)
 {
     const Format format = RecogniseFormat(pu8Data, ulSize);
     if (format.iVersion < 0) {
@@ -251,22 +259,27 @@ unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, 
     std::printf("Recognize SDR File as binary format version %d (%d records) \n", format.iVersion, format.u16Count);
     std::printf("Start to process SDR file (total 0x%lX bytes) \n", ulSize);
     if (format.iVersion == 2) {
-        return SDRReadVersionTwoBinRecords(pu8Data, ulSize, format.u16Count, format.ulStart, pu16RecordCount) ==
-                       SDR_READ_DONE
+        return ReadVersionTwoBinRecordsToList(pu8Data, ulSize, format.u16Count, format.ulStart, list,
+                                              pu16RecordCount) == SDR_READ_DONE
                    ? SDR_READ_DONE
                    : SDR_READ_FAILED;
     }
-    if (!HasFreeSlot(*pu16RecordCount)) {
+    if (!HasFreeSlot(list, *pu16RecordCount)) {
         return SDR_READ_FAILED;
     }
-    return ReadVersionZeroOrOneRecords(pu8Data, ulSize, format, pu16RecordCount);
+    return ReadVersionZeroOrOneRecords(pu8Data, ulSize, format, list, pu16RecordCount);
 }
 
 }  // namespace
 
 unsigned int ReadSDRBinFile(const char* pchPath, unsigned short* pu16RecordCount)
 {
-    if (pchPath == nullptr || pu16RecordCount == nullptr || G_psLocalSDREntryList == nullptr) {
+    return ReadSDRBinFileToList(pchPath, LocalSDRList(), pu16RecordCount);
+}
+
+unsigned int ReadSDRBinFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount)
+{
+    if (pchPath == nullptr || pu16RecordCount == nullptr || list.psSlots == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return SDR_READ_FAILED;
     }
@@ -300,7 +313,7 @@ unsigned int ReadSDRBinFile(const char* pchPath, unsigned short* pu16RecordCount
     std::fclose(pFile);
     unsigned int uResult = SDR_READ_FAILED;
     if (uRead >= 1) {
-        uResult = ReadSDRBinData(pu8Data, ulSize, pu16RecordCount);
+        uResult = ReadSDRBinData(pu8Data, ulSize, list, pu16RecordCount);
     }
     std::free(pu8Data);
     return uResult;

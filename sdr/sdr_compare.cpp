@@ -33,28 +33,34 @@ void TraceRecord(const char* pchFormat, unsigned int uIndex, const SDREntry& ent
 
 int SDRCompare(unsigned short u16FileCount, unsigned short u16BMCCount)
 {
+    return CompareSDRLists(LocalSDRList(), u16FileCount, RepositorySDRList(), u16BMCCount);
+}
+
+int CompareSDRLists(SDRList fileList, unsigned short u16FileCount, SDRList bmcList, unsigned short u16BMCCount)
+{
     DebugMessage("Record number: in local file is %d, in BMC is %d \n", u16FileCount, u16BMCCount);
     if (u16FileCount != u16BMCCount) {
         std::fprintf(stderr, "Record number different: in file is %d, in BMC is %d\n", u16FileCount, u16BMCCount);
         return 0;
     }
-    if (G_psLocalSDREntryList == nullptr || G_psRepositorySDREntryList == nullptr) {
+    if (fileList.psSlots == nullptr || bmcList.psSlots == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
-    const unsigned int uCount = u16FileCount < SDR_LIST_SLOT_COUNT ? u16FileCount : SDR_LIST_SLOT_COUNT;
+    unsigned int uCount = u16FileCount < fileList.uSlotCount ? u16FileCount : fileList.uSlotCount;
+    uCount = uCount < bmcList.uSlotCount ? uCount : bmcList.uSlotCount;
     unsigned int i = 0;
     unsigned int j = 0;
     for (;;) {
-        i = NextRecordSlot(G_psLocalSDREntryList, i, uCount);
-        j = NextRecordSlot(G_psRepositorySDREntryList, j, uCount);
+        i = NextRecordSlot(fileList.psSlots, i, uCount);
+        j = NextRecordSlot(bmcList.psSlots, j, uCount);
         // Records left over on one side after free slots are not looked
         // at: the counts already agree.
         if (i >= uCount || j >= uCount) {
             return 1;
         }
-        const SDREntry& fileRecord = G_psLocalSDREntryList[i];
-        const SDREntry& bmcRecord = G_psRepositorySDREntryList[j];
+        const SDREntry& fileRecord = fileList.psSlots[i];
+        const SDREntry& bmcRecord = bmcList.psSlots[j];
         TraceRecord("File Seq=%04d, ID=%04Xh, Data=", i, fileRecord);
         TraceRecord("BMC  Seq=%04d, ID=%04Xh, Data=", j, bmcRecord);
         if (fileRecord.u8RecordType != bmcRecord.u8RecordType) {

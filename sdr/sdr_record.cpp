@@ -120,13 +120,18 @@ int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, uns
 
 int SDRValidateRawData(SDREntry* psList)
 {
-    if (psList == nullptr) {
+    return SDRValidateRecords({psList, SDR_LIST_SLOT_COUNT});
+}
+
+int SDRValidateRecords(SDRList list)
+{
+    if (list.psSlots == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
     int iRecordNumber = 0;
-    for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
-        SDREntry& entry = psList[i];
+    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
+        SDREntry& entry = list.psSlots[i];
         if (!IsSDRSlotOccupied(entry)) {
             continue;
         }
@@ -164,12 +169,17 @@ int SDRHasIDString(unsigned char u8Type)
 
 unsigned short GetRequiredSDRSize(unsigned short u16Count)
 {
+    return RequiredSDRSizeOfList(LocalSDRList(), u16Count);
+}
+
+unsigned short RequiredSDRSizeOfList(SDRList list, unsigned short u16Count)
+{
     unsigned short u16Size = 0;
-    if (G_psLocalSDREntryList == nullptr) {
+    if (list.psSlots == nullptr) {
         return 0;
     }
-    for (unsigned int i = 0; i < u16Count && i < SDR_LIST_SLOT_COUNT; ++i) {
-        u16Size = static_cast<unsigned short>(u16Size + G_psLocalSDREntryList[i].u8RecordLength);
+    for (unsigned int i = 0; i < u16Count && i < list.uSlotCount; ++i) {
+        u16Size = static_cast<unsigned short>(u16Size + list.psSlots[i].u8RecordLength);
     }
     return u16Size;
 }

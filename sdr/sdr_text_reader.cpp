@@ -451,18 +451,25 @@ int SDRReadOneRecord(TextReaderContext* psContext, SDREntry* psEntry)
 
 namespace {
 
-int ReadSDRTextRecords(TextReaderContext* psContext, unsigned short* pu16RecordCount)
+// The working storage's lists have 0xFFFF slots: the limit the message
+// has always named.
+int ReportCountExceeded(SDRList list)
+{
+    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", list.uSlotCount);
+    return 0;
+}
+
+int ReadSDRTextRecords(TextReaderContext* psContext, SDRList list, unsigned short* pu16RecordCount)
 {
     if (!SkipByteOrderMark(psContext) || !SDRValidateStartEndTag(psContext)) {
         return 0;
     }
     unsigned int uRead = 0;
     for (;;) {
-        if (*pu16RecordCount >= SDR_LIST_SLOT_COUNT) {
-            std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", 0xFFFF);
-            return 0;
+        if (*pu16RecordCount >= list.uSlotCount) {
+            return ReportCountExceeded(list);
         }
-        const int iResult = SDRReadOneRecord(psContext, &G_psLocalSDREntryList[*pu16RecordCount]);
+        const int iResult = SDRReadOneRecord(psContext, &list.psSlots[*pu16RecordCount]);
         if (iResult == SDR_TEXT_ERROR) {
             return 0;
         }
@@ -476,9 +483,8 @@ int ReadSDRTextRecords(TextReaderContext* psContext, unsigned short* pu16RecordC
         }
         ++uRead;
         ++*pu16RecordCount;
-        if (*pu16RecordCount > SDR_MAX_RECORD_COUNT) {
-            std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", 0xFFFF);
-            return 0;
+        if (*pu16RecordCount >= list.uSlotCount) {
+            return ReportCountExceeded(list);
         }
     }
 }
@@ -487,7 +493,12 @@ int ReadSDRTextRecords(TextReaderContext* psContext, unsigned short* pu16RecordC
 
 int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
 {
-    if (pchPath == nullptr || pu16RecordCount == nullptr || G_psLocalSDREntryList == nullptr) {
+    return ReadSDRFileToList(pchPath, LocalSDRList(), pu16RecordCount);
+}
+
+int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount)
+{
+    if (pchPath == nullptr || pu16RecordCount == nullptr || list.psSlots == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
@@ -500,7 +511,7 @@ int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
         std::fprintf(stderr, "<ERROR> Failure to open SDR file %s. \n", pchPath);
         return 0;
     }
-    switch (ReadSDRBinFile(pchPath, pu16RecordCount)) {
+    switch (ReadSDRBinFileToList(pchPath, list, pu16RecordCount)) {
     case SDR_READ_DONE:
         std::fclose(pFile);
         return 1;
@@ -515,7 +526,7 @@ int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
         std::fclose(pFile);
         return 0;
     }
-    const int iResult = ReadSDRTextRecords(&context, pu16RecordCount);
+    const int iResult = ReadSDRTextRecords(&context, list, pu16RecordCount);
     ReleaseTextReader(&context);
     return iResult;
 }

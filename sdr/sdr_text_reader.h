@@ -12,9 +12,10 @@ enum eSDRTextResult {
 };
 
 // The one entry for SDR files: binary formats first, then the text format.
-// Records go into G_psLocalSDREntryList from slot *pu16RecordCount on.
-// 1 on success, 0 on failure (reported).
+// Records go into G_psLocalSDREntryList (ReadSDRFile) or any list, from
+// slot *pu16RecordCount on. 1 on success, 0 on failure (reported).
 int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount);
+int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount);
 
 // Checks the block structure of the whole file, then leaves it just after
 // the "_SDR (" line with the line counter at that line. 1 or 0.

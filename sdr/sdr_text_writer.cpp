@@ -30,11 +30,11 @@ bool HasIDStringInQuotes(const SDREntry& entry, unsigned char u8StringStart)
 // feed or a NUL, and the reader wants exactly as many characters as its
 // type/length byte gives; refuse such a list rather than write a file that
 // does not read back.
-bool IDStringsAreWritable(const SDREntry* psList)
+bool IDStringsAreWritable(SDRList list)
 {
     int iRecordNumber = 0;
-    for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
-        const SDREntry& entry = psList[i];
+    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
+        const SDREntry& entry = list.psSlots[i];
         if (!IsSDRSlotOccupied(entry)) {
             continue;
         }
@@ -147,7 +147,12 @@ private:
 
 int SaveSDRFile(const char* pchPath, unsigned int u32Encoding)
 {
-    if (pchPath == nullptr || G_psRepositorySDREntryList == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+    return SaveSDRListToFile(pchPath, RepositorySDRList(), u32Encoding);
+}
+
+int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encoding)
+{
+    if (pchPath == nullptr || list.psSlots == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
@@ -157,7 +162,7 @@ int SaveSDRFile(const char* pchPath, unsigned int u32Encoding)
         return 0;
     }
     // Nothing is written unless every record is good: the file stays empty.
-    if (!SDRValidateRawData(G_psRepositorySDREntryList) || !IDStringsAreWritable(G_psRepositorySDREntryList)) {
+    if (!SDRValidateRecords(list) || !IDStringsAreWritable(list)) {
         std::fclose(pFile);
         return 0;
     }
@@ -166,8 +171,8 @@ int SaveSDRFile(const char* pchPath, unsigned int u32Encoding)
         return 0;
     }
     unsigned char u8StringStart = 0;  // kept from record to record for the guard above
-    for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
-        const SDREntry& entry = G_psRepositorySDREntryList[i];
+    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
+        const SDREntry& entry = list.psSlots[i];
         if (entry.u8RecordLength == 0) {
             continue;
         }

@@ -3,7 +3,14 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "base/working_storage.h"
+
 namespace valdrn_test {
+
+TestSDRList::TestSDRList(unsigned int uSlotCount) : m_aSlots(uSlotCount)
+{
+    MarkSDRSlotsFree(m_aSlots.data(), uSlotCount);
+}
 
 namespace {
 

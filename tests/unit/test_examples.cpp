@@ -21,28 +21,25 @@ const std::string S_sExamples = EXAMPLES_DIR;
 
 std::vector<std::string> SdrRecordsOf(const std::string& sPath)
 {
-    EXPECT_TRUE(VLInit());
+    TestSDRList list(1024);
     unsigned short u16Count = 0;
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFile(sPath.c_str(), &u16Count), 1);
+    EXPECT_EQ(ReadSDRFileToList(sPath.c_str(), list.View(), &u16Count), 1);
     output.Finish();
     std::vector<std::string> asRecords;
     for (unsigned int i = 0; i < u16Count; ++i) {
-        asRecords.push_back(RecordOf(G_psLocalSDREntryList[i]));
+        asRecords.push_back(RecordOf(list[i]));
     }
-    VLExit();
     return asRecords;
 }
 
 std::string FruImageOf(const std::string& sPath)
 {
-    EXPECT_TRUE(VLInit());
+    FRUImage image;
     CapturedOutput output;
-    EXPECT_EQ(ReadFRUFile(sPath.c_str()), 1);
+    EXPECT_EQ(ReadFRUFileToImage(sPath.c_str(), &image), 1);
     output.Finish();
-    const std::string sImage(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile);
-    VLExit();
-    return sImage;
+    return std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size);
 }
 
 TEST(Examples, SdrTextAndBinaryHoldTheSameRecords)

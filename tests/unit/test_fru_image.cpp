@@ -210,9 +210,9 @@ TEST(FRUAreaChecksumCorrectTest, SumsWithTheChecksum)
     EXPECT_EQ(FRUAreaChecksumCorrect(au8Bytes, 0, 0x00), 1);
 }
 
+// The working storage's local image: no record lists needed.
 class LocalImageTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
     void TearDown() override { VLExit(); }
 };
 
@@ -259,6 +259,42 @@ TEST_F(LocalImageTest, CompareWithTheInventory)
     G_pu8InventoryFRUDataBuffer[20] ^= 1;
     G_u16ReadSizeFromFRUInventory = 16;  // shorter than the file's image
     EXPECT_EQ(FRUCompare(), 0);
+}
+
+TEST(CompareFRUImagesTest, AnyTwoImages)
+{
+    const unsigned char au8Local[] = {1, 2, 3};
+    const unsigned char au8Longer[] = {1, 2, 3, 0, 0};
+    const unsigned char au8Other[] = {1, 2, 4};
+    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Longer, 5), 1);
+    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Other, 3), 0);
+    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Longer, 2), 0);
+    EXPECT_EQ(CompareFRUImages(au8Local, 0, nullptr, 0), 1);
+    EXPECT_EQ(CompareFRUImages(nullptr, 3, au8Longer, 5), 0);
+}
+
+// While a target is named, the reader's steps build the caller's image
+// and leave the working storage's alone; afterwards they are back on it.
+TEST_F(LocalImageTest, ATargetTakesTheBytesForItsLifetime)
+{
+    ASSERT_EQ(AllocateLocalFRUImage(16), 1);
+    const unsigned char au8Bytes[] = {0xAA, 0xBB};
+    ASSERT_EQ(AppendLocalFRUBytes(au8Bytes, 1), 1);
+    FRUImage image;
+    {
+        FRUImageTarget target(&image);
+        EXPECT_EQ(LocalFRUImageRoom(), 0u);  // nothing allocated yet
+        ASSERT_EQ(AllocateLocalFRUImage(16), 1);
+        EXPECT_EQ(image.au8Bytes.size(), FRU_MAX_IMAGE_SIZE + 1);
+        EXPECT_EQ(AppendLocalFRUBytes(au8Bytes, 2), 1);
+        EXPECT_EQ(LocalFRUImageSize(), 2);
+        EXPECT_EQ(LocalFRUImageRoom(), FRU_MAX_IMAGE_SIZE - 2);
+    }
+    EXPECT_EQ(image.u16Size, 2);
+    EXPECT_EQ(image.au8Bytes[1], 0xBB);
+    EXPECT_EQ(G_u16RawDataSizeFromFRUFile, 1);
+    EXPECT_EQ(LocalFRUImageData(), G_pu8LocalFRUDataBuffer);
+    EXPECT_EQ(G_pu8LocalFRUDataBuffer[1], 0x00);
 }
 
 TEST(FRUSearchInvalidAreaTest, OnlyBlanksAndComments)

@@ -55,19 +55,14 @@ const std::string S_sChassisOnly =
 
 class FruReaderTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
 
     int Read(const std::string& sContent)
     {
         m_sFile = sContent;
         WriteFile(m_dir.File("in.fru"), sContent);
         CapturedOutput output;
-        const int iResult = ReadFRUFile(m_dir.File("in.fru").c_str());
+        const int iResult = ReadFRUFileToImage(m_dir.File("in.fru").c_str(), &m_image);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -76,10 +71,11 @@ protected:
 
     std::string Image() const
     {
-        return std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile);
+        return std::string(reinterpret_cast<const char*>(m_image.au8Bytes.data()), m_image.u16Size);
     }
 
     TempDir m_dir;
+    FRUImage m_image;
     std::string m_sFile;
     std::string m_sOut;
     std::string m_sErr;
@@ -451,6 +447,26 @@ TEST_F(FruReaderTest, FileLevelFailures)
                           ".\n<ERROR> Failure to get encoding info from file " + m_dir.File("in.fru") + ".\n");
     EXPECT_EQ(Read("_FRU (\n_SEE_COMMON\n01 00 00 00 00 00 00 FF\n"), 0);
     EXPECT_EQ(m_sErr, S_sLead + "Lack ')' tag in FRU file. \n");
+}
+
+// ReadFRUFile builds the working storage's local image; a read into a
+// caller's image leaves it alone.
+TEST(FruReaderWorkingStorage, ReadFRUFileBuildsTheLocalImage)
+{
+    TempDir dir;
+    const std::string sImage = TypicalServerFru();
+    WriteFile(dir.File("in.fru"), FruText(sImage));
+    CapturedOutput output;
+    ASSERT_EQ(ReadFRUFile(dir.File("in.fru").c_str()), 1);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile), sImage);
+    WriteFile(dir.File("other.fru"), S_sChassisOnly);
+    FRUImage image;
+    ASSERT_EQ(ReadFRUFileToImage(dir.File("other.fru").c_str(), &image), 1);
+    output.Finish();
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size), S_sChassisOnly);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile), sImage);
+    EXPECT_EQ(ReadFRUFileToImage(dir.File("other.fru").c_str(), nullptr), 0);
+    VLExit();
 }
 
 }  // namespace

@@ -34,28 +34,22 @@ std::string HexLines(const std::string& sBytes)
 
 class FruWriterTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
 
     // The inventory image as read from the BMC: its area, with zeros after
     // the data as an inventory of a fixed size has.
     void Inventory(const std::string& sImage, size_t uAreaSize = 0)
     {
-        std::free(G_pu8InventoryFRUDataBuffer);
-        const size_t uSize = uAreaSize != 0 ? uAreaSize : sImage.size();
-        G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(uSize, 1));
-        std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());
-        G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(uSize);
+        m_sInventory = sImage;
+        m_sInventory.resize(uAreaSize != 0 ? uAreaSize : sImage.size(), '\0');
     }
 
     int Save(unsigned int u32Encoding, const std::string& sName = "out.fru")
     {
         CapturedOutput output;
-        const int iResult = SaveFRUFile(m_dir.File(sName).c_str(), u32Encoding);
+        const int iResult =
+            SaveFRUImageToFile(m_dir.File(sName).c_str(), reinterpret_cast<const unsigned char*>(m_sInventory.data()),
+                               static_cast<unsigned short>(m_sInventory.size()), u32Encoding);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -68,13 +62,15 @@ protected:
     std::string ReadBack()
     {
         CapturedOutput output;
-        const int iResult = ReadFRUFile(m_dir.File("out.fru").c_str());
+        FRUImage image;
+        const int iResult = ReadFRUFileToImage(m_dir.File("out.fru").c_str(), &image);
         output.Finish();
         EXPECT_EQ(iResult, 1) << output.Err();
-        return std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile);
+        return std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size);
     }
 
     TempDir m_dir;
+    std::string m_sInventory;
     std::string m_sOut;
     std::string m_sErr;
 };
@@ -283,8 +279,7 @@ TEST_F(FruWriterTest, FieldsThatCannotBeQuotedAreWrittenAsOneHexLine)
     Inventory(FruImage({"", FruChassisArea(0x17, {FruAsciiField("A\nB")}), "", "", ""}));
     EXPECT_EQ(Save(0), 1) << m_sErr;
     EXPECT_NE(Written().find("\nC3 41 0A 42\n"), std::string::npos) << Written();
-    EXPECT_EQ(ReadBack(),
-              std::string(reinterpret_cast<const char*>(G_pu8InventoryFRUDataBuffer), G_u16ReadSizeFromFRUInventory));
+    EXPECT_EQ(ReadBack(), m_sInventory);
 
     const std::string sPadded = BoardImage(0, FruAsciiField("SN1\0\0"s));
     const std::string sOdd = BoardImage(0x01, FruUnicodeField("B\0o"s));
@@ -392,6 +387,23 @@ TEST_F(FruWriterTest, VerboseTrace)
     EXPECT_EQ(Save(0), 1);
     EXPECT_EQ(m_sOut, "\n*** FRU written ***\n)\n\n*** End of FRU written ***\nThe FRU data has been saved in file " +
                           m_dir.File("out.fru") + "! \n");
+}
+
+// SaveFRUFile writes the working storage's inventory image.
+TEST(FruWriterWorkingStorage, SaveFRUFileWritesTheInventoryImage)
+{
+    TempDir dir;
+    const std::string sImage = TypicalServerFru();
+    ASSERT_TRUE(AllocateInventoryFRUBuffer(sImage.size()));
+    std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());
+    G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(sImage.size());
+    CapturedOutput output;
+    EXPECT_EQ(SaveFRUFile(dir.File("out.fru").c_str(), 0), 1);
+    FRUImage image;
+    EXPECT_EQ(ReadFRUFileToImage(dir.File("out.fru").c_str(), &image), 1);
+    output.Finish();
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size), sImage);
+    VLExit();
 }
 
 }  // namespace

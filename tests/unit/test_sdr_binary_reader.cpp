@@ -66,18 +66,13 @@ TEST(Recognisers, Headers)
 
 class BinaryFileTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
 
     unsigned int Read(const std::string& sContent)
     {
         WriteFile(m_dir.File("sdr.bin"), sContent);
         CapturedOutput output;
-        const unsigned int uResult = ReadSDRBinFile(m_dir.File("sdr.bin").c_str(), &m_u16Count);
+        const unsigned int uResult = ReadSDRBinFileToList(m_dir.File("sdr.bin").c_str(), m_list.View(), &m_u16Count);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -95,6 +90,7 @@ protected:
     }
 
     TempDir m_dir;
+    TestSDRList m_list;
     unsigned short m_u16Count = 0;
     std::string m_sOut;
     std::string m_sErr;
@@ -116,11 +112,11 @@ TEST_F(BinaryFileTest, FormatZeroRecordsReachTheList)
     EXPECT_EQ(Read(sFile), SDR_READ_DONE);
     EXPECT_EQ(m_u16Count, 2);
     EXPECT_EQ(m_sOut, Header(0, 2, sFile.size()));
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), S_asTwo[0]);
-    EXPECT_EQ(G_psLocalSDREntryList[0].u16RecordID, 0x0010);
-    EXPECT_EQ(G_psLocalSDREntryList[0].u8RecordType, 0x01);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[1]), S_asTwo[1]);
-    EXPECT_EQ(G_psLocalSDREntryList[2].u16RecordID, 0xFFFF);
+    EXPECT_EQ(RecordOf(m_list[0]), S_asTwo[0]);
+    EXPECT_EQ(m_list[0].u16RecordID, 0x0010);
+    EXPECT_EQ(m_list[0].u8RecordType, 0x01);
+    EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
+    EXPECT_EQ(m_list[2].u16RecordID, 0xFFFF);
 }
 
 TEST_F(BinaryFileTest, FormatZeroCountTooSmall)
@@ -144,7 +140,7 @@ TEST_F(BinaryFileTest, FormatOneGood)
     EXPECT_EQ(Read(sFile), SDR_READ_DONE);
     EXPECT_EQ(m_sOut, Header(1, 2, sFile.size()));
     EXPECT_EQ(m_u16Count, 2);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[1]), S_asTwo[1]);
+    EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
 }
 
 TEST_F(BinaryFileTest, FormatTwoWithPadding)
@@ -255,7 +251,7 @@ TEST_F(BinaryFileTest, EmptyAndMissingFiles)
     EXPECT_EQ(Read(""), SDR_READ_FAILED);
     EXPECT_EQ(m_sErr, "<ERROR> SDR file empty, " + m_dir.File("sdr.bin") + ".\n");
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRBinFile(m_dir.File("missing").c_str(), &m_u16Count), SDR_READ_FAILED);
+    EXPECT_EQ(ReadSDRBinFileToList(m_dir.File("missing").c_str(), m_list.View(), &m_u16Count), SDR_READ_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Failure to open SDR file " + m_dir.File("missing") + ". \n");
 }
@@ -279,14 +275,38 @@ TEST_F(BinaryFileTest, LargerFileIsReadInPart)
     EXPECT_NE(m_sErr.find("CRC 16 checking failed"), std::string::npos) << m_sErr;
 }
 
+// A list holds one record less than it has slots.
 TEST_F(BinaryFileTest, CountLimitOfTheList)
 {
-    m_u16Count = 65534;
+    m_list = TestSDRList(4);
+    m_u16Count = 3;
     EXPECT_EQ(Read(SdrBinaryFormat0({SdrFixedRecord(1, 0x14, 0x10)})), SDR_READ_FAILED);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
-    m_u16Count = 65535;
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
+    m_u16Count = 4;
     EXPECT_EQ(Read(SdrBinaryFormat2({SdrFixedRecord(1, 0x14, 0x10)})), SDR_READ_FAILED);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
+}
+
+// ReadSDRBinFile reads into the working storage's local list of 0xFFFF slots.
+TEST(BinaryFileWorkingStorage, ReadsIntoTheLocalListUpToItsLimit)
+{
+    ASSERT_TRUE(VLInit());
+    TempDir dir;
+    const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
+    unsigned short u16Count = 0;
+    CapturedOutput output;
+    WriteFile(dir.File("sdr.bin"), SdrBinaryFormat0({sRecord}));
+    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_DONE);
+    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), sRecord);
+    u16Count = 65534;
+    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_FAILED);
+    WriteFile(dir.File("sdr.bin"), SdrBinaryFormat2({sRecord}));
+    u16Count = 65535;
+    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "The SDR record count exceeds FFFFh records. \nThe SDR record count exceeds FFFFh records. \n");
+    VLExit();
 }
 
 TEST_F(BinaryFileTest, VerboseTraces)
@@ -307,10 +327,27 @@ TEST_F(BinaryFileTest, VersionTwoRecordsDirectly)
     const std::string sFile = SdrBinaryFormat2(S_asTwo);
     const auto* pu8Data = reinterpret_cast<const unsigned char*>(sFile.data());
     CapturedOutput output;
-    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, 21, &m_u16Count), SDR_READ_DONE);
+    EXPECT_EQ(ReadVersionTwoBinRecordsToList(pu8Data, sFile.size(), 2, 21, m_list.View(), &m_u16Count), SDR_READ_DONE);
     EXPECT_EQ(m_u16Count, 2);
-    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, sFile.size(), &m_u16Count), SDR_READ_DONE);
+    EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
+    EXPECT_EQ(ReadVersionTwoBinRecordsToList(pu8Data, sFile.size(), 2, sFile.size(), m_list.View(), &m_u16Count),
+              SDR_READ_DONE);
     EXPECT_EQ(m_u16Count, 2);
+}
+
+TEST(BinaryFileWorkingStorage, VersionTwoRecordsGoToTheLocalList)
+{
+    ASSERT_TRUE(VLInit());
+    const std::string sFile = SdrBinaryFormat2(S_asTwo);
+    const auto* pu8Data = reinterpret_cast<const unsigned char*>(sFile.data());
+    unsigned short u16Count = 0;
+    CapturedOutput output;
+    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, 21, &u16Count), SDR_READ_DONE);
+    output.Finish();
+    EXPECT_EQ(u16Count, 2);
+    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), S_asTwo[0]);
+    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[1]), S_asTwo[1]);
+    VLExit();
 }
 
 TEST_F(BinaryFileTest, OneRecordDirectly)

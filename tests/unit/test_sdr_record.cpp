@@ -13,6 +13,7 @@ using valdrn_test::CapturedOutput;
 using valdrn_test::PutRecord;
 using valdrn_test::SdrFixedRecord;
 using valdrn_test::SdrNamedRecord;
+using valdrn_test::TestSDRList;
 
 namespace {
 
@@ -178,37 +179,36 @@ TEST(SDRValidateRecordHeaderTest, BodyLengthDoesNotWrap)
     EXPECT_EQ(SDRValidateRecordHeader(SDR_CHECK_MEMORY, 1, &entry, 0xFB), 0);
 }
 
+// Two lists the test owns, in place of the working storage's.
 class ListTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
+
+    TestSDRList m_local{2048};
+    TestSDRList m_repository{2048};
 };
 
 TEST_F(ListTest, ValidateRawDataAcceptsGoodRecords)
 {
-    PutRecord(G_psRepositorySDREntryList[0], SdrNamedRecord(1, 0x01, "A"));
-    PutRecord(G_psRepositorySDREntryList[5], SdrFixedRecord(2, 0xC0, 0x40));
+    PutRecord(m_repository[0], SdrNamedRecord(1, 0x01, "A"));
+    PutRecord(m_repository[5], SdrFixedRecord(2, 0xC0, 0x40));
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 1);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 1);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
-    EXPECT_EQ(G_psRepositorySDREntryList[0].u8Cursor, 3);
-    EXPECT_EQ(SDRValidateRawData(G_psLocalSDREntryList), 1);  // an empty list
+    EXPECT_EQ(m_repository[0].u8Cursor, 3);
+    EXPECT_EQ(SDRValidateRecords(m_local.View()), 1);  // an empty list
 }
 
 TEST_F(ListTest, ValidateRawDataNumbersOccupiedRecords)
 {
-    PutRecord(G_psRepositorySDREntryList[0], SdrNamedRecord(1, 0x01, "A"));
-    G_psRepositorySDREntryList[1].u8RecordLength = 9;  // free slot with a length: skipped
+    PutRecord(m_repository[0], SdrNamedRecord(1, 0x01, "A"));
+    m_repository[1].u8RecordLength = 9;  // free slot with a length: skipped
     std::string sBad = SdrNamedRecord(2, 0x02, "B");
     sBad[2] = 0x50;
-    PutRecord(G_psRepositorySDREntryList[7], sBad);
+    PutRecord(m_repository[7], sBad);
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), S_sMemoryLead + "SDR version (50h) != 51h in record type 02h. (record 2) \n");
 }
@@ -216,25 +216,25 @@ TEST_F(ListTest, ValidateRawDataNumbersOccupiedRecords)
 TEST_F(ListTest, ValidateRawDataChecksTypeThenLengthThenHeader)
 {
     std::string sRecord = SdrFixedRecord(1, 0x08, 0x10);
-    PutRecord(G_psRepositorySDREntryList[0], sRecord);
-    G_psRepositorySDREntryList[0].u8RecordType = 0x05;
+    PutRecord(m_repository[0], sRecord);
+    m_repository[0].u8RecordType = 0x05;
     CapturedOutput typeOutput;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
     typeOutput.Finish();
     EXPECT_EQ(typeOutput.Err(), S_sMemoryLead + "Record type (05h) is reserved. (record 1) \n");
 
-    PutRecord(G_psRepositorySDREntryList[0], sRecord);
-    G_psRepositorySDREntryList[0].u8RecordLength = 0x11;
+    PutRecord(m_repository[0], sRecord);
+    m_repository[0].u8RecordLength = 0x11;
     CapturedOutput lengthOutput;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
     lengthOutput.Finish();
     EXPECT_EQ(lengthOutput.Err(),
               S_sMemoryLead + "Record length (11h) is greater than the maximum length of type 08h. (record 1) \n");
 
-    PutRecord(G_psRepositorySDREntryList[0], sRecord);
-    G_psRepositorySDREntryList[0].au8RecordData[3] = 0x09;
+    PutRecord(m_repository[0], sRecord);
+    m_repository[0].au8RecordData[3] = 0x09;
     CapturedOutput headerOutput;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
     headerOutput.Finish();
     EXPECT_EQ(headerOutput.Err(),
               S_sMemoryLead + "Record type (09h) is not the same as that from '_SDR_TYPE 08'. (record 1) \n");
@@ -244,9 +244,9 @@ TEST_F(ListTest, ValidateRawDataLeavesTheBodyLengthByte)
 {
     std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
     sRecord[4] = 0x01;  // wrong body length: only the text reader checks it
-    PutRecord(G_psRepositorySDREntryList[0], sRecord);
+    PutRecord(m_repository[0], sRecord);
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 1);
+    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 1);
 }
 
 TEST(SDRHasIDStringTest, TypesWithNames)
@@ -260,16 +260,16 @@ TEST(SDRHasIDStringTest, TypesWithNames)
 
 TEST_F(ListTest, RequiredSizeSumsLengthsAndWraps)
 {
-    EXPECT_EQ(GetRequiredSDRSize(0), 0);
-    G_psLocalSDREntryList[0].u8RecordLength = 0x30;
-    G_psLocalSDREntryList[1].u8RecordLength = 0x10;  // counted although the slot is free
-    G_psLocalSDREntryList[2].u8RecordLength = 0x40;
-    EXPECT_EQ(GetRequiredSDRSize(2), 0x40);
-    EXPECT_EQ(GetRequiredSDRSize(3), 0x80);
+    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 0), 0);
+    m_local[0].u8RecordLength = 0x30;
+    m_local[1].u8RecordLength = 0x10;  // counted although the slot is free
+    m_local[2].u8RecordLength = 0x40;
+    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 2), 0x40);
+    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 3), 0x80);
     for (unsigned int i = 0; i < 2000; ++i) {
-        G_psLocalSDREntryList[i].u8RecordLength = 0x40;
+        m_local[i].u8RecordLength = 0x40;
     }
-    EXPECT_EQ(GetRequiredSDRSize(2000), (2000 * 0x40) % 65536);
+    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 2000), (2000 * 0x40) % 65536);
 }
 
 // --- SDRCompare -----------------------------------------------------------------
@@ -278,13 +278,13 @@ class CompareTest : public ListTest {
 protected:
     void Both(unsigned int uSlot, const std::string& sRecord)
     {
-        PutRecord(G_psLocalSDREntryList[uSlot], sRecord);
-        PutRecord(G_psRepositorySDREntryList[uSlot], sRecord);
+        PutRecord(m_local[uSlot], sRecord);
+        PutRecord(m_repository[uSlot], sRecord);
     }
     int Compare(unsigned short u16File, unsigned short u16BMC)
     {
         CapturedOutput output;
-        const int iResult = SDRCompare(u16File, u16BMC);
+        const int iResult = CompareSDRLists(m_local.View(), u16File, m_repository.View(), u16BMC);
         output.Finish();
         m_sErr = output.Err();
         m_sOut = output.Out();
@@ -298,8 +298,8 @@ TEST_F(CompareTest, SameRecordsButTheIdsCompareEqual)
 {
     Both(0, SdrNamedRecord(1, 0x01, "CPU"));
     Both(1, SdrFixedRecord(2, 0xC0, 0x20));
-    G_psRepositorySDREntryList[0].au8RecordData[0] = 0x77;  // the BMC chose another ID
-    G_psRepositorySDREntryList[1].au8RecordData[1] = 0x12;
+    m_repository[0].au8RecordData[0] = 0x77;  // the BMC chose another ID
+    m_repository[1].au8RecordData[1] = 0x12;
     EXPECT_EQ(Compare(2, 2), 1);
     EXPECT_EQ(m_sErr, "");
 }
@@ -315,17 +315,17 @@ TEST_F(CompareTest, TypeLengthAndDataDifferences)
 {
     Both(0, SdrNamedRecord(1, 0x01, "CPU"));
     Both(1, SdrNamedRecord(2, 0x02, "FAN"));
-    G_psRepositorySDREntryList[1].u8RecordType = 0x03;
+    m_repository[1].u8RecordType = 0x03;
     EXPECT_EQ(Compare(2, 2), 0);
     EXPECT_EQ(m_sErr, "<ERROR> Different record type in record 1!\n");
 
     Both(1, SdrNamedRecord(2, 0x02, "FAN"));
-    G_psRepositorySDREntryList[1].u8RecordLength = 0x22;
+    m_repository[1].u8RecordLength = 0x22;
     EXPECT_EQ(Compare(2, 2), 0);
     EXPECT_EQ(m_sErr, "Different record length in record 1!\n");
 
     Both(1, SdrNamedRecord(2, 0x02, "FAN"));
-    G_psRepositorySDREntryList[1].au8RecordData[0x21] = 'X';
+    m_repository[1].au8RecordData[0x21] = 'X';
     EXPECT_EQ(Compare(2, 2), 0);
     EXPECT_EQ(m_sErr, "<ERROR> Different record data in record 1, 33  byte!\n");
 }
@@ -333,12 +333,12 @@ TEST_F(CompareTest, TypeLengthAndDataDifferences)
 TEST_F(CompareTest, FreeSlotsAreSkippedAndLeftoversIgnored)
 {
     Both(0, SdrNamedRecord(1, 0x01, "CPU"));
-    PutRecord(G_psLocalSDREntryList[2], SdrNamedRecord(3, 0x01, "GPU"));  // slot 1 free in the file list
-    PutRecord(G_psRepositorySDREntryList[1], SdrNamedRecord(2, 0x01, "GPU"));
-    PutRecord(G_psRepositorySDREntryList[2], SdrNamedRecord(4, 0x01, "XXX"));
+    PutRecord(m_local[2], SdrNamedRecord(3, 0x01, "GPU"));  // slot 1 free in the file list
+    PutRecord(m_repository[1], SdrNamedRecord(2, 0x01, "GPU"));
+    PutRecord(m_repository[2], SdrNamedRecord(4, 0x01, "XXX"));
     // File slot 2 meets BMC slot 1; the BMC's slot 2 is left over.
     EXPECT_EQ(Compare(3, 3), 1);
-    G_psRepositorySDREntryList[1].au8RecordData[0x30] = 'H';
+    m_repository[1].au8RecordData[0x30] = 'H';
     EXPECT_EQ(Compare(3, 3), 0);
     EXPECT_EQ(m_sErr, "<ERROR> Different record data in record 2, 48  byte!\n");
 }
@@ -348,8 +348,8 @@ TEST_F(CompareTest, OneListWithARecordMoreBehindFreeSlots)
     Both(0, SdrNamedRecord(1, 0x01, "CPU"));
     // The file list's second record stands beyond the count, behind a free
     // slot: the cursor runs out and the lists are taken as equal.
-    PutRecord(G_psLocalSDREntryList[2], SdrNamedRecord(3, 0x02, "EXTRA"));
-    PutRecord(G_psRepositorySDREntryList[1], SdrNamedRecord(2, 0x01, "TWO"));
+    PutRecord(m_local[2], SdrNamedRecord(3, 0x02, "EXTRA"));
+    PutRecord(m_repository[1], SdrNamedRecord(2, 0x01, "TWO"));
     EXPECT_EQ(Compare(2, 2), 1);
     EXPECT_EQ(m_sErr, "");
 }
@@ -362,7 +362,7 @@ TEST_F(CompareTest, VerboseTraceShowsPositions)
     const std::string sBytes = "09 00 51 14 0B ";
     std::string sExpected = "Record number: in local file is 5, in BMC is 5 \n";
     std::string sData;
-    for (unsigned char c : valdrn_test::RecordOf(G_psLocalSDREntryList[4])) {
+    for (unsigned char c : valdrn_test::RecordOf(m_local[4])) {
         char achHex[4];
         std::snprintf(achHex, sizeof achHex, "%02X ", c);
         sData += achHex;
@@ -373,8 +373,9 @@ TEST_F(CompareTest, VerboseTraceShowsPositions)
     EXPECT_EQ(sData.substr(0, sBytes.size()), sBytes);
 }
 
-TEST_F(ListTest, DebugPrintGetSDRTrace)
+TEST(WorkingStorageLists, DebugPrintGetSDRTrace)
 {
+    ASSERT_TRUE(VLInit());
     PutRecord(G_psRepositorySDREntryList[2], SdrFixedRecord(0x0102, 0xC0, 0x08));
     CapturedOutput quiet;
     DebugPrintGetSDR(0x0102, 0x0103, 2, 10);
@@ -397,6 +398,31 @@ TEST_F(ListTest, DebugPrintGetSDRTrace)
                                 "\n   RecordGot=3, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=0103\n"
                                 "   SDRRecordID=0200, RecordLength=0000\n   RecordData=SDR record size too big\n"
                                 "   RecordGot=10000, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=FFFF\n");
+    G_bVerboseMode = false;
+    VLExit();
+}
+
+// The names that work on the working storage pass its lists, whole.
+TEST(WorkingStorageLists, ValidateSizeAndCompareTakeTheGlobalLists)
+{
+    ASSERT_TRUE(VLInit());
+    const std::string sRecord = SdrNamedRecord(1, 0x01, "CPU");
+    PutRecord(G_psLocalSDREntryList[0], sRecord);
+    PutRecord(G_psRepositorySDREntryList[0], sRecord);
+    std::string sBad = SdrNamedRecord(2, 0x02, "B");
+    sBad[2] = 0x50;
+    PutRecord(G_psRepositorySDREntryList[SDR_LIST_SLOT_COUNT - 1], sBad);  // the last slot is checked too
+    CapturedOutput output;
+    EXPECT_EQ(SDRCompare(1, 1), 1);
+    EXPECT_EQ(GetRequiredSDRSize(1), sRecord.size());
+    EXPECT_EQ(SDRValidateRawData(G_psLocalSDREntryList), 1);
+    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
+    G_psRepositorySDREntryList[0].au8RecordData[5] ^= 1;
+    EXPECT_EQ(SDRCompare(1, 1), 0);
+    output.Finish();
+    EXPECT_EQ(output.Err(), S_sMemoryLead + "SDR version (50h) != 51h in record type 02h. (record 2) \n" +
+                                "<ERROR> Different record data in record 0, 5  byte!\n");
+    VLExit();
 }
 
 TEST(SDRChecks, NullEntries)
@@ -405,8 +431,13 @@ TEST(SDRChecks, NullEntries)
     EXPECT_EQ(SDRValidateRecordLength(1, 1, nullptr), 0);
     EXPECT_EQ(SDRValidateRecordHeader(1, 1, nullptr, 0), 0);
     EXPECT_EQ(SDRValidateRawData(nullptr), 0);
+    EXPECT_EQ(SDRValidateRecords({nullptr, 4}), 0);
+    EXPECT_EQ(CompareSDRLists({nullptr, 4}, 1, {nullptr, 4}, 1), 0);
+    EXPECT_EQ(RequiredSDRSizeOfList({nullptr, 4}, 1), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
+              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
 }
 
 }  // namespace

@@ -20,18 +20,13 @@ const std::string S_sCheckLead = "<ERROR> SDR file format error. \n";  // the re
 
 class TextReaderTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
 
     int Read(const std::string& sContent)
     {
         WriteFile(m_dir.File("in.sdr"), sContent);
         CapturedOutput output;
-        const int iResult = ReadSDRFile(m_dir.File("in.sdr").c_str(), &m_u16Count);
+        const int iResult = ReadSDRFileToList(m_dir.File("in.sdr").c_str(), m_list.View(), &m_u16Count);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -42,12 +37,13 @@ protected:
     {
         std::vector<std::string> asRecords;
         for (unsigned int i = 0; i < m_u16Count; ++i) {
-            asRecords.push_back(RecordOf(G_psLocalSDREntryList[i]));
+            asRecords.push_back(RecordOf(m_list[i]));
         }
         return asRecords;
     }
 
     TempDir m_dir;
+    TestSDRList m_list;
     unsigned short m_u16Count = 0;
     std::string m_sOut;
     std::string m_sErr;
@@ -77,8 +73,8 @@ TEST_F(TextReaderTest, EveryTypeInEveryEncoding)
         EXPECT_EQ(m_sErr, "");
         EXPECT_EQ(m_sOut, "");
         EXPECT_EQ(Records(), asRecords);
-        EXPECT_EQ(G_psLocalSDREntryList[2].u16RecordID, 0x0003);
-        EXPECT_EQ(G_psLocalSDREntryList[2].u8RecordType, 0x02);
+        EXPECT_EQ(m_list[2].u16RecordID, 0x0003);
+        EXPECT_EQ(m_list[2].u8RecordType, 0x02);
     }
 }
 
@@ -241,7 +237,7 @@ TEST_F(TextReaderTest, EmptyIdStringMustBeQuoted)
     std::string sText = "_SDR (\n" + CompactText("''\n", "20", "C0") + ")\n";
     EXPECT_EQ(Read(sText), 1) << m_sErr;
     ASSERT_EQ(m_u16Count, 1);
-    EXPECT_EQ(G_psLocalSDREntryList[0].u8RecordLength, 0x20);
+    EXPECT_EQ(m_list[0].u8RecordLength, 0x20);
     m_u16Count = 0;
     EXPECT_EQ(Read("_SDR (\n" + CompactText("\n", "20", "C0") + ")\n"), 0);
     EXPECT_EQ(m_sErr, S_sLead + "\")\" is not a quoted string in record type 02h. (line 37) \n");
@@ -252,7 +248,7 @@ TEST_F(TextReaderTest, IdStringOnTheTypeLengthLine)
     std::string sText = "_SDR (\n" + CompactText("") + ")\n";
     sText.replace(sText.find("C4\n"), 3, "C4 'WXYZ'\n");
     EXPECT_EQ(Read(sText), 1) << m_sErr;
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]).substr(0x20), "WXYZ");
+    EXPECT_EQ(RecordOf(m_list[0]).substr(0x20), "WXYZ");
 }
 
 TEST_F(TextReaderTest, HexIdStringWhenNotTypeCode11)
@@ -350,18 +346,44 @@ TEST_F(TextReaderTest, NulCharacterIsRefused)
     EXPECT_EQ(m_sErr, S_sLead + "Line 2 holds a NUL character. \n");
 }
 
+// A list holds one record less than it has slots.
 TEST_F(TextReaderTest, CountLimitOfTheList)
 {
-    m_u16Count = 65534;
+    m_list = TestSDRList(4);
+    m_u16Count = 3;
     EXPECT_EQ(Read(SdrTextFile({SdrFixedRecord(1, 0x14, 0x10)})), 0);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
-    EXPECT_EQ(m_u16Count, 65535);
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
+    EXPECT_EQ(m_u16Count, 4);
+    m_u16Count = 4;
+    EXPECT_EQ(Read(SdrTextFile({SdrFixedRecord(1, 0x14, 0x10)})), 0);
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
+    EXPECT_EQ(m_u16Count, 4);
+}
+
+// ReadSDRFile reads into the working storage's local list of 0xFFFF slots.
+TEST(TextReaderWorkingStorage, ReadsIntoTheLocalListUpToItsLimit)
+{
+    ASSERT_TRUE(VLInit());
+    TempDir dir;
+    const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
+    WriteFile(dir.File("in.sdr"), SdrTextFile({sRecord}));
+    unsigned short u16Count = 0;
+    CapturedOutput output;
+    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &u16Count), 1);
+    EXPECT_EQ(u16Count, 1);
+    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), sRecord);
+    u16Count = 65534;
+    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &u16Count), 0);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "The SDR record count exceeds FFFFh records. \n");
+    EXPECT_EQ(u16Count, 65535);
+    VLExit();
 }
 
 TEST_F(TextReaderTest, EncodingAndOpenFailures)
 {
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFile(m_dir.File("missing.sdr").c_str(), &m_u16Count), 0);
+    EXPECT_EQ(ReadSDRFileToList(m_dir.File("missing.sdr").c_str(), m_list.View(), &m_u16Count), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Failure to open file, " + m_dir.File("missing.sdr") +
                                 ".\n<ERROR> Failure to get encoding info from file " + m_dir.File("missing.sdr") +
@@ -376,7 +398,7 @@ TEST_F(TextReaderTest, RecordsBeforeAnErrorStay)
     const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
     EXPECT_EQ(Read("_SDR (\n" + SdrTextRecord(sRecord) + "_SDR_TYPE 77\n)\n"), 0);
     EXPECT_EQ(m_u16Count, 1);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), sRecord);
+    EXPECT_EQ(RecordOf(m_list[0]), sRecord);
 }
 
 TEST_F(TextReaderTest, AppendsAfterTheCallersCount)
@@ -385,8 +407,8 @@ TEST_F(TextReaderTest, AppendsAfterTheCallersCount)
     m_u16Count = 3;
     EXPECT_EQ(Read(SdrTextFile({sRecord})), 1);
     EXPECT_EQ(m_u16Count, 4);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[3]), sRecord);
-    EXPECT_EQ(G_psLocalSDREntryList[0].u16RecordID, 0xFFFF);
+    EXPECT_EQ(RecordOf(m_list[3]), sRecord);
+    EXPECT_EQ(m_list[0].u16RecordID, 0xFFFF);
 }
 
 TEST(TextReaderArguments, NullArguments)

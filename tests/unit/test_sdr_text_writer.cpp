@@ -21,24 +21,21 @@ namespace {
 
 class TextWriterTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(VLInit()); }
-    void TearDown() override
-    {
-        VLExit();
-        G_bVerboseMode = false;
-    }
+    void TearDown() override { G_bVerboseMode = false; }
 
+    // A fresh repository list holding the records.
     void Repository(const std::vector<std::string>& asRecords)
     {
+        m_repository = TestSDRList();
         for (size_t i = 0; i < asRecords.size(); ++i) {
-            PutRecord(G_psRepositorySDREntryList[i], asRecords[i]);
+            PutRecord(m_repository[static_cast<unsigned int>(i)], asRecords[i]);
         }
     }
 
     int Save(unsigned int u32Encoding, const std::string& sName = "out.sdr")
     {
         CapturedOutput output;
-        const int iResult = SaveSDRFile(m_dir.File(sName).c_str(), u32Encoding);
+        const int iResult = SaveSDRListToFile(m_dir.File(sName).c_str(), m_repository.View(), u32Encoding);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -48,6 +45,7 @@ protected:
     std::string Written() const { return ReadFile(m_dir.File("out.sdr")); }
 
     TempDir m_dir;
+    TestSDRList m_repository;
     std::string m_sOut;
     std::string m_sErr;
 };
@@ -70,7 +68,8 @@ TEST_F(TextWriterTest, EmptyListWritesOnlyTheBlock)
     EXPECT_EQ(m_sOut, "The SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
     unsigned short u16Count = 0;
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFile(m_dir.File("out.sdr").c_str(), &u16Count), 0);
+    TestSDRList local;
+    EXPECT_EQ(ReadSDRFileToList(m_dir.File("out.sdr").c_str(), local.View(), &u16Count), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> SDR file format error.\nThere is no SDR record in the scope of \"_SDR ( )\". \n");
 }
@@ -106,7 +105,7 @@ TEST_F(TextWriterTest, FreeSlotsAreNotWritten)
 {
     const std::string sRecord = SdrFixedRecord(0x0002, 0x14, 0x10);
     Repository({SdrFixedRecord(0x0001, 0x14, 0x10), sRecord});
-    G_psRepositorySDREntryList[0].u16RecordID = 0xFFFF;  // length set, but free
+    m_repository[0].u16RecordID = 0xFFFF;  // length set, but free
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 1);
     EXPECT_EQ(Written(), "_SDR (\n_SDR_TYPE   14\n_REC_LEN   10\n" + HexLines(sRecord) + "\n\n)\n");
 }
@@ -140,19 +139,17 @@ TEST_F(TextWriterTest, RoundTripOfEveryTypeInEveryEncoding)
         unsigned int u32Detected = 99;
         ASSERT_EQ(GetFileEncoding(m_dir.File("out.sdr").c_str(), &u32Detected), 1);
         EXPECT_EQ(u32Detected, u32Encoding);
-        VLExit();
-        ASSERT_TRUE(VLInit());
-        Repository(asRecords);
+        TestSDRList local;
         unsigned short u16Count = 0;
         CapturedOutput output;
-        ASSERT_EQ(ReadSDRFile(m_dir.File("out.sdr").c_str(), &u16Count), 1);
+        ASSERT_EQ(ReadSDRFileToList(m_dir.File("out.sdr").c_str(), local.View(), &u16Count), 1);
         output.Finish();
         EXPECT_EQ(output.Err(), "");
         ASSERT_EQ(u16Count, asRecords.size());
         for (size_t i = 0; i < asRecords.size(); ++i) {
-            EXPECT_EQ(RecordOf(G_psLocalSDREntryList[i]), asRecords[i])
-                << "encoding " << u32Encoding << " record " << i;
-            EXPECT_EQ(G_psLocalSDREntryList[i].u16RecordID, G_psRepositorySDREntryList[i].u16RecordID);
+            const auto uSlot = static_cast<unsigned int>(i);
+            EXPECT_EQ(RecordOf(local[uSlot]), asRecords[i]) << "encoding " << u32Encoding << " record " << i;
+            EXPECT_EQ(local[uSlot].u16RecordID, m_repository[uSlot].u16RecordID);
         }
     }
 }
@@ -176,8 +173,6 @@ TEST_F(TextWriterTest, IdStringThatCannotBeReadBackIsRefused)
         m_sErr,
         "<ERROR> Incorrect SDR data. \nID string byte (0Ah) cannot be written in an SDR text file. (record 1) \n");
     EXPECT_EQ(Written(), "");
-    VLExit();
-    ASSERT_TRUE(VLInit());
     Repository({SdrNamedRecord(1, 0x01, "ok"), SdrNamedRecord(2, 0x01, "A\0B"s)});
     EXPECT_EQ(Save(FILE_ENCODING_UTF16), 0);
     EXPECT_EQ(
@@ -195,8 +190,6 @@ TEST_F(TextWriterTest, IdStringLengthThatDisagreesWithItsTypeLengthByteIsRefused
               "<ERROR> Incorrect SDR data. \nID string length (0Ah) is not consistent with Type/Length Code "
               "(EF); the record cannot be written in an SDR text file. (record 2) \n");
     EXPECT_EQ(Written(), "");
-    VLExit();
-    ASSERT_TRUE(VLInit());
     // One character fewer than the record holds: refused as well.
     Repository({SdrRecordWithIdBytes(1, 0x01, 0xC3, "ABCD")});
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 0);
@@ -224,7 +217,7 @@ TEST_F(TextWriterTest, VerboseTraces)
 {
     const std::string sRecord = SdrFixedRecord(0x0102, 0x14, 0x10);
     Repository({SdrFixedRecord(1, 0x14, 0x10), sRecord});
-    G_psRepositorySDREntryList[0].u16RecordID = 0xFFFF;
+    m_repository[0].u16RecordID = 0xFFFF;
     G_bVerboseMode = true;
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 1);
     std::string sData;
@@ -237,6 +230,26 @@ TEST_F(TextWriterTest, VerboseTraces)
               "Record Seq=1, ID=FFFF, Type=14, Length=10\nData="
               "Record Seq=2, ID=0102, Type=14, Length=10\nData=" +
                   sData + "\nThe SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
+}
+
+// SaveSDRFile writes the working storage's repository list.
+TEST(TextWriterWorkingStorage, SavesTheRepositoryList)
+{
+    ASSERT_TRUE(VLInit());
+    TempDir dir;
+    const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
+    PutRecord(G_psRepositorySDREntryList[SDR_LIST_SLOT_COUNT - 1], sRecord);
+    CapturedOutput output;
+    EXPECT_EQ(SaveSDRFile(dir.File("out.sdr").c_str(), FILE_ENCODING_ASCII), 1);
+    output.Finish();
+    VLExit();
+    TestSDRList local;
+    unsigned short u16Count = 0;
+    CapturedOutput readOutput;
+    EXPECT_EQ(ReadSDRFileToList(dir.File("out.sdr").c_str(), local.View(), &u16Count), 1);
+    readOutput.Finish();
+    EXPECT_EQ(u16Count, 1);
+    EXPECT_EQ(RecordOf(local[0]), sRecord);
 }
 
 TEST(TextWriterArguments, NullPathAndBadEncoding)
