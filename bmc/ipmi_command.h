@@ -22,6 +22,18 @@ constexpr unsigned char CMD_PARTIAL_ADD_SDR = 0x25;
 constexpr unsigned char CMD_CLEAR_SDR_REPOSITORY = 0x27;
 constexpr unsigned char CMD_RUN_INITIALIZATION_AGENT = 0x2C;
 
+// Completion codes the program acts on.
+constexpr unsigned char CC_NODE_BUSY = 0xC0;
+constexpr unsigned char CC_TIMEOUT = 0xC3;
+constexpr unsigned char CC_RESERVATION_CANCELLED = 0xC5;
+
+// A BMC that says it is busy or timed out may answer the same request
+// later: worth a short pause before it is sent again.
+inline bool IsBusyOrTimeout(unsigned char u8CompletionCode)
+{
+    return u8CompletionCode == CC_NODE_BUSY || u8CompletionCode == CC_TIMEOUT;
+}
+
 struct IPMICommandRecord {
     unsigned char u8CompletionCode;
     unsigned char u8RequestLength;

@@ -16,6 +16,9 @@ namespace {
 
 constexpr short LAN_ATTEMPTS = 6;
 constexpr unsigned int RETRY_PAUSE_MS = 200;
+// A BMC that answered "busy" (0xC0) or "timeout" (0xC3) gets this long
+// before the request is sent again.
+constexpr unsigned int BUSY_PAUSE_MS = 100;
 const char* const S_pchIpmitool = "ipmitool";
 
 bool IsShellLiteral(char chCharacter)
@@ -117,9 +120,11 @@ Attempt RunIpmitool(const std::string& sLine, unsigned char u8Cmd, char* pchOutp
         DebugMessage("\r   Execute ipmitool: ");
         return ATTEMPT_FAILED;
     }
-    // Read once; the buffer is not cleared between attempts, so a shorter
-    // output keeps the tail of an earlier one.
+    // Read once. Each attempt is judged by its own output alone: the tail
+    // of an earlier, longer one (a session failure) must not turn the
+    // BMC's answer into a failure.
     const size_t uRead = std::fread(pchOutput, 1, IPMITOOL_OUTPUT_SIZE, pPipe);
+    pchOutput[uRead] = '\0';
     const Attempt eAttempt = InterpretIpmitoolOutput(pchOutput, uRead, u8Cmd, psRecord);
     pclose(pPipe);
     return eAttempt;
@@ -184,6 +189,9 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
             break;
         }
         if (eAttempt == ATTEMPT_RETRY_NOW) {
+            if (IsBusyOrTimeout(psRecord->u8CompletionCode)) {
+                usleep(BUSY_PAUSE_MS * 1000);
+            }
             continue;
         }
         DebugMessage("Response=0x%X", psRecord->u8CompletionCode);

@@ -1,5 +1,6 @@
 // IPMI requests over LAN+: Debian's ipmitool against the test BMC, and
 // stand-in ipmitool scripts for outputs a real one cannot produce.
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -311,10 +312,10 @@ TEST_F(StandInTest, EmptyFirstLineStopsRetrying)
     EXPECT_EQ(ReadFile(m_dir.File("count")), "1\n");
 }
 
-TEST_F(StandInTest, OutputBufferIsNotClearedBetweenAttempts)
+// A long failure first, then a short answer: the answer is judged by its
+// own text alone, and holds only its own bytes.
+TEST_F(StandInTest, EachAttemptIsJudgedByItsOwnOutput)
 {
-    // A long failure first, then a short answer: the answer's text keeps
-    // the tail of the failure after it, and its words become bytes too.
     StandIn(
         "if [ $COUNT -eq 0 ]; then\n"
         "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc3): Timeout'\n"
@@ -323,9 +324,44 @@ TEST_F(StandInTest, OutputBufferIsNotClearedBetweenAttempts)
     const Sent sent = Send(NETFN_LUN_STORAGE, 0x22, record);
     EXPECT_TRUE(sent.bResult);
     EXPECT_EQ(record.u8CompletionCode, 0);
+    EXPECT_EQ(record.u16ResponseLength, 2);
     EXPECT_EQ(record.au8ResponseData[0], 0x01);
-    EXPECT_GT(record.u16ResponseLength, 2);
+    EXPECT_EQ(record.au8ResponseData[1], 0x02);
     EXPECT_EQ(CountOf(sent.sTrace, "   Retry 1\n"), 1);
+}
+
+// A session that could not be set up once, then the BMC's short answer:
+// a success, not a failure read from the first attempt's words.
+TEST_F(StandInTest, ASessionFailureThenAShortAnswerSucceeds)
+{
+    StandIn(
+        "if [ $COUNT -eq 0 ]; then\n"
+        "  echo 'Error: Unable to establish IPMI v2 / RMCP+ session'\n"
+        "else\n  echo ' 11 01'\nfi\n");
+    IPMICommandRecord record = Record({0x00, 0x00, 0x00, 0x01, 0x99});
+    const Sent sent = Send(NETFN_LUN_STORAGE, CMD_WRITE_FRU_DATA, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(record.u16ResponseLength, 2);
+    EXPECT_EQ(record.au8ResponseData[0], 0x11);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "2\n");
+}
+
+// Busy and timeout answers get a pause before the next attempt; other
+// refusals are sent again at once.
+TEST_F(StandInTest, BusyAndTimeoutArePausedBeforeTheNextAttempt)
+{
+    for (const char* pchCode : {"c0", "c3"}) {
+        StandIn(std::string("if [ $COUNT -lt 2 ]; then\n"
+                            "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0x") +
+                pchCode + "): Busy'\nelse\n  echo ' 01 02'\nfi\n");
+        std::remove(m_dir.File("count").c_str());
+        IPMICommandRecord record = Record({});
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(Send(NETFN_LUN_STORAGE, 0x22, record).bResult) << pchCode;
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(elapsed, std::chrono::milliseconds(200)) << pchCode;  // two pauses of 100 ms at least
+        EXPECT_EQ(ReadFile(m_dir.File("count")), "3\n");
+    }
 }
 
 // popen fails once no file descriptor is left for its pipe; in a child of
