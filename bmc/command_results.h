@@ -18,4 +18,5 @@ enum SDRCommandResult : int {
     FRU_AREA_PRESENT = 13,
     FRU_READ_DONE = 14,
     FRU_WRITE_DONE = 15,
+    SDR_RESERVATION_CANCELLED = 16,  // not reported: the caller reserves anew and repeats
 };

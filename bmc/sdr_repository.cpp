@@ -1,8 +1,10 @@
 #include "bmc/sdr_repository.h"
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstring>
 
+#include "base/monotonic_clock.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
 
@@ -11,8 +13,39 @@ namespace {
 constexpr unsigned int CHUNK_SIZE = 16;
 constexpr unsigned char ERASE_INITIATE = 0xAA;
 constexpr unsigned char ERASE_STATUS = 0x00;
-constexpr int ERASE_STATUS_POLLS = 3;
 constexpr unsigned int PLEASE_WAIT_POLL = 3000;
+// A real BMC erases flash: its status is polled with short pauses until it
+// reports completion or this much time has passed.
+constexpr long ERASE_TIME_LIMIT_MS = 10000;
+constexpr unsigned int ERASE_POLL_PAUSE_MS = 50;
+long S_lEraseTimeLimitMs = ERASE_TIME_LIMIT_MS;
+// Another agent's reservation cancels ours (0xC5): the record is read or
+// added again under a new one, this many times at most, after a pause.
+constexpr int CANCELLED_RESERVATION_RETRIES = 5;
+constexpr unsigned int CANCELLED_RESERVATION_PAUSE_MS = 100;
+
+// What a request refused with "reservation cancelled" does: fails and is
+// reported like any refusal, or goes back unreported to a caller that
+// reserves anew and repeats it.
+enum eCancelHandling { CANCEL_FAILS, CANCEL_RETURNS };
+
+bool Cancelled(const IPMICommandRecord& record, eCancelHandling eCancel)
+{
+    return eCancel == CANCEL_RETURNS && record.u8CompletionCode == CC_RESERVATION_CANCELLED;
+}
+
+// The handling for the attempt iTry (from 0) of a record: the last one
+// fails as any refusal does.
+eCancelHandling CancelHandlingForTry(int iTry)
+{
+    return iTry < CANCELLED_RESERVATION_RETRIES ? CANCEL_RETURNS : CANCEL_FAILS;
+}
+
+void PauseAfterCancelledReservation()
+{
+    DebugMessage("   Reservation cancelled: reserving again\n");
+    usleep(CANCELLED_RESERVATION_PAUSE_MS * 1000);
+}
 
 void PutWord(IPMICommandRecord& record, unsigned short u16Word)
 {
@@ -72,8 +105,10 @@ int ReserveSDRCommand(unsigned short* pu16ReservationID)
     return SDR_RESERVATION_OBTAINED;
 }
 
-int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                  SDREntry* psEntry, const char* pchVerb)
+namespace {
+
+int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+                SDREntry* psEntry, const char* pchVerb, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
     const unsigned int uReadSize =
@@ -86,6 +121,9 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
     record.au8RequestData[record.u8RequestLength++] = static_cast<unsigned char>(uOffset);
     record.au8RequestData[record.u8RequestLength++] = static_cast<unsigned char>(uReadSize);
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_SDR, &record)) {
+        if (Cancelled(record, eCancel)) {
+            return SDR_RESERVATION_CANCELLED;
+        }
         // A failed backup is only a warning: a milder line.
         if (std::strcmp(pchVerb, "backup") == 0) {
             std::fputs("Executing IPMI command failed because of: Failure to get data from SDR repository.\n", stderr);
@@ -118,6 +156,38 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
     return psEntry->u8Cursor < psEntry->u8RecordLength ? SDR_RECORD_READ_IN_PART : SDR_RECORD_READ;
 }
 
+// One record, from its header on, under a reservation of its own; read
+// again from the start under a new one when another agent cancels it.
+int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry,
+                  const char* pchVerb)
+{
+    for (int iTry = 0;; ++iTry) {
+        unsigned short u16Reservation = 0;
+        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
+            return CMD_FAILED;
+        }
+        psEntry->u8Cursor = 0;
+        psEntry->u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
+        int iResult = CMD_FAILED;
+        do {
+            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, pchVerb,
+                                  CancelHandlingForTry(iTry));
+        } while (iResult == SDR_RECORD_READ_IN_PART);
+        if (iResult != SDR_RESERVATION_CANCELLED) {
+            return iResult;
+        }
+        PauseAfterCancelledReservation();
+    }
+}
+
+}  // namespace
+
+int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+                  SDREntry* psEntry, const char* pchVerb)
+{
+    return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, pchVerb, CANCEL_FAILS);
+}
+
 int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb)
 {
     unsigned int uSlot = 0;
@@ -126,19 +196,11 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
     int iResult = CMD_FAILED;
     psList[0].u16RecordID = 0;
     for (;;) {
-        unsigned short u16Reservation = 0;
-        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
+        SDREntry& entry = psList[uSlot];
+        iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, pchVerb);
+        if (iResult == CMD_FAILED) {
             return CMD_FAILED;
         }
-        SDREntry& entry = psList[uSlot];
-        entry.u8Cursor = 0;
-        entry.u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
-        do {
-            iResult = GetSDRCommand(u16Reservation, u16RecordID, &u16NextRecordID, &entry, pchVerb);
-            if (iResult == CMD_FAILED) {
-                return CMD_FAILED;
-            }
-        } while (iResult != SDR_RECORD_READ);
         DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(uSlot), *pu16Count);
         // The list's last slot ends the reading as the last record does.
         if (uSlot + 1 >= SDR_LIST_SLOT_COUNT || u16NextRecordID == 0xFFFF) {
@@ -176,7 +238,9 @@ bool DoSDRGetFromBMC(unsigned short* pu16Count)
     return UploadSDRHandler(pu16Count, G_psRepositorySDREntryList, "upload") == SDR_RECORD_READ;
 }
 
-int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
+namespace {
+
+int ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8Action, eCancelHandling eCancel)
 {
     DebugMessage("\n=> CMD_CLEAR_SDR_REPOSITORY\n");
     IPMICommandRecord record = NewCommandRecord();
@@ -186,18 +250,43 @@ int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
     }
     record.au8RequestData[record.u8RequestLength++] = u8Action;
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_CLEAR_SDR_REPOSITORY, &record)) {
-        return CMD_FAILED;
+        return Cancelled(record, eCancel) ? SDR_RESERVATION_CANCELLED : CMD_FAILED;
     }
     return (record.au8ResponseData[0] & 0x07) == 1 ? SDR_ERASE_COMPLETED : SDR_ERASE_IN_PROGRESS;
+}
+
+// The erase started under a reservation of its own, taken anew when
+// another agent cancels it before the erase begins.
+int InitiateErase(unsigned short* pu16Reservation)
+{
+    for (int iTry = 0;; ++iTry) {
+        if (ReserveSDRCommand(pu16Reservation) == CMD_FAILED) {
+            return CMD_FAILED;
+        }
+        const int iResult = ClearSDRRequest(*pu16Reservation, ERASE_INITIATE, CancelHandlingForTry(iTry));
+        if (iResult != SDR_RESERVATION_CANCELLED) {
+            return iResult;
+        }
+        PauseAfterCancelledReservation();
+    }
+}
+
+}  // namespace
+
+int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
+{
+    return ClearSDRRequest(u16ReservationID, u8Action, CANCEL_FAILS);
+}
+
+void SetSDREraseTimeLimit(long lMilliseconds)
+{
+    S_lEraseTimeLimitMs = lMilliseconds > 0 ? lMilliseconds : ERASE_TIME_LIMIT_MS;
 }
 
 int ToClearSDR()
 {
     unsigned short u16Reservation = 0;
-    if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
-        return CMD_FAILED;
-    }
-    const int iResult = ClearSDRCommand(u16Reservation, ERASE_INITIATE);
+    const int iResult = InitiateErase(&u16Reservation);
     if (iResult == CMD_FAILED) {
         ReportClearFailure();
         return CMD_FAILED;
@@ -205,17 +294,24 @@ int ToClearSDR()
     if (iResult == SDR_ERASE_COMPLETED) {
         return SDR_ERASE_COMPLETED;
     }
-    // Three status polls, back to back; a failed poll counts as one.
-    for (int iPoll = 0; iPoll < ERASE_STATUS_POLLS; ++iPoll) {
+    // Polled until done or out of time; a failed poll counts as "not yet".
+    const long lDeadline = MonotonicMilliseconds() + S_lEraseTimeLimitMs;
+    for (;;) {
         if (ClearSDRCommand(u16Reservation, ERASE_STATUS) == SDR_ERASE_COMPLETED) {
             return SDR_ERASE_COMPLETED;
         }
+        if (MonotonicMilliseconds() >= lDeadline) {
+            break;
+        }
+        usleep(ERASE_POLL_PAUSE_MS * 1000);
     }
     ReportClearFailure();
     return CMD_FAILED;
 }
 
-int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
+namespace {
+
+int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
 {
     DebugMessage("   PartialAddCommand ReserveID=%X, RecordSDRID=%X, DataOffset = %X\n", u16ReservationID,
                  psEntry->u16RecordID, psEntry->u8Cursor);
@@ -237,6 +333,9 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
     DebugPrintArray(record.au8RequestData, CHUNK_SIZE + 6);
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, &record)) {
+        if (Cancelled(record, eCancel)) {
+            return SDR_RESERVATION_CANCELLED;
+        }
         ReportCommandFailure("Failure to add data to SDR repository.", record);
         return CMD_FAILED;
     }
@@ -246,6 +345,52 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
     return bLast ? SDR_PARTIAL_ADD_LAST : SDR_PARTIAL_ADD_MORE;
 }
 
+// Every chunk of one record under the reservation: SDR_PARTIAL_ADD_LAST
+// of the last chunk, CMD_FAILED, or SDR_RESERVATION_CANCELLED.
+int AddRecordChunks(unsigned short u16Reservation, SDREntry* psEntry, eCancelHandling eCancel)
+{
+    int iResult = CMD_FAILED;
+    psEntry->u16RecordID = 0;  // a new record
+    // An 8-bit offset like u8Cursor: records are far below 240 bytes.
+    for (unsigned char u8Offset = 0; u8Offset < psEntry->u8RecordLength;
+         u8Offset = static_cast<unsigned char>(u8Offset + CHUNK_SIZE)) {
+        psEntry->u8Cursor = u8Offset;
+        iResult = PartialAddChunk(u16Reservation, psEntry, eCancel);
+        if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED) {
+            return iResult;
+        }
+    }
+    return iResult;
+}
+
+// One record under a reservation of its own; added again from its first
+// byte under a new one when another agent cancels it (the BMC drops a
+// record whose partial add did not end).
+int AddOneRecord(unsigned int uSlot, SDREntry* psEntry, const char* pchVerb)
+{
+    for (int iTry = 0;; ++iTry) {
+        unsigned short u16Reservation = 0;
+        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
+            return CMD_FAILED;
+        }
+        if (iTry == 0) {
+            std::printf("    Start to %s #%2Xh SDR record  ... \n", pchVerb, uSlot);
+        }
+        const int iResult = AddRecordChunks(u16Reservation, psEntry, CancelHandlingForTry(iTry));
+        if (iResult != SDR_RESERVATION_CANCELLED) {
+            return iResult;
+        }
+        PauseAfterCancelledReservation();
+    }
+}
+
+}  // namespace
+
+int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
+{
+    return PartialAddChunk(u16ReservationID, psEntry, CANCEL_FAILS);
+}
+
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb)
 {
     if (ToClearSDR() == CMD_FAILED) {
@@ -253,21 +398,9 @@ int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pc
     }
     int iResult = CMD_FAILED;
     for (unsigned int uSlot = 0; uSlot < u16Count; ++uSlot) {
-        unsigned short u16Reservation = 0;
-        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
+        iResult = AddOneRecord(uSlot, &psList[uSlot], pchVerb);
+        if (iResult == CMD_FAILED) {
             return CMD_FAILED;
-        }
-        std::printf("    Start to %s #%2Xh SDR record  ... \n", pchVerb, uSlot);
-        SDREntry& entry = psList[uSlot];
-        entry.u16RecordID = 0;  // a new record
-        // An 8-bit offset like u8Cursor: records are far below 240 bytes.
-        for (unsigned char u8Offset = 0; u8Offset < entry.u8RecordLength;
-             u8Offset = static_cast<unsigned char>(u8Offset + CHUNK_SIZE)) {
-            entry.u8Cursor = u8Offset;
-            iResult = PartialAddCommand(u16Reservation, &entry);
-            if (iResult == CMD_FAILED) {
-                return CMD_FAILED;
-            }
         }
     }
     return iResult;

@@ -20,6 +20,9 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
 int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry);
 int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action);
 int ToClearSDR();
+// How long ToClearSDR polls an erase in progress (10 s unless a test sets
+// less); 0 or less restores the default.
+void SetSDREraseTimeLimit(long lMilliseconds);
 int RunInitializationAgentCommand();
 
 // The repository, from its first record, into the list; 9 when as many

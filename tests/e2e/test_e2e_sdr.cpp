@@ -224,10 +224,12 @@ TEST_P(SdrRestore, FailedPartialAddRestoresTheRepository)
 
 INSTANTIATE_TEST_SUITE_P(AtStartMiddleAndEnd, SdrRestore, testing::Values(1, 10, 19));
 
+// The status is polled with pauses for about ten seconds, then the erase
+// counts as failed; the restore's erase fails the same way.
 TEST_F(SdrEndToEnd, EraseThatNeverCompletes)
 {
     ASSERT_EQ(Download(S_asFew).iStatus, 0);
-    m_e2e.Bmc().Knob("erase_polls=4");  // completion only on the fourth poll
+    m_e2e.Bmc().Knob("erase_polls=100000");
     const CommandResult result = Download(S_asEvery);
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sErr,
@@ -242,6 +244,30 @@ TEST_F(SdrEndToEnd, EraseCompletingOnTheThirdPoll)
     m_e2e.Bmc().Knob("erase_polls=3");
     const CommandResult result = Download(S_asFew);
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
+}
+
+// A slower erase is waited for: it once failed after three polls.
+TEST_F(SdrEndToEnd, EraseCompletingOnTheTwelfthPoll)
+{
+    m_e2e.Bmc().Knob("erase_polls=12");
+    const CommandResult result = Download(S_asFew);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFew));
+}
+
+// Another agent's reservations cancel ours while the backup is read and
+// while records are added: each record is read or added again under a new
+// reservation, and the download ends as if nothing had happened.
+TEST_F(SdrEndToEnd, CancelledReservationsAreTakenAnew)
+{
+    ASSERT_EQ(Download(S_asFew).iStatus, 0);
+    m_e2e.Bmc().Knob("fail=0a:23:2:c5:1 fail=0a:25:3:c5:1");
+    const CommandResult result = Download(S_asEvery);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
+    EXPECT_NE(result.sOut.find("Backup data from SDR Repository Successful."), std::string::npos) << result.sOut;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asEvery));
 }
 
 TEST_F(SdrEndToEnd, MissingPartialAddSupport)

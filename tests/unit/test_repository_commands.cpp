@@ -136,19 +136,36 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
     EXPECT_EQ(output.Out(), "    Start to download # 0h SDR record  ... \n");
 }
 
-TEST_F(RepositoryCommandTest, AnEraseCompletedOnlyAtTheFourthPollFails)
+// A real BMC erases flash: polled with pauses until it says done.
+TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheTenthPollSucceeds)
 {
     Ok({0x01, 0x00});  // reservation
     Ok({0x00});        // erase started
-    Ok({0x00});
-    Ok({0x00});
-    Ok({0x00});
-    Ok({0x01});  // the fourth poll would say done; it is never sent
+    for (int i = 0; i < 9; ++i) {
+        Ok({0x00});
+    }
+    m_stub->Queue(0, 0xC0, {});  // a failed poll counts as "not yet"
+    Ok({0x01});
+    CapturedOutput output;
+    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+    output.Finish();
+    EXPECT_EQ(Requests().size(), 13u);
+    EXPECT_EQ(Requests()[12], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 00]");
+    EXPECT_EQ(output.Err(), "");
+}
+
+TEST_F(RepositoryCommandTest, AnEraseThatNeverEndsFailsAtTheTimeLimit)
+{
+    SetSDREraseTimeLimit(300);
+    Ok({0x01, 0x00});
+    m_stub->Answer(0, 0x00, {0x00});  // in progress, every time
     CapturedOutput output;
     EXPECT_EQ(ToClearSDR(), CMD_FAILED);
     output.Finish();
-    EXPECT_EQ(Requests().size(), 5u);
-    EXPECT_EQ(Requests()[4], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 00]");
+    SetSDREraseTimeLimit(0);
+    // Pauses of 50 ms between polls: a handful in 300 ms, not thousands.
+    EXPECT_GE(Requests().size(), 4u);
+    EXPECT_LE(Requests().size(), 12u);
     EXPECT_EQ(output.Err(), "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n");
 }
 
@@ -160,6 +177,87 @@ TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheThirdPollSucceeds)
     Ok({0x00});
     Ok({0x01});
     EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+}
+
+// Another agent's reservation cancels ours: the erase is started again
+// under a new reservation, and nothing is reported.
+TEST_F(RepositoryCommandTest, ACancelledReservationBeforeTheEraseIsTakenAnew)
+{
+    Ok({0x01, 0x00});
+    m_stub->Queue(0, 0xC5, {});
+    Ok({0x02, 0x00});
+    Ok({0x01});
+    CapturedOutput output;
+    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+    output.Finish();
+    EXPECT_EQ(Requests()[3], "RawRequest 28 27 capacity=100 [02 00 43 4C 52 AA]");
+    EXPECT_EQ(output.Err(), "");
+}
+
+TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromItsStart)
+{
+    const std::string sRecord = SdrRecord(0x0042, 0x12, std::string(20, 'y'));
+    Ok({0x01, 0x00});
+    Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
+    m_stub->Queue(0, 0xC5, {});  // cancelled before the body
+    Ok({0x02, 0x00});
+    Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
+    Ok(GetSdrAnswer(0xFFFF, sRecord, 5, 16));
+    Ok(GetSdrAnswer(0xFFFF, sRecord, 21, 4));
+    SDREntry asList[2] = {};
+    unsigned short u16Count = 1;
+    CapturedOutput output;
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
+    output.Finish();
+    EXPECT_EQ(RecordOf(asList[0]), sRecord);
+    EXPECT_EQ(Requests()[4], "RawRequest 28 23 capacity=100 [02 00 00 00 00 05]");
+    EXPECT_EQ(output.Err(), "");
+}
+
+TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirstByte)
+{
+    const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(20, 'x'));
+    SDREntry asList[1] = {};
+    PutRecord(asList[0], sRecord);
+    Ok({0x01, 0x00});
+    Ok({0x01});        // erased
+    Ok({0x02, 0x00});  // reservation for the record
+    Ok({0x50, 0x00});
+    m_stub->Queue(0, 0xC5, {});
+    Ok({0x03, 0x00});
+    Ok({0x51, 0x00});
+    Ok({0x51, 0x00});
+    CapturedOutput output;
+    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), SDR_PARTIAL_ADD_LAST);
+    output.Finish();
+    const std::vector<std::string> asRequests = Requests();
+    ASSERT_EQ(asRequests.size(), 8u);
+    EXPECT_EQ(asRequests[6], "RawRequest 28 25 capacity=100 [03 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    EXPECT_EQ(asRequests[7], "RawRequest 28 25 capacity=100 [03 00 51 00 10 01 " + HexBytes(sRecord, 16, 9) + "]");
+    EXPECT_EQ(output.Out(), "    Start to download # 0h SDR record  ... \n");
+    EXPECT_EQ(output.Err(), "");
+}
+
+// Cancelled again and again: after a few new reservations, reported as
+// any refusal.
+TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
+{
+    const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(4, 'x'));
+    SDREntry asList[1] = {};
+    PutRecord(asList[0], sRecord);
+    Ok({0x01, 0x00});
+    Ok({0x01});
+    for (int i = 0; i < 6; ++i) {
+        Ok({static_cast<unsigned char>(2 + i), 0x00});
+        m_stub->Queue(0, 0xC5, {});
+    }
+    CapturedOutput output;
+    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(Requests().size(), 14u);
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
+              "cc = C5 \n");
 }
 
 TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
