@@ -93,7 +93,7 @@ public:
     double RunValdrn(const std::vector<std::string>& asWords, bool bRecord)
     {
         std::remove((m_sDir + "/out.txt").c_str());
-        std::string sCommand = "cd " + m_sDir + " && ";
+        std::string sCommand = "cd " + m_sDir + " && VALDRN_BACKUP_DIR=" + m_sDir + "/backups ";
         if (bRecord) {
             std::remove((m_sDir + "/lines").c_str());
             sCommand += "IPMITOOL_LOG=" + m_sDir + "/lines PATH=" + m_sDir + "/bin:$PATH ";

@@ -3,6 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/interruption.h"
+#include "base/quiet_output.h"
+#include "bmc/fru_device_content.h"
 #include "bmc/fru_inventory.h"
 #include "encoding/checksum.h"
 
@@ -49,7 +52,31 @@ unsigned char SerialNumberArea(const char* pchField, const unsigned char* pu8Hea
     return pu8Header[PRODUCT_AREA_OFFSET];
 }
 
-bool UpdateString(FRUUpdateRequest* psRequest, const unsigned char* pu8Header)
+// The writes of one field update, worked out from what the device holds:
+// the type/length byte (strings only), the data, the area checksum.
+struct FieldUpdatePlan {
+    bool bHasTypeLength = false;
+    unsigned short u16TypeLengthOffset = 0;
+    unsigned char u8TypeLength = 0;
+    unsigned short u16DataOffset = 0;
+    unsigned int uDataCount = 0;
+    const unsigned char* pu8Data = nullptr;
+    unsigned short u16ChecksumPosition = 0;
+    unsigned char u8Checksum = 0;
+
+    unsigned int First() const
+    {
+        const unsigned int uField = bHasTypeLength ? u16TypeLengthOffset : u16DataOffset;
+        return uField < u16ChecksumPosition ? uField : u16ChecksumPosition;
+    }
+    unsigned int End() const
+    {
+        const unsigned int uField = u16DataOffset + uDataCount;
+        return uField > u16ChecksumPosition + 1u ? uField : u16ChecksumPosition + 1u;
+    }
+};
+
+bool PlanString(FRUUpdateRequest* psRequest, const unsigned char* pu8Header, FieldUpdatePlan* psPlan)
 {
     const unsigned char u8FruID = psRequest->u8FruID;
     const unsigned int uLength = psRequest->u8StringLength;
@@ -69,40 +96,94 @@ bool UpdateString(FRUUpdateRequest* psRequest, const unsigned char* pu8Header)
         return false;
     }
     au8Old[uLength] = u8OldTypeLength;
-    unsigned short u16ChecksumPosition = 0;
     unsigned char u8Checksum = 0;
-    unsigned char u8NewChecksum = 0;
-    return ReadAreaChecksum(u8FruID, SerialNumberArea(psRequest->achFieldName, pu8Header), &u16ChecksumPosition,
-                            &u8Checksum) &&
-           NewChecksum(u8Checksum, uLength + 1, au8Old, psRequest->au8EncodedData, &u8NewChecksum) &&
-           WriteFRUBytes(u8FruID, u16TypeLengthOffset, 1, &psRequest->au8EncodedData[uLength]) &&
-           WriteFRUBytes(u8FruID, psRequest->u16Offset, uLength, psRequest->au8EncodedData) &&
-           WriteFRUBytes(u8FruID, u16ChecksumPosition, 1, &u8NewChecksum);
+    if (!ReadAreaChecksum(u8FruID, SerialNumberArea(psRequest->achFieldName, pu8Header), &psPlan->u16ChecksumPosition,
+                          &u8Checksum) ||
+        !NewChecksum(u8Checksum, uLength + 1, au8Old, psRequest->au8EncodedData, &psPlan->u8Checksum)) {
+        return false;
+    }
+    psPlan->bHasTypeLength = true;
+    psPlan->u16TypeLengthOffset = u16TypeLengthOffset;
+    psPlan->u8TypeLength = psRequest->au8EncodedData[uLength];
+    psPlan->u16DataOffset = psRequest->u16Offset;
+    psPlan->uDataCount = uLength;
+    psPlan->pu8Data = psRequest->au8EncodedData;
+    return true;
 }
 
 // The manufacturing date/time is always in the board area.
-bool UpdateDateTime(const FRUUpdateRequest* psRequest, const unsigned char* pu8Header)
+bool PlanDateTime(const FRUUpdateRequest* psRequest, const unsigned char* pu8Header, FieldUpdatePlan* psPlan)
 {
     const unsigned char u8FruID = psRequest->u8FruID;
     unsigned char au8Old[DATE_TIME_BYTES] = {};
-    unsigned short u16ChecksumPosition = 0;
     unsigned char u8Checksum = 0;
-    unsigned char u8NewChecksum = 0;
-    return ReadFRUBytes(u8FruID, psRequest->u16Offset, DATE_TIME_BYTES, au8Old) &&
-           ReadAreaChecksum(u8FruID, pu8Header[BOARD_AREA_OFFSET], &u16ChecksumPosition, &u8Checksum) &&
-           NewChecksum(u8Checksum, DATE_TIME_BYTES, au8Old, psRequest->au8EncodedData, &u8NewChecksum) &&
-           WriteFRUBytes(u8FruID, psRequest->u16Offset, DATE_TIME_BYTES, psRequest->au8EncodedData) &&
-           WriteFRUBytes(u8FruID, u16ChecksumPosition, 1, &u8NewChecksum);
+    if (!ReadFRUBytes(u8FruID, psRequest->u16Offset, DATE_TIME_BYTES, au8Old) ||
+        !ReadAreaChecksum(u8FruID, pu8Header[BOARD_AREA_OFFSET], &psPlan->u16ChecksumPosition, &u8Checksum) ||
+        !NewChecksum(u8Checksum, DATE_TIME_BYTES, au8Old, psRequest->au8EncodedData, &psPlan->u8Checksum)) {
+        return false;
+    }
+    psPlan->u16DataOffset = psRequest->u16Offset;
+    psPlan->uDataCount = DATE_TIME_BYTES;
+    psPlan->pu8Data = psRequest->au8EncodedData;
+    return true;
+}
+
+// The order type/length byte, data, checksum is fixed; a signal stops it
+// between two writes.
+bool PerformPlan(unsigned char u8FruID, const FieldUpdatePlan& plan)
+{
+    const char* const pchWhat = "update";
+    return (!plan.bHasTypeLength || (!StopForInterruption(pchWhat) &&
+                                     WriteFRUBytes(u8FruID, plan.u16TypeLengthOffset, 1, &plan.u8TypeLength))) &&
+           !StopForInterruption(pchWhat) && WriteFRUBytes(u8FruID, plan.u16DataOffset, plan.uDataCount, plan.pu8Data) &&
+           !StopForInterruption(pchWhat) && WriteFRUBytes(u8FruID, plan.u16ChecksumPosition, 1, &plan.u8Checksum);
+}
+
+bool PlanHolds(unsigned char u8FruID, const FieldUpdatePlan& plan)
+{
+    return (!plan.bHasTypeLength || FRURangeHolds(u8FruID, plan.u16TypeLengthOffset, 1, &plan.u8TypeLength)) &&
+           FRURangeHolds(u8FruID, plan.u16DataOffset, plan.uDataCount, plan.pu8Data) &&
+           FRURangeHolds(u8FruID, plan.u16ChecksumPosition, 1, &plan.u8Checksum);
+}
+
+// What the device holds, read and saved before the first write; the area
+// size comes from the device itself, asked without a trace.
+bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan, FRUDeviceContent* psContent)
+{
+    int iAreaInfo = CMD_FAILED;
+    {
+        SuppressedTrace quiet;
+        iAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID);
+    }
+    const unsigned int uAreaSize = G_u16FRUInventoryAreaSize > plan.End() ? G_u16FRUInventoryAreaSize : plan.End();
+    return iAreaInfo != CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent);
 }
 
 }  // namespace
 
 bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest)
 {
+    const unsigned char u8FruID = psRequest->u8FruID;
     unsigned char au8Header[COMMON_HEADER_BYTES] = {};
-    if (!ReadFRUBytes(psRequest->u8FruID, 0, COMMON_HEADER_BYTES, au8Header)) {
+    if (!ReadFRUBytes(u8FruID, 0, COMMON_HEADER_BYTES, au8Header)) {
         return false;
     }
-    return std::strcmp(psRequest->achFieldName, "datetime") == 0 ? UpdateDateTime(psRequest, au8Header)
-                                                                 : UpdateString(psRequest, au8Header);
+    FieldUpdatePlan plan;
+    const bool bPlanned = std::strcmp(psRequest->achFieldName, "datetime") == 0
+                              ? PlanDateTime(psRequest, au8Header, &plan)
+                              : PlanString(psRequest, au8Header, &plan);
+    FRUDeviceContent before;
+    if (!bPlanned || !ReadContentBeforeWriting(u8FruID, plan, &before)) {
+        return false;
+    }
+    const bool bWritten = PerformPlan(u8FruID, plan);
+    if (bWritten && PlanHolds(u8FruID, plan)) {
+        return true;
+    }
+    if (bWritten) {
+        std::fputs("<ERROR> The FRU device does not hold the bytes written to it.\n", stderr);
+    }
+    // A field half written leaves the area's checksum wrong: undone.
+    PutBackFRUDevice(before, plan.First(), plan.End());
+    return false;
 }

@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/interruption.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
+#include "bmc/fru_device_content.h"
 #include "bmc/ipmi_command.h"
 
 unsigned short G_u16FRUInventoryAreaSize = 0;
@@ -138,6 +140,10 @@ int DownloadFRUHandler(unsigned char u8FruID)
     }
     int iResult = FRU_AREA_PRESENT;
     ForEachFRUChunk(uSize, [&](unsigned int uOffset, unsigned int uChunk) {
+        if (StopForInterruption("download")) {
+            iResult = CMD_FAILED;
+            return false;
+        }
         iResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
                                       G_pu8LocalFRUDataBuffer);
         return iResult != CMD_FAILED;
@@ -155,7 +161,26 @@ bool DoFRUAddToBMC(unsigned char u8FruID)
         return false;
     }
     std::puts("Start to download FRU data! ");
-    return DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
+    const unsigned int uSize = G_u16RawDataSizeFromFRUFile;
+    // An image that does not fit, or none, is refused before any write.
+    if (uSize == 0 || uSize > G_u16FRUInventoryAreaSize) {
+        return DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
+    }
+    FRUDeviceContent before;
+    if (!ReadFRUDeviceContent(u8FruID, G_u16FRUInventoryAreaSize, uSize, &before)) {
+        return false;
+    }
+    // Written, then read back: a device that ignores or refuses a write is
+    // put back, never reported as written.
+    const bool bWritten = DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
+    if (bWritten && FRURangeHolds(u8FruID, 0, uSize, G_pu8LocalFRUDataBuffer)) {
+        return true;
+    }
+    if (bWritten) {
+        std::fputs("<ERROR> The FRU device does not hold the bytes written to it.\n", stderr);
+    }
+    PutBackFRUDevice(before, 0, uSize);
+    return false;
 }
 
 int UploadFRUHandler(unsigned char u8FruID, unsigned int* puReadSize)

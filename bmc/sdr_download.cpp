@@ -1,9 +1,12 @@
 #include "bmc/sdr_download.h"
 
 #include <cstdio>
+#include <string>
 
+#include "base/quiet_output.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
+#include "bmc/saved_copy.h"
 #include "bmc/sdr_repository.h"
 
 namespace {
@@ -22,15 +25,25 @@ bool BackUpRepository(unsigned short* pu16BackupCount)
     return false;
 }
 
-void RestoreRepository(unsigned short u16BackupCount)
+// True when the repository holds the backup again.
+bool RestoreRepository(unsigned short u16BackupCount)
 {
     std::puts("Restore SDR Repository. ");
     std::printf("There are %Xh SDR records to restore! \n", u16BackupCount);
     if (DownloadSDRHandler(u16BackupCount, G_psRepositorySDREntryList, "restore") != CMD_FAILED) {
         std::puts("Restore SDR Repository Successful. ");
-    } else {
-        std::fputs("Restore SDR Repository Failed. \n", stderr);
+        return true;
     }
+    std::fputs("Restore SDR Repository Failed. \n", stderr);
+    return false;
+}
+
+// A repository that was empty is made empty again: what the failed
+// download added is erased.
+void EraseWhatWasAdded()
+{
+    SuppressedTrace quiet;
+    ToClearSDR();
 }
 
 }  // namespace
@@ -50,6 +63,9 @@ bool DoSDRAddToBMC(unsigned short u16Count)
     }
     unsigned short u16BackupCount = info.u16RecordCount;
     const bool bBackedUp = bBackupWanted && BackUpRepository(&u16BackupCount);
+    // On disk before the erase: what could be read, whole or not.
+    const std::string sCopy =
+        bBackupWanted ? SaveRepositoryCopy(RepositorySDRList(), info.u16RecordCount, !bBackedUp) : std::string();
 
     std::printf("There are %Xh SDR records to download! \n", u16Count);
     const int iResult = DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download");
@@ -62,8 +78,10 @@ bool DoSDRAddToBMC(unsigned short u16Count)
         return true;
     }
     std::fputs("Failure to download SDR data!\n\n", stderr);
-    if (bBackedUp) {
-        RestoreRepository(u16BackupCount);
+    if (!bBackupWanted) {
+        EraseWhatWasAdded();
+    } else if (!bBackedUp || !RestoreRepository(u16BackupCount)) {
+        AdviseSavedCopy(sCopy);
     }
     return false;
 }

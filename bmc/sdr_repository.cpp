@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/interruption.h"
 #include "base/monotonic_clock.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
@@ -158,8 +159,7 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
 
 // One record, from its header on, under a reservation of its own; read
 // again from the start under a new one when another agent cancels it.
-int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry,
-                  const char* pchVerb)
+int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, const char* pchVerb)
 {
     for (int iTry = 0;; ++iTry) {
         unsigned short u16Reservation = 0;
@@ -393,11 +393,16 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
 
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb)
 {
-    if (ToClearSDR() == CMD_FAILED) {
+    // A signal stops a download between records; a restore runs to its end.
+    const bool bMayStop = std::strcmp(pchVerb, "download") == 0;
+    if ((bMayStop && StopForInterruption(pchVerb)) || ToClearSDR() == CMD_FAILED) {
         return CMD_FAILED;
     }
     int iResult = CMD_FAILED;
     for (unsigned int uSlot = 0; uSlot < u16Count; ++uSlot) {
+        if (bMayStop && StopForInterruption(pchVerb)) {
+            return CMD_FAILED;
+        }
         iResult = AddOneRecord(uSlot, &psList[uSlot], pchVerb);
         if (iResult == CMD_FAILED) {
             return CMD_FAILED;

@@ -325,6 +325,88 @@ FRUImageTarget::~FRUImageTarget()
     S_psTargetImage = m_psPrevious;
 }
 
+namespace {
+
+unsigned int Larger(unsigned int uA, unsigned int uB)
+{
+    return uA > uB ? uA : uB;
+}
+
+// The multirecord area's end: its records walked to the one marked last.
+unsigned int MultiRecordEnd(const unsigned char* pu8Data, unsigned int uHave, unsigned int uStart, bool* pbKnown)
+{
+    unsigned int uAt = uStart;
+    for (;;) {
+        if (uHave < uAt + FRU_MULTIRECORD_HEADER_SIZE) {
+            *pbKnown = false;
+            return uAt + FRU_MULTIRECORD_HEADER_SIZE;
+        }
+        const unsigned int uEnd = uAt + FRU_MULTIRECORD_HEADER_SIZE + pu8Data[uAt + 2];
+        if ((pu8Data[uAt + 1] & 0x80) != 0 || uEnd > FRU_MAX_IMAGE_SIZE) {
+            return uEnd;
+        }
+        uAt = uEnd;
+    }
+}
+
+}  // namespace
+
+unsigned int FRUImageExtent(const unsigned char* pu8Data, unsigned int uHave, bool* pbKnown)
+{
+    *pbKnown = false;
+    if (uHave < FRU_COMMON_HEADER_SIZE) {
+        return FRU_COMMON_HEADER_SIZE;
+    }
+    *pbKnown = true;
+    if (pu8Data[0] != FRU_FORMAT_VERSION || !FRUAreaChecksumCorrect(pu8Data, FRU_COMMON_HEADER_SIZE, 0)) {
+        return 0;
+    }
+    unsigned int uExtent = FRU_COMMON_HEADER_SIZE;
+    unsigned int uNeed = 0;
+    for (int iArea = FRU_AREA_CHASSIS; iArea <= FRU_AREA_PRODUCT; ++iArea) {
+        const unsigned int uStart = pu8Data[iArea] * 8u;
+        if (uStart == 0) {
+            continue;
+        }
+        if (uHave < uStart + 2) {
+            uNeed = Larger(uNeed, uStart + 2);  // its length byte
+            continue;
+        }
+        uExtent = Larger(uExtent, uStart + pu8Data[uStart + 1] * 8u);
+    }
+    const unsigned int uInternal = pu8Data[FRU_AREA_INTERNAL] * 8u;
+    if (uInternal != 0) {
+        // It ends where the next area starts; with none after it, nothing
+        // tells where.
+        unsigned int uNext = 0;
+        for (int iArea = FRU_AREA_CHASSIS; iArea <= FRU_AREA_MULTIRECORD; ++iArea) {
+            const unsigned int uStart = pu8Data[iArea] * 8u;
+            if (uStart > uInternal && (uNext == 0 || uStart < uNext)) {
+                uNext = uStart;
+            }
+        }
+        if (uNext == 0) {
+            return 0;
+        }
+        uExtent = Larger(uExtent, uNext);
+    }
+    const unsigned int uMultiRecord = pu8Data[FRU_AREA_MULTIRECORD] * 8u;
+    if (uMultiRecord != 0) {
+        bool bKnown = true;
+        const unsigned int uEnd = MultiRecordEnd(pu8Data, uHave, uMultiRecord, &bKnown);
+        if (!bKnown) {
+            uNeed = Larger(uNeed, uEnd);
+        } else {
+            uExtent = Larger(uExtent, uEnd);
+        }
+    }
+    if (uNeed != 0) {
+        *pbKnown = false;
+        return Larger(uNeed, uHave + 1);
+    }
+    return uExtent;
+}
+
 int AllocateLocalFRUImage(unsigned long ulFileSize)
 {
     SetLocalFRUImageSize(0);

@@ -61,6 +61,12 @@ int FRUGetAreaInfo(const unsigned char* pu8Header, int iMode, FRUAreaInfo* psTab
 int CanKnowFRULengthFromCommonArea(const FRUAreaInfo* psTable);
 int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Count, unsigned char u8Checksum);
 
+// How many leading bytes of a device the image its common header describes
+// spans, as far as the first uHave bytes tell. *pbKnown false: read at
+// least the returned count and ask again. Known and 0: no image (a blank
+// or damaged header, or an internal-use area whose end nothing marks).
+unsigned int FRUImageExtent(const unsigned char* pu8Data, unsigned int uHave, bool* pbKnown);
+
 // An image a FRU file is read into when the caller owns it (a test, a
 // fuzz target) instead of the working storage: its bytes are the first
 // u16Size of au8Bytes, which is its room.

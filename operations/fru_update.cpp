@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "base/interruption.h"
 #include "bmc/fru_field_update.h"
+#include "bmc/saved_copy.h"
 #include "operations/bmc_session.h"
 
 int UpdateFRUField(FRUUpdateRequest* psRequest)
@@ -10,8 +12,11 @@ int UpdateFRUField(FRUUpdateRequest* psRequest)
     if (!OpenBMCSession()) {
         return 1;
     }
+    GuardAgainstInterruption();
     const bool bUpdated = WriteFRUFieldUpdate(psRequest);
     CloseBMCSession();
     std::puts(bUpdated ? "Update FRU data successful!\n" : "Update FRU data failed!\n");
+    PrintSavedCopyAdvice();
+    EndInterruptionGuard();
     return bUpdated ? 0 : 1;
 }

@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "base/interruption.h"
 #include "bmc/fru_inventory.h"
+#include "bmc/saved_copy.h"
 #include "bmc/sdr_download.h"
 #include "bmc/sdr_repository.h"
 #include "encoding/file_probe.h"
@@ -132,9 +134,13 @@ int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID)
     if (!StartLocalFileOperation(pchFileName)) {
         return 1;
     }
+    GuardAgainstInterruption();
     const int iStatus = bIsSDR ? DownloadSDR(pchFileName) : DownloadFRU(pchFileName, u16FruID);
     CloseBMCSession();
-    return iStatus == 1 ? 0 : 1;
+    PrintSavedCopyAdvice();
+    EndInterruptionGuard();
+    // An interrupted run failed, whatever the kind of data.
+    return iStatus == 1 && InterruptionSignal() == 0 ? 0 : 1;
 }
 
 int UploadToFile(bool bIsSDR, const char* pchFileName, unsigned int u32Encoding, unsigned short u16FruID)

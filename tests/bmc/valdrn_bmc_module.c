@@ -17,6 +17,8 @@
  *   init_polls=N                the N-th status poll after Run Initialization
  *                               Agent reports its final status (0: the run does)
  *   init_status=0xNN            the init agent's final status (default 0x01)
+ *   fru_ignore_writes=0|1       Write FRU Data answers success and keeps
+ *                               nothing (a write-protected part that says so not)
  *   fail=NETFN:CMD:NTH:CC[:TIMES]  answer the NTH occurrence (counted from now)
  *                               of a command, and TIMES-1 after it (0: all),
  *                               with completion code CC
@@ -91,6 +93,7 @@ static struct {
     unsigned char op_support;
     int overflow;
     unsigned int erase_polls;
+    int fru_ignore_writes;
     unsigned int erase_left;
     unsigned int init_polls;
     unsigned int init_left;
@@ -269,6 +272,8 @@ static int apply_word(const char* word)
             bmc.overflow = value != 0;
         else if (strncmp(word, "erase_polls=", 12) == 0)
             bmc.erase_polls = (unsigned int)value;
+        else if (strncmp(word, "fru_ignore_writes=", 18) == 0)
+            bmc.fru_ignore_writes = value != 0;
         else if (strncmp(word, "init_polls=", 11) == 0)
             bmc.init_polls = (unsigned int)value;
         else if (strncmp(word, "init_status=", 12) == 0)
@@ -722,8 +727,10 @@ static void write_fru_data(lmc_data_t* mc, msg_t* msg, unsigned char* rdata, uns
         reply(rdata, rdata_len, CC_OUT_OF_RANGE);
         return;
     }
-    memcpy(device->data + offset, msg->data + 3, count);
-    save_state();
+    if (!bmc.fru_ignore_writes) {
+        memcpy(device->data + offset, msg->data + 3, count);
+        save_state();
+    }
     rdata[0] = CC_OK;
     rdata[1] = (unsigned char)count;
     *rdata_len = 2;

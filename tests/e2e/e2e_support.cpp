@@ -1,6 +1,8 @@
 #include "e2e/e2e_support.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
@@ -17,7 +19,18 @@ std::string ProductHeader()
            "Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.\n" + sRule;
 }
 
-EndToEnd::EndToEnd(const std::string& sBmcOptions) : m_bmc(sBmcOptions) {}
+EndToEnd::EndToEnd(const std::string& sBmcOptions) : m_bmc(sBmcOptions), m_sBackupDir(m_dir.File("backups")) {}
+
+std::vector<std::string> EndToEnd::SavedCopies() const
+{
+    std::vector<std::string> asCopies;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(m_sBackupDir, error)) {
+        asCopies.push_back(entry.path().string());
+    }
+    std::sort(asCopies.begin(), asCopies.end());
+    return asCopies;
+}
 
 CommandResult EndToEnd::Valdrn(const std::vector<std::string>& asWords, const std::string& sStdin) const
 {
@@ -29,7 +42,9 @@ CommandResult EndToEnd::Valdrn(const std::vector<std::string>& asWords, const st
 
 CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, const std::string& sStdin) const
 {
-    std::vector<std::string> asArgv = ProgramUnderTest(VALDRN_BINARY);
+    std::vector<std::string> asArgv = {"/usr/bin/env", "VALDRN_BACKUP_DIR=" + m_sBackupDir};
+    const std::vector<std::string> asProgram = ProgramUnderTest(VALDRN_BINARY);
+    asArgv.insert(asArgv.end(), asProgram.begin(), asProgram.end());
     asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
     return RunCommand(asArgv, sStdin, m_dir.Path());
 }
@@ -37,7 +52,7 @@ CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, con
 CommandResult EndToEnd::ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
                                        const std::string& sStdin, bool bLanOptions) const
 {
-    std::vector<std::string> asArgv = {"/usr/bin/env", "PATH=" + sPath};
+    std::vector<std::string> asArgv = {"/usr/bin/env", "PATH=" + sPath, "VALDRN_BACKUP_DIR=" + m_sBackupDir};
     std::vector<std::string> asProgram = ProgramUnderTest(VALDRN_BINARY);
     // A wrapper named without a directory is looked up here, not on sPath.
     if (asProgram[0].find('/') == std::string::npos) {
@@ -53,6 +68,20 @@ CommandResult EndToEnd::ValdrnWithPath(const std::string& sPath, const std::vect
         asArgv.insert(asArgv.end(), asLan.begin(), asLan.end());
     }
     return RunCommand(asArgv, sStdin, m_dir.Path());
+}
+
+CommandResult EndToEnd::RunPrintedRestoreCommand(const CommandResult& failed) const
+{
+    std::string sErr = failed.sErr;
+    if (!sErr.empty() && sErr.back() == '\n') {
+        sErr.pop_back();
+    }
+    std::string sCommand = sErr.substr(sErr.rfind('\n') + 1);
+    const size_t uAt = sCommand.find(" -P ... ");
+    if (uAt != std::string::npos) {
+        sCommand.replace(uAt, 8, std::string(" -P ") + TestBmc::Password() + " ");
+    }
+    return RunCommand({"/usr/bin/env", "VALDRN_BACKUP_DIR=" + m_sBackupDir, "sh", "-c", sCommand}, "", m_dir.Path());
 }
 
 StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sExtraOptions)

@@ -35,6 +35,19 @@ public:
     CommandResult ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
                                  const std::string& sStdin = "", bool bLanOptions = true) const;
 
+    // Where the runs save their copies of the BMC's data (VALDRN_BACKUP_DIR):
+    // a folder of this test's own, "backups" in its working directory,
+    // unless set otherwise.
+    const std::string& BackupDir() const { return m_sBackupDir; }
+    void SetBackupDir(const std::string& sFolder) { m_sBackupDir = sFolder; }
+    // The copies saved there so far, oldest first (their names sort so).
+    std::vector<std::string> SavedCopies() const;
+
+    // The restore command a failed run printed as its last line of standard
+    // error, run from the working directory with the BMC's password in
+    // place of "..." (the printed command never shows it).
+    CommandResult RunPrintedRestoreCommand(const CommandResult& failed) const;
+
     // The repository's records, read with "ipmitool sdr dump".
     std::vector<std::string> Repository() const;
     // A FRU device's whole area, read with "ipmitool fru read".
@@ -47,6 +60,7 @@ public:
 private:
     TempDir m_dir;
     TestBmc m_bmc;
+    std::string m_sBackupDir;
 };
 
 // An ipmitool first on PATH that logs each command line, runs a piece of

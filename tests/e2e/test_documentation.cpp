@@ -70,7 +70,10 @@ void RunCommandOfPage(const EndToEnd& e2e, const DocRun& run, const DocCommand& 
     }
     ASSERT_EQ(command.asWords[0], "VALDRN") << "only VALDRN and cat are run";
     const std::vector<std::string> asArgs(command.asWords.begin() + 1, command.asWords.end());
-    std::vector<std::string> asArgv = ProgramUnderTest(VALDRN_BINARY);
+    std::vector<std::string> asArgv = {"/usr/bin/env", "VALDRN_BACKUP_DIR=" + e2e.BackupDir()};
+    for (const std::string& sWord : ProgramUnderTest(VALDRN_BINARY)) {
+        asArgv.push_back(sWord);
+    }
     for (const std::string& sWord : Expanded(asArgs, asLan)) {
         asArgv.push_back(sWord);
     }

@@ -3,6 +3,7 @@
 // contents are read back with ipmitool and decoded with ipmitool and
 // FreeIPMI on the side.
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -303,19 +304,55 @@ TEST_F(FruEndToEnd, AMissingDeviceIsReportedByEachOperation)
     EXPECT_EQ(verify.sErr, sNoDevice + "Failure to check the FRU Inventory device.\nVerify FRU file failed!\n");
 }
 
-TEST_F(FruEndToEnd, AFailedWriteStopsTheDownload)
+// Every write from the second on is refused: the first chunk cannot be
+// put back either. The run names the saved copy of the blank device and
+// the command that restores it, which works once the BMC takes writes.
+TEST_F(FruEndToEnd, AFailedWriteThatCannotBeUndoneNamesTheWayBack)
 {
-    // Every write from the second on: the dispatch retries a failed one.
+    const std::string sBefore = m_e2e.FruArea(0);
     m_e2e.Bmc().Knob("fail=0a:12:2:d5:0");
     const CommandResult result = DownloadBinary(TypicalServerFru(), 0);
     EXPECT_EQ(result.iStatus, 0);
     EXPECT_EQ(result.sOut, ProductHeader() + S_sBinary + S_sStartLine);
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = "backups/" + std::filesystem::path(m_e2e.SavedCopies()[0]).filename().string();
+    const std::string sAddress = m_e2e.Bmc().LanOptions()[3];
     EXPECT_EQ(result.sErr,
               "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\n"
-              "cc = D5 \nFailure to download FRU data! \n\n");
-    const std::string sDevice = m_e2e.FruArea(0);
-    EXPECT_EQ(sDevice.substr(0, 16), TypicalServerFru().substr(0, 16));
-    EXPECT_EQ(sDevice.substr(16, 16), std::string(16, '\xFF'));
+              "cc = D5 \nFRU device 0x00 could not be put back as it was before this run.\n"
+              "Failure to download FRU data! \n\n"
+              "The BMC's data from before this run is saved in " + sCopy + "; to put it back, run:\n"
+              "ipmitool -I lanplus -H " + sAddress + " -U admin -P ... -C 3 fru write 0 " + sCopy + "\n");
+    EXPECT_NE(sCopy.find("-fru0-"), std::string::npos);
+    EXPECT_NE(sCopy.find("-raw.bin"), std::string::npos);  // an erased device is no image
+    EXPECT_EQ(m_e2e.Read(sCopy), sBefore);
+    EXPECT_NE(m_e2e.FruArea(0), sBefore);
+    m_e2e.Bmc().Knob("nofaults");
+    const CommandResult restore = m_e2e.RunPrintedRestoreCommand(result);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sOut << restore.sErr;
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// One refused write: the device is put back as it was, and says so.
+TEST_F(FruEndToEnd, AFailedWriteIsUndone)
+{
+    const std::string sChassisOnly =
+        FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""});
+    ASSERT_EQ(DownloadBinary(sChassisOnly, 0).iStatus, 0);
+    const std::string sBefore = m_e2e.FruArea(0);
+    m_e2e.Bmc().Knob("fail=0a:12:2:d5:6");
+    const CommandResult result = DownloadBinary(TypicalServerFru(), 0);
+    EXPECT_EQ(result.iStatus, 0);
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\n"
+              "cc = D5 \nFRU device 0x00 was put back as it was before this run.\n"
+              "Failure to download FRU data! \n\n");
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+    // The copy saved before the write is the image, which -d puts back.
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 2u);
+    const std::string sCopy = m_e2e.SavedCopies()[1];
+    EXPECT_EQ(sCopy.substr(sCopy.size() - 4), ".fru");
+    EXPECT_EQ(m_e2e.Read("backups/" + std::filesystem::path(sCopy).filename().string()), sChassisOnly);
 }
 
 TEST_F(FruEndToEnd, AnErasedDeviceDoesNotUpload)

@@ -225,18 +225,22 @@ TEST_P(SdrRestore, FailedPartialAddRestoresTheRepository)
 INSTANTIATE_TEST_SUITE_P(AtStartMiddleAndEnd, SdrRestore, testing::Values(1, 10, 19));
 
 // The status is polled with pauses for about ten seconds, then the erase
-// counts as failed; the restore's erase fails the same way.
+// counts as failed; the restore's erase fails the same way, so the run
+// names the copy saved before the erase and the command that restores it.
 TEST_F(SdrEndToEnd, EraseThatNeverCompletes)
 {
     ASSERT_EQ(Download(S_asFew).iStatus, 0);
     m_e2e.Bmc().Knob("erase_polls=100000");
     const CommandResult result = Download(S_asEvery);
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr,
-              "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
-              "Failure to download SDR data!\n\n"
-              "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
-              "Restore SDR Repository Failed. \n");
+    const std::string sFailure =
+        "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
+        "Failure to download SDR data!\n\n"
+        "\n<ERROR> Error in executing IPMI command because of: Failure to clear SDR.\n"
+        "Restore SDR Repository Failed. \n"
+        "The BMC's data from before this run is saved in backups/";
+    EXPECT_EQ(result.sErr.substr(0, sFailure.size()), sFailure) << result.sErr;
+    EXPECT_NE(result.sErr.find("; to put it back, run:\n"), std::string::npos) << result.sErr;
 }
 
 TEST_F(SdrEndToEnd, EraseCompletingOnTheThirdPoll)
@@ -283,7 +287,9 @@ TEST_F(SdrEndToEnd, MissingPartialAddSupport)
     EXPECT_EQ(noReserve.sErr, "Reserve SDR command is not supported. \nFailure to upload SDR data!\n");
 }
 
-TEST_F(SdrEndToEnd, FailedDownloadIntoAnEmptyRepositoryHasNothingToRestore)
+// Nothing to back up or restore: what the failed download added is
+// erased, so that the repository ends empty as it was.
+TEST_F(SdrEndToEnd, FailedDownloadIntoAnEmptyRepositoryEndsEmpty)
 {
     m_e2e.Bmc().Knob("fail=0a:25:2:c0:6");
     const CommandResult result = Download(S_asFew);
@@ -291,6 +297,8 @@ TEST_F(SdrEndToEnd, FailedDownloadIntoAnEmptyRepositoryHasNothingToRestore)
     EXPECT_EQ(result.sOut, ProductHeader() + "There are 4h SDR records to download! \n" + WriteLines("download", 1));
     EXPECT_EQ(result.sOut.find("Backup"), std::string::npos);
     EXPECT_EQ(result.sOut.find("Restore"), std::string::npos);
+    m_e2e.Bmc().Knob("nofaults");
+    EXPECT_TRUE(m_e2e.Repository().empty());
 }
 
 TEST_F(SdrEndToEnd, InsufficientFreeSpaceIsANoticeOnly)

@@ -16,6 +16,8 @@ cleanup() {
 trap cleanup EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
 unset LD_LIBRARY_PATH
+# The copies of the BMC's data the runs save stay with this test.
+export VALDRN_BACKUP_DIR=$work/backups
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
 for file in bin/VALDRN lib/valdrn/libopenraw.so lib/valdrn/libkcsio.so share/man/man1/VALDRN.1.gz \

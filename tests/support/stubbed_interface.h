@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "support/stub_library.h"
+#include "support/test_support.h"
 
 namespace valdrn_test {
 
@@ -18,6 +19,8 @@ protected:
 
     std::string m_sPath;
     std::unique_ptr<StubLibrary> m_stub;
+    // VALDRN_BACKUP_DIR for the test: the copies it saves stay here.
+    TempDir m_backups;
 };
 
 }  // namespace valdrn_test

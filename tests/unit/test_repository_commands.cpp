@@ -482,15 +482,49 @@ TEST_F(RepositoryCommandTest, TwentyBytesAreReadAndWrittenAsSixteenAndFour)
 
 // A board area at 8 of two units (checksum at 0x17) holding "abc" at 0x10
 // after the type/length byte C3.
+// A device of 32 bytes: a common header naming a board area at 8 of two
+// units (checksum at 0x17) holding "abc" at 0x10 after the type/length
+// byte C3.
 class FieldUpdateTest : public RepositoryCommandTest {
 protected:
-    void QueueReads()
+    static std::string Device()
     {
-        Ok({8, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFE});
-        Ok({1, 0xC3});
-        Ok({3, 'a', 'b', 'c'});
-        Ok({1, 0x02});
-        Ok({1, 0x10});
+        std::string sDevice("\x01\x00\x00\x01\x00\x00\x00\xFE", 8);
+        sDevice += std::string("\x01\x02\x00\x00\x00\x00\x00\xC3", 8) + "abc" + std::string(13, '\0');
+        sDevice[0x17] = 0x10;
+        return sDevice;
+    }
+    void Answer(const std::string& sBytes)
+    {
+        // Built at its full size (an insert into a short vector trips a
+        // false -Warray-bounds at -O3).
+        std::vector<unsigned char> au8Answer(sBytes.size() + 1);
+        au8Answer[0] = static_cast<unsigned char>(sBytes.size());
+        for (size_t i = 0; i < sBytes.size(); ++i) {
+            au8Answer[i + 1] = static_cast<unsigned char>(sBytes[i]);
+        }
+        Ok(au8Answer);
+    }
+    // The reads that plan the update: header, old field, area length and
+    // checksum.
+    void QueuePlanReads()
+    {
+        const std::string sDevice = Device();
+        Answer(sDevice.substr(0, 8));
+        Answer(sDevice.substr(0x0F, 1));
+        Answer(sDevice.substr(0x10, 3));
+        Answer(sDevice.substr(0x09, 1));
+        Answer(sDevice.substr(0x17, 1));
+    }
+    // What the device holds, read before the first write: the area's size,
+    // then its bytes (the header, the board area, the rest: no valid image).
+    void QueueContentReads()
+    {
+        const std::string sDevice = Device();
+        Ok({0x20, 0x00, 0x00});
+        Answer(sDevice.substr(0, 16));
+        Answer(sDevice.substr(16, 8));
+        Answer(sDevice.substr(24, 8));
     }
     static FRUUpdateRequest BoardSerial()
     {
@@ -502,26 +536,38 @@ protected:
         std::memcpy(request.au8EncodedData, "XYZ", 3);
         return request;
     }
-    const std::vector<std::string> m_asReads = {
-        "RawRequest 28 11 capacity=100 [00 00 00 08]", "RawRequest 28 11 capacity=100 [00 0F 00 01]",
-        "RawRequest 28 11 capacity=100 [00 10 00 03]", "RawRequest 28 11 capacity=100 [00 09 00 01]",
-        "RawRequest 28 11 capacity=100 [00 17 00 01]"};
+    std::vector<std::string> Writes() const
+    {
+        std::vector<std::string> asWrites;
+        for (const std::string& sRequest : Requests()) {
+            if (sRequest.find("RawRequest 28 12 ") == 0) {
+                asWrites.push_back(sRequest);
+            }
+        }
+        return asWrites;
+    }
 };
 
 // The checksum keeps the area's sum: 10 + (61+62+63+C3) - (58+59+5A+C3) = 2B.
+// Each write is read back.
 TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
 {
-    QueueReads();
-    m_stub->Answer(0, 0x00, {1});
+    QueuePlanReads();
+    QueueContentReads();
+    Ok({1});
+    Ok({3});
+    Ok({1});
+    Answer("\xC3");
+    Answer("XYZ");
+    Answer("\x2B");
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    std::vector<std::string> asExpected = m_asReads;
-    asExpected.push_back("RawRequest 28 12 capacity=100 [00 0F 00 C3]");
-    asExpected.push_back("RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]");
-    asExpected.push_back("RawRequest 28 12 capacity=100 [00 17 00 2B]");
-    EXPECT_EQ(Requests(), asExpected);
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0F 00 C3]",
+                                                  "RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]",
+                                                  "RawRequest 28 12 capacity=100 [00 17 00 2B]"}));
+    EXPECT_EQ(Requests().size(), 5u + 4u + 3u + 3u);
     EXPECT_EQ(output.Err(), "");
 }
 
@@ -537,28 +583,64 @@ TEST_F(FieldUpdateTest, ALengthThatDiffersFromTheDeviceWritesNothing)
     EXPECT_EQ(output.Err(), "<ERROR> String length specified must match string length in the FRU Inventory! \n");
 }
 
-TEST_F(FieldUpdateTest, AFailedDataWriteEndsTheSequenceBeforeTheChecksum)
+// The data write fails after the type/length byte was written: the field
+// and the checksum are written back as they were, and read back.
+TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
 {
-    QueueReads();
+    QueuePlanReads();
+    QueueContentReads();
     Ok({1});
-    m_stub->Answer(0, 0xC1, {});
+    m_stub->Queue(0, 0xC1, {});
+    Ok({9});  // the put-back of 0x0F..0x17
+    const std::string sDevice = Device();
+    Answer(sDevice.substr(0x0F, 9));
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
     EXPECT_FALSE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    std::vector<std::string> asExpected = m_asReads;
-    asExpected.push_back("RawRequest 28 12 capacity=100 [00 0F 00 C3]");
-    asExpected.push_back("RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]");
-    EXPECT_EQ(Requests(), asExpected);
+    EXPECT_EQ(Writes(),
+              (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0F 00 C3]",
+                                        "RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]",
+                                        "RawRequest 28 12 capacity=100 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\ncc = C1 \n"
+              "FRU device 0x00 was put back as it was before this run.\n");
+}
+
+// A device that takes the writes but keeps its old bytes is no success.
+TEST_F(FieldUpdateTest, AWriteThatDoesNotStickIsAFailure)
+{
+    QueuePlanReads();
+    QueueContentReads();
+    Ok({1});
+    Ok({3});
+    Ok({1});
+    const std::string sDevice = Device();
+    Answer("\xC3");
+    Answer("abc");  // the old data: the write was ignored
+    Ok({9});
+    Answer(sDevice.substr(0x0F, 9));
+    FRUUpdateRequest request = BoardSerial();
+    CapturedOutput output;
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "<ERROR> The FRU device does not hold the bytes written to it.\n"
+              "FRU device 0x00 was put back as it was before this run.\n");
 }
 
 TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
 {
-    Ok({8, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFE});
-    Ok({3, 0x00, 0x00, 0x00});
-    Ok({1, 0x02});
-    Ok({1, 0x10});
-    m_stub->Answer(0, 0x00, {1});
+    const std::string sDevice = Device();
+    Answer(sDevice.substr(0, 8));
+    Answer(std::string(3, '\0'));
+    Answer(sDevice.substr(0x09, 1));
+    Answer(sDevice.substr(0x17, 1));
+    QueueContentReads();
+    Ok({3});
+    Ok({1});
+    Answer("\x01\x02\x03");
+    Answer("\x0A");
     FRUUpdateRequest request = {};
     std::strcpy(request.achFieldName, "datetime");
     request.u16Offset = 0x0B;
@@ -568,11 +650,10 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
     CapturedOutput output;
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    EXPECT_EQ(Requests(),
-              (std::vector<std::string>{
-                  "RawRequest 28 11 capacity=100 [00 00 00 08]", "RawRequest 28 11 capacity=100 [00 0B 00 03]",
-                  "RawRequest 28 11 capacity=100 [00 09 00 01]", "RawRequest 28 11 capacity=100 [00 17 00 01]",
-                  "RawRequest 28 12 capacity=100 [00 0B 00 01 02 03]", "RawRequest 28 12 capacity=100 [00 17 00 0A]"}));
+    EXPECT_EQ(Requests()[1], "RawRequest 28 11 capacity=100 [00 0B 00 03]");
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0B 00 01 02 03]",
+                                                  "RawRequest 28 12 capacity=100 [00 17 00 0A]"}));
+    EXPECT_EQ(output.Err(), "");
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+#include "base/interruption.h"
+
+#include <unistd.h>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr int GUARDED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+
+volatile sig_atomic_t S_iSignal = 0;
+// Written from the handler: a fixed buffer, no allocation.
+char S_achLastWords[2048];
+volatile sig_atomic_t S_iLastWordsLength = 0;
+bool S_bStopReported = false;
+
+void OnSignal(int iSignal)
+{
+    if (S_iSignal == 0) {
+        S_iSignal = iSignal;
+        return;
+    }
+    if (S_iLastWordsLength > 0) {
+        const ssize_t iIgnored = write(STDERR_FILENO, S_achLastWords, static_cast<size_t>(S_iLastWordsLength));
+        (void)iIgnored;
+    }
+    signal(iSignal, SIG_DFL);
+    raise(iSignal);
+}
+
+void Install(void (*pfnHandler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = pfnHandler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;  // reads and writes in progress carry on
+    for (int iSignal : GUARDED_SIGNALS) {
+        sigaction(iSignal, &action, nullptr);
+    }
+}
+
+}  // namespace
+
+void GuardAgainstInterruption()
+{
+    S_iSignal = 0;
+    S_bStopReported = false;
+    Install(OnSignal);
+}
+
+void EndInterruptionGuard()
+{
+    Install(SIG_DFL);
+}
+
+int InterruptionSignal()
+{
+    return S_iSignal;
+}
+
+bool StopForInterruption(const char* pchWhat)
+{
+    if (S_iSignal == 0) {
+        return false;
+    }
+    if (!S_bStopReported) {
+        S_bStopReported = true;
+        std::fflush(stdout);
+        std::fprintf(stderr, "<ERROR> Interrupted by signal %d: the %s stops here.\n", static_cast<int>(S_iSignal),
+                     pchWhat);
+    }
+    return true;
+}
+
+void SetLastWordsOnSecondSignal(const char* pchText)
+{
+    S_iLastWordsLength = 0;
+    const size_t uLength = pchText != nullptr ? std::strlen(pchText) : 0;
+    const size_t uKept = uLength < sizeof S_achLastWords ? uLength : sizeof S_achLastWords;
+    std::memcpy(S_achLastWords, pchText != nullptr ? pchText : "", uKept);
+    S_iLastWordsLength = static_cast<sig_atomic_t>(uKept);
+}

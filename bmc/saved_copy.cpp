@@ -1,0 +1,356 @@
+#include "bmc/saved_copy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "base/interface_state.h"
+#include "base/interruption.h"
+#include "base/quiet_output.h"
+#include "base/working_storage.h"
+#include "bmc/ipmi_command.h"
+#include "encoding/text_encoding.h"
+#include "sdr/sdr_text_writer.h"
+
+namespace {
+
+constexpr size_t COPIES_KEPT = 20;
+
+std::string S_sProgram = "VALDRN";
+std::string S_sAdvicePath;
+bool S_bAdvicePrinted = false;
+
+bool IsNameCharacter(char ch)
+{
+    return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '.' || ch == '_' ||
+           ch == '-';
+}
+
+// The LAN+ host, or "local"; characters a file name should not hold
+// become "_" (an IPv6 address's colons, a path's slashes).
+std::string TargetName()
+{
+    if (eInterfaceInUse != eInterfaceLanPlus) {
+        return "local";
+    }
+    std::string sName = sIolData.achHostIP;
+    for (char& ch : sName) {
+        ch = IsNameCharacter(ch) ? ch : '_';
+    }
+    return sName.empty() ? "lan" : sName;
+}
+
+std::string UtcStamp()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::tm utc = {};
+    gmtime_r(&now.tv_sec, &utc);
+    char achStamp[40];
+    const size_t uLength = std::strftime(achStamp, sizeof achStamp, "%Y%m%dT%H%M%S", &utc);
+    std::snprintf(achStamp + uLength, sizeof achStamp - uLength, ".%03ldZ", now.tv_nsec / 1000000L);
+    return achStamp;
+}
+
+void Warn(const std::string& sWhat, const std::string& sWhere, const char* pchWhy)
+{
+    std::fprintf(stderr, "Warning: no copy of %s could be saved in %s: %s.\n", sWhat.c_str(), sWhere.c_str(), pchWhy);
+}
+
+// Every missing folder of the path, each with mode 0700.
+bool MakeFolder(const std::string& sFolder, int* piError)
+{
+    std::string sPath;
+    size_t uAt = 0;
+    while (uAt != std::string::npos) {
+        uAt = sFolder.find('/', uAt + 1);
+        sPath = sFolder.substr(0, uAt);
+        if (sPath.empty() || mkdir(sPath.c_str(), 0700) == 0 || errno == EEXIST) {
+            continue;
+        }
+        *piError = errno;
+        return false;
+    }
+    struct stat info = {};
+    if (stat(sFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        *piError = ENOTDIR;
+        return false;
+    }
+    return true;
+}
+
+// A new, empty file of mode 0600 whose name no other copy has taken: the
+// time to the millisecond and the process ID, and, should this process
+// save twice within a millisecond, the next millisecond's time, so that
+// the names sort by age. Its descriptor (the path in *psPath), or -1 with
+// errno set.
+int CreateCopyFile(const std::string& sFolder, const std::string& sPrefix, const std::string& sSuffix,
+                   std::string* psPath)
+{
+    for (int iTry = 0; iTry < 1000; ++iTry) {
+        *psPath = sFolder + "/" + sPrefix + UtcStamp() + "-" + std::to_string(getpid()) + sSuffix;
+        const int iFd = open(psPath->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (iFd >= 0 || errno != EEXIST) {
+            return iFd;
+        }
+        usleep(1000);
+    }
+    errno = EEXIST;
+    return -1;
+}
+
+// Only the newest copies of this target and kind stay.
+void RemoveOldCopies(const std::string& sFolder, const std::string& sPrefix)
+{
+    std::error_code error;
+    std::vector<std::string> asNames;
+    for (const auto& entry : std::filesystem::directory_iterator(sFolder, error)) {
+        const std::string sName = entry.path().filename().string();
+        if (sName.compare(0, sPrefix.size(), sPrefix) == 0) {
+            asNames.push_back(sName);
+        }
+    }
+    if (asNames.size() <= COPIES_KEPT) {
+        return;
+    }
+    // The UTC stamp right after the prefix sorts them by age.
+    std::sort(asNames.begin(), asNames.end());
+    for (size_t i = 0; i + COPIES_KEPT < asNames.size(); ++i) {
+        std::filesystem::remove(sFolder + "/" + asNames[i], error);
+    }
+}
+
+// The folder made and a file claimed in it; false after the warning.
+bool StartCopy(const std::string& sWhat, const std::string& sKind, const char* pchSuffix, const char* pchExtension,
+               std::string* psPath, int* piFd)
+{
+    const std::string sFolder = SavedCopyFolder();
+    int iError = 0;
+    if (!MakeFolder(sFolder, &iError)) {
+        Warn(sWhat, sFolder, std::strerror(iError));
+        return false;
+    }
+    const std::string sPrefix = TargetName() + "-" + sKind + "-";
+    *piFd = CreateCopyFile(sFolder, sPrefix, std::string(pchSuffix) + pchExtension, psPath);
+    if (*piFd < 0) {
+        Warn(sWhat, sFolder, std::strerror(errno));
+        return false;
+    }
+    RemoveOldCopies(sFolder, sPrefix);
+    return true;
+}
+
+bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
+{
+    while (uCount > 0) {
+        const ssize_t iWritten = write(iFd, pu8Bytes, uCount);
+        if (iWritten < 0 && errno == EINTR) {
+            continue;
+        }
+        if (iWritten <= 0) {
+            return false;
+        }
+        pu8Bytes += iWritten;
+        uCount -= static_cast<size_t>(iWritten);
+    }
+    return true;
+}
+
+// The path as the user reaches it from the current folder; never starting
+// with "/", which VALDRN would take for an option.
+std::string FromCurrentFolder(const std::string& sPath)
+{
+    std::error_code error;
+    std::filesystem::path relative = std::filesystem::relative(sPath, std::filesystem::current_path(error), error);
+    std::string sRelative = error || relative.empty() ? sPath : relative.string();
+    if (sRelative[0] == '/') {
+        sRelative = "/" + sRelative;  // unreachable in practice: relative() gives a relative path
+    }
+    return sRelative;
+}
+
+std::string Quoted(const std::string& sText)
+{
+    return QuoteForShell(sText.c_str());
+}
+
+std::string LanOptions(const char* pchInterfaceOption)
+{
+    std::string sOptions = std::string(pchInterfaceOption) + " -H " + Quoted(sIolData.achHostIP) + " -U " +
+                           Quoted(sIolData.achUserName) + " -P ...";
+    if (sIolData.u16CipherSuiteID != 0xFF) {
+        sOptions += " -C " + std::to_string(sIolData.u16CipherSuiteID);
+    }
+    return sOptions;
+}
+
+// "<target>-fru<ID>-...": the FRU ID, or -1 for a repository copy.
+int FruIDOfCopy(const std::string& sPath)
+{
+    const std::string sName = std::filesystem::path(sPath).filename().string();
+    const size_t uAt = sName.find("-fru");
+    return uAt == std::string::npos ? -1 : std::atoi(sName.c_str() + uAt + 4);
+}
+
+bool IsRawCopy(const std::string& sPath)
+{
+    const std::string sEnd = "-raw.bin";
+    return sPath.size() > sEnd.size() && sPath.compare(sPath.size() - sEnd.size(), sEnd.size(), sEnd) == 0;
+}
+
+std::string AdviceText(const std::string& sPath)
+{
+    return "The BMC's data from before this run is saved in " + FromCurrentFolder(sPath) + "; to put it back, run:\n" +
+           RestoreCommand(sPath) + "\n";
+}
+
+// A copy on disk is the way back should a second signal end the run.
+std::string Saved(const std::string& sPath)
+{
+    SetLastWordsOnSecondSignal(AdviceText(sPath).c_str());
+    return sPath;
+}
+
+}  // namespace
+
+void SetRestoreProgramName(const char* pchArgv0)
+{
+    // A name found on the PATH is run by that name; a path as it was typed.
+    S_sProgram = pchArgv0 != nullptr && std::strchr(pchArgv0, '/') != nullptr ? pchArgv0 : "VALDRN";
+}
+
+std::string SavedCopyFolder()
+{
+    const char* pchFolder = std::getenv("VALDRN_BACKUP_DIR");
+    if (pchFolder != nullptr && pchFolder[0] != '\0') {
+        return pchFolder;
+    }
+    if (geteuid() == 0) {
+        return "/var/lib/valdrn/backups";
+    }
+    const char* pchState = std::getenv("XDG_STATE_HOME");
+    if (pchState != nullptr && pchState[0] == '/') {
+        return std::string(pchState) + "/valdrn/backups";
+    }
+    const char* pchHome = std::getenv("HOME");
+    return std::string(pchHome != nullptr && pchHome[0] != '\0' ? pchHome : ".") + "/.local/state/valdrn/backups";
+}
+
+std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial)
+{
+    const char* const pchWhat = "the SDR repository";
+    std::string sPath;
+    int iFd = -1;
+    if (!StartCopy(pchWhat, "sdr", bPartial ? "-partial" : "", ".sdr", &sPath, &iFd)) {
+        return "";
+    }
+    close(iFd);
+    // The records read whole, in a list of their own: the writer's checks
+    // must not touch the list the restore adds from.
+    std::vector<SDREntry> aSlots(static_cast<size_t>(u16Count) + 1);
+    MarkSDRSlotsFree(aSlots.data(), static_cast<unsigned int>(aSlots.size()));
+    unsigned int uKept = 0;
+    for (unsigned int i = 0; i < u16Count && i < list.uSlotCount; ++i) {
+        const SDREntry& entry = list.psSlots[i];
+        if (IsSDRSlotOccupied(entry) && entry.u8Cursor >= entry.u8RecordLength) {
+            aSlots[uKept++] = entry;
+        }
+    }
+    int iWritten = 0;
+    {
+        // The writer's own lines (its success line, its refusals) are not
+        // for the user here: what matters is whether the copy was written.
+        SilencedOutput silenced;
+        iWritten = SaveSDRListToFile(sPath.c_str(), {aSlots.data(), uKept + 1}, FILE_ENCODING_ASCII);
+    }
+    if (iWritten != 1 || uKept == 0) {
+        // An empty file is no copy: -d refuses it.
+        std::remove(sPath.c_str());
+        Warn(pchWhat, SavedCopyFolder(),
+             uKept == 0 ? "no record could be read" : "its records cannot be written as an SDR text file");
+        return "";
+    }
+    return Saved(sPath);
+}
+
+std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage)
+{
+    const std::string sWhat = "FRU device " + std::to_string(u8FruID);
+    std::string sPath;
+    int iFd = -1;
+    if (!StartCopy(sWhat, "fru" + std::to_string(u8FruID), bIsImage ? "" : "-raw", bIsImage ? ".fru" : ".bin", &sPath,
+                   &iFd)) {
+        return "";
+    }
+    const bool bWritten = WriteAll(iFd, pu8Bytes, uCount);
+    const bool bClosed = close(iFd) == 0;
+    if (!bWritten || !bClosed) {
+        const int iError = errno;
+        std::remove(sPath.c_str());
+        Warn(sWhat, SavedCopyFolder(), std::strerror(iError));
+        return "";
+    }
+    return Saved(sPath);
+}
+
+std::string RestoreCommand(const std::string& sPath)
+{
+    const std::string sCopy = Quoted(FromCurrentFolder(sPath));
+    const int iFruID = FruIDOfCopy(sPath);
+    if (IsRawCopy(sPath)) {
+        std::string sCommand = "ipmitool";
+        if (eInterfaceInUse == eInterfaceLanPlus) {
+            sCommand += " " + LanOptions("-I lanplus");
+        }
+        return sCommand + " fru write " + std::to_string(iFruID) + " " + sCopy;
+    }
+    std::string sCommand = Quoted(S_sProgram) + " -d " + sCopy;
+    if (iFruID >= 0) {
+        char achFruID[24];
+        std::snprintf(achFruID, sizeof achFruID, " fruID=0x%02X", static_cast<unsigned>(iFruID & 0xFF));
+        sCommand += achFruID;
+    }
+    if (eInterfaceInUse == eInterfaceLanPlus) {
+        sCommand += " " + LanOptions("-n lanplus");
+    } else if (eInterfaceInUse == eInterfaceKCSIO) {
+        sCommand += " -msgintf kcsio";
+    }
+    return sCommand;
+}
+
+void AdviseSavedCopy(const std::string& sPath)
+{
+    if (!sPath.empty()) {
+        S_sAdvicePath = sPath;
+    }
+}
+
+bool SavedCopyAdvised()
+{
+    return !S_sAdvicePath.empty();
+}
+
+void PrintSavedCopyAdvice()
+{
+    if (S_sAdvicePath.empty() || S_bAdvicePrinted) {
+        return;
+    }
+    S_bAdvicePrinted = true;
+    std::fflush(stdout);
+    std::fputs(AdviceText(S_sAdvicePath).c_str(), stderr);
+}
+
+void ClearSavedCopyAdvice()
+{
+    S_sAdvicePath.clear();
+    S_bAdvicePrinted = false;
+}

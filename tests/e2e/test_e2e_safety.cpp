@@ -1,0 +1,299 @@
+// The BMC's data is never lost: a copy saved before every change reads
+// back and puts the BMC back; failed writes are undone or name their way
+// back; the copies' folder can fail without stopping the work.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "e2e/e2e_support.h"
+#include "support/fru_fixtures.h"
+#include "support/sdr_fixtures.h"
+
+using namespace valdrn_test;
+
+namespace {
+
+const std::vector<std::string> S_asBefore = {SdrNamedRecord(0x0101, 0x01, "Fan 1"), SdrFixedRecord(0x0102, 0x08, 0x10),
+                                             SdrNamedRecord(0x0103, 0x02, "PSU")};
+const std::vector<std::string> S_asFile = {SdrNamedRecord(0x0201, 0x01, "CPU Temperature"),
+                                           SdrFixedRecord(0x0202, 0xC0, 0x20)};
+
+bool Contains(const std::string& sText, const std::string& sPart)
+{
+    return sText.find(sPart) != std::string::npos;
+}
+
+std::string Name(const std::string& sPath)
+{
+    return std::filesystem::path(sPath).filename().string();
+}
+
+class SavedCopies : public testing::Test {
+protected:
+    SavedCopies() : m_e2e("fru=0:512") {}
+
+    CommandResult DownloadSdr(const std::vector<std::string>& asRecords)
+    {
+        m_e2e.Write("in.sdr", SdrTextFile(asRecords));
+        return m_e2e.Valdrn({"-d", "in.sdr"});
+    }
+    CommandResult DownloadFru(const std::string& sImage)
+    {
+        m_e2e.Write("in.fru", sImage);
+        return m_e2e.Valdrn({"-d", "in.fru", "fruID=0"});
+    }
+    // The copy as the user names it from the working directory.
+    std::string Relative(const std::string& sCopy) const { return "backups/" + Name(sCopy); }
+
+    EndToEnd m_e2e;
+};
+
+// A download over a repository saves it first, silently; the copy tests
+// clean and puts the repository back exactly.
+TEST_F(SavedCopies, ARepositoryCopyReadsBackAndRestores)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    const CommandResult result = DownloadSdr(S_asFile);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
+    EXPECT_FALSE(Contains(result.sOut, "backups")) << result.sOut;
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = m_e2e.SavedCopies()[0];
+    const std::string sAddress = m_e2e.Bmc().LanOptions()[3];
+    EXPECT_EQ(Name(sCopy).rfind(sAddress + "-sdr-", 0), 0u) << sCopy;
+    EXPECT_FALSE(Contains(sCopy, "partial"));
+    struct stat info = {};
+    ASSERT_EQ(stat(sCopy.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    ASSERT_EQ(stat(m_e2e.BackupDir().c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+
+    const CommandResult tested = m_e2e.ValdrnAlone({"-t", Relative(sCopy)});
+    EXPECT_EQ(tested.iStatus, 0) << tested.sErr;
+    const CommandResult restored = m_e2e.Valdrn({"-d", Relative(sCopy)});
+    EXPECT_EQ(restored.iStatus, 0) << restored.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+TEST_F(SavedCopies, AnEmptyRepositoryNeedsNoCopy)
+{
+    const CommandResult result = DownloadSdr(S_asFile);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_TRUE(m_e2e.SavedCopies().empty());
+}
+
+// The erase and every later request refused: the restore fails too. The
+// run names the copy and the command; once the BMC works, the command
+// puts the repository back.
+TEST_F(SavedCopies, AFailedRestoreNamesTheCopyAndItsCommandRestoresIt)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    m_e2e.Bmc().Knob("fail=0a:25:2:c1:0");
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 1);
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = Relative(m_e2e.SavedCopies()[0]);
+    const std::string sAddress = m_e2e.Bmc().LanOptions()[3];
+    const std::string sAdvice =
+        "Restore SDR Repository Failed. \n"
+        "The BMC's data from before this run is saved in " +
+        sCopy + "; to put it back, run:\n" VALDRN_BINARY " -d " + sCopy + " -n lanplus -H " + sAddress +
+        " -U admin -P ... -C 3\n";
+    ASSERT_GE(result.sErr.size(), sAdvice.size());
+    EXPECT_EQ(result.sErr.substr(result.sErr.size() - sAdvice.size()), sAdvice) << result.sErr;
+    EXPECT_NE(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+
+    m_e2e.Bmc().Knob("nofaults");
+    const CommandResult restore = m_e2e.RunPrintedRestoreCommand(result);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+// The backup read stops at the third record for good: the copy holds the
+// two read and says "partial"; the download itself goes on and succeeds.
+TEST_F(SavedCopies, ABackupReadThatFailsLeavesAPartialCopy)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    // Five reads for the first record, two for the second: the eighth is
+    // the third record's header.
+    m_e2e.Bmc().Knob("fail=0a:23:8:c1:0");
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed.")) << result.sOut;
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = m_e2e.SavedCopies()[0];
+    EXPECT_TRUE(Contains(Name(sCopy), "-partial.sdr")) << sCopy;
+    m_e2e.Bmc().Knob("nofaults");
+    ASSERT_EQ(m_e2e.Valdrn({"-d", Relative(sCopy)}).iStatus, 0);
+    const std::vector<std::string> asTwo(S_asBefore.begin(), S_asBefore.begin() + 2);
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(asTwo));
+}
+
+// A folder that cannot be made: one warning line, and the download works.
+TEST_F(SavedCopies, AFolderThatCannotBeWrittenWarnsAndTheWorkGoesOn)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    m_e2e.Write("not-a-folder", "");
+    m_e2e.SetBackupDir(m_e2e.File("not-a-folder") + "/backups");
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr,
+              "Warning: no copy of the SDR repository could be saved in " + m_e2e.BackupDir() + ": Not a directory.\n");
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFile));
+}
+
+// A FRU image's copy is the image: -t finds it clean and -d puts it back.
+TEST_F(SavedCopies, AFruCopyIsTheImageAndPutsTheDeviceBack)
+{
+    const std::string sImage = TypicalServerFru();
+    ASSERT_EQ(DownloadFru(sImage).iStatus, 0);
+    const std::string sBefore = m_e2e.FruArea(0);
+    const std::string sOther =
+        FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""});
+    const CommandResult result = DownloadFru(sOther);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 2u);
+    const std::string sCopy = m_e2e.SavedCopies()[1];
+    EXPECT_TRUE(Contains(Name(sCopy), "-fru0-")) << sCopy;
+    EXPECT_EQ(m_e2e.Read(Relative(sCopy)), sImage);
+    EXPECT_EQ(m_e2e.ValdrnAlone({"-t", Relative(sCopy), "fruID=0"}).iStatus, 0);
+    ASSERT_EQ(m_e2e.Valdrn({"-d", Relative(sCopy), "fruID=0"}).iStatus, 0);
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// A device that takes writes and keeps nothing is a failure, not a success.
+TEST_F(SavedCopies, AnIgnoredFruWriteIsAFailure)
+{
+    m_e2e.Bmc().Knob("fru_ignore_writes=1");
+    const std::string sBefore = m_e2e.FruArea(0);
+    const CommandResult result = DownloadFru(TypicalServerFru());
+    EXPECT_FALSE(Contains(result.sOut, "Download FRU data successful.")) << result.sOut;
+    EXPECT_EQ(result.sErr,
+              "<ERROR> The FRU device does not hold the bytes written to it.\n"
+              "FRU device 0x00 was put back as it was before this run.\n"
+              "Failure to download FRU data! \n\n");
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// -updateFRU whose data write is refused after the type/length byte was
+// written: the field and the checksum go back as they were.
+TEST_F(SavedCopies, AFailedFieldUpdateIsUndone)
+{
+    const std::string sImage = TypicalServerFru();
+    ASSERT_EQ(DownloadFru(sImage).iStatus, 0);
+    const std::string sBefore = m_e2e.FruArea(0);
+    const size_t uOffset = sImage.find("BSN0001234");
+    ASSERT_NE(uOffset, std::string::npos);
+    char achOffset[16];
+    std::snprintf(achOffset, sizeof achOffset, "offset=%zX", uOffset);
+    m_e2e.Bmc().Knob("fail=0a:12:2:c1:6");
+    const CommandResult result = m_e2e.Valdrn(
+        {"-updateFRU", "fieldName=snBoard", "fruID=0", achOffset, "strType=2", "strLength=A", "strValue=SN 42-AB"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_EQ(result.sOut, ProductHeader() + "Update FRU data failed!\n\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\ncc = C1 \n"
+              "FRU device 0x00 was put back as it was before this run.\n");
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// --- interruptions ---------------------------------------------------------------------------
+
+// A stand-in ipmitool that sends VALDRN (its parent's parent: popen runs
+// it through sh) the signals when it is run for the given occurrence of a
+// command ("0x0a 0x25": Partial Add SDR).
+StandInIpmitool Interrupting(const std::string& sCommand, int iOccurrence, const std::string& sSignals)
+{
+    std::string sKills;
+    for (char chSignal : sSignals) {
+        sKills += std::string(chSignal == 'I'   ? "kill -INT"
+                              : chSignal == 'H' ? "kill -HUP"
+                                                : "kill -TERM") +
+                  " \"$VALDRN_PID\"; sleep 0.3; ";
+    }
+    return StandInIpmitool("case \"$*\" in *'raw " + sCommand + " '*) if [ \"$(grep -c 'raw " + sCommand +
+                           " ' \"$(dirname \"$0\")/calls\")\" -eq " + std::to_string(iOccurrence) +
+                           " ]; then VALDRN_PID=$(awk '{print $4}' /proc/$PPID/stat); " + sKills + "fi;; esac");
+}
+
+// Ctrl-C in the middle of adding records: the download stops, the
+// repository is restored as after any failure, and the run fails.
+TEST_F(SavedCopies, OneSignalStopsTheDownloadAndTheRepositoryIsRestored)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x25", 2, "I");
+    m_e2e.Write("in.sdr", SdrTextFile(S_asFile));
+    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_TRUE(Contains(result.sErr,
+                         "<ERROR> Interrupted by signal 2: the download stops here.\n"
+                         "Failure to download SDR data!\n\n"))
+        << result.sErr;
+    EXPECT_TRUE(Contains(result.sOut, "Restore SDR Repository Successful. \n")) << result.sOut;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+// A second signal ends the run at once; its last words name the copy and
+// the command, which puts the repository back.
+TEST_F(SavedCopies, ASecondSignalEndsTheRunAndNamesTheWayBack)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x25", 2, "II");
+    m_e2e.Write("in.sdr", SdrTextFile(S_asFile));
+    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});
+    EXPECT_EQ(result.iStatus, 128 + 2);
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    EXPECT_TRUE(Contains(result.sErr, "The BMC's data from before this run is saved in backups/")) << result.sErr;
+    const CommandResult restore = m_e2e.RunPrintedRestoreCommand(result);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+// A closed ssh session in the middle of a FRU download: the device is put
+// back, and the run fails although a failed FRU write alone ends with 0.
+TEST_F(SavedCopies, AHangUpStopsTheFruDownloadAndTheDeviceIsPutBack)
+{
+    ASSERT_EQ(
+        DownloadFru(FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""})).iStatus,
+        0);
+    const std::string sBefore = m_e2e.FruArea(0);
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x12", 2, "H");
+    m_e2e.Write("in.fru", TypicalServerFru());
+    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.fru", "fruID=0"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Interrupted by signal 1: the download stops here.\n"
+              "FRU device 0x00 was put back as it was before this run.\n"
+              "Failure to download FRU data! \n\n");
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// SIGTERM after the type/length byte of a field update: the field goes
+// back as it was.
+TEST_F(SavedCopies, ATerminatedFieldUpdateIsUndone)
+{
+    const std::string sImage = TypicalServerFru();
+    ASSERT_EQ(DownloadFru(sImage).iStatus, 0);
+    const std::string sBefore = m_e2e.FruArea(0);
+    char achOffset[16];
+    std::snprintf(achOffset, sizeof achOffset, "offset=%zX", sImage.find("BSN0001234"));
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x12", 1, "T");
+    const CommandResult result = m_e2e.ValdrnWithPath(
+        ipmitool.Path(),
+        {"-updateFRU", "fieldName=snBoard", "fruID=0", achOffset, "strType=2", "strLength=A", "strValue=SN 42-AB"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_EQ(result.sOut, ProductHeader() + "Update FRU data failed!\n\n");
+    EXPECT_EQ(result.sErr,
+              "<ERROR> Interrupted by signal 15: the update stops here.\n"
+              "FRU device 0x00 was put back as it was before this run.\n");
+    EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+}  // namespace

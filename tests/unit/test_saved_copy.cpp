@@ -1,0 +1,227 @@
+// Saved copies of the BMC's data: where they go, how they are named and
+// kept, what they hold, and the command that puts one back.
+#include "bmc/saved_copy.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "base/interface_state.h"
+#include "sdr/sdr_text_reader.h"
+#include "support/sdr_fixtures.h"
+#include "support/test_support.h"
+
+using namespace valdrn_test;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Each test with its own copies folder, the local interface, no advice.
+class SavedCopyTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        setenv("VALDRN_BACKUP_DIR", m_dir.File("backups").c_str(), 1);
+        eInterfaceInUse = eInterfaceOpenIPMI;
+        ClearSavedCopyAdvice();
+        SetRestoreProgramName("VALDRN");
+    }
+    void TearDown() override
+    {
+        unsetenv("VALDRN_BACKUP_DIR");
+        eInterfaceInUse = eInterfaceOpenIPMI;
+        sIolData = {};
+        ClearSavedCopyAdvice();
+        SetRestoreProgramName(nullptr);
+    }
+    std::vector<std::string> Names() const
+    {
+        std::vector<std::string> asNames;
+        for (const auto& entry : fs::directory_iterator(m_dir.File("backups"))) {
+            asNames.push_back(entry.path().filename().string());
+        }
+        std::sort(asNames.begin(), asNames.end());
+        return asNames;
+    }
+    static void UseLan(const char* pchHost, const char* pchUser)
+    {
+        eInterfaceInUse = eInterfaceLanPlus;
+        sIolData = {};
+        std::snprintf(sIolData.achHostIP, sizeof sIolData.achHostIP, "%s", pchHost);
+        std::snprintf(sIolData.achUserName, sizeof sIolData.achUserName, "%s", pchUser);
+        std::snprintf(sIolData.achPassword, sizeof sIolData.achPassword, "%s", "top secret");
+        sIolData.u16CipherSuiteID = 3;
+    }
+
+    TempDir m_dir;
+};
+
+TEST(SavedCopyFolderTest, TheVariableThenRootThenTheStateHome)
+{
+    setenv("VALDRN_BACKUP_DIR", "/x/y", 1);
+    EXPECT_EQ(SavedCopyFolder(), "/x/y");
+    unsetenv("VALDRN_BACKUP_DIR");
+    if (geteuid() == 0) {
+        EXPECT_EQ(SavedCopyFolder(), "/var/lib/valdrn/backups");
+    } else {
+        setenv("XDG_STATE_HOME", "/state", 1);
+        EXPECT_EQ(SavedCopyFolder(), "/state/valdrn/backups");
+        unsetenv("XDG_STATE_HOME");
+        const std::string sHome = std::getenv("HOME") != nullptr ? std::getenv("HOME") : ".";
+        EXPECT_EQ(SavedCopyFolder(), sHome + "/.local/state/valdrn/backups");
+    }
+}
+
+TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
+{
+    const unsigned char au8Bytes[] = {1, 2, 3, 0xFF};
+    const std::string sPath = SaveFRUDeviceCopy(7, au8Bytes, 4, true);
+    ASSERT_FALSE(sPath.empty());
+    const std::string sName = fs::path(sPath).filename().string();
+    EXPECT_EQ(sName.rfind("local-fru7-", 0), 0u) << sName;
+    EXPECT_EQ(sName.substr(sName.size() - 4), ".fru");
+    // local-fru7-YYYYmmddTHHMMSS.mmmZ-PID.fru
+    EXPECT_EQ(sName[11 + 8], 'T');
+    EXPECT_EQ(sName[11 + 19], 'Z');
+    EXPECT_EQ(ReadFile(sPath), std::string("\x01\x02\x03\xFF", 4));
+    struct stat info = {};
+    ASSERT_EQ(stat(sPath.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    ASSERT_EQ(stat(m_dir.File("backups").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+    const std::string sRaw = SaveFRUDeviceCopy(7, au8Bytes, 4, false);
+    EXPECT_EQ(sRaw.substr(sRaw.size() - 8), "-raw.bin");
+}
+
+// Runs in the same millisecond still get names of their own, and only the
+// newest 20 of a target and kind stay; other kinds are left alone.
+TEST_F(SavedCopyTest, NamesAreUniqueAndTheNewestTwentyAreKept)
+{
+    const unsigned char u8Byte = 0;
+    ASSERT_FALSE(SaveFRUDeviceCopy(1, &u8Byte, 1, true).empty());
+    std::vector<std::string> asPaths;
+    for (int i = 0; i < 22; ++i) {
+        asPaths.push_back(SaveFRUDeviceCopy(0, &u8Byte, 1, true));
+        ASSERT_FALSE(asPaths.back().empty());
+    }
+    std::sort(asPaths.begin(), asPaths.end());
+    EXPECT_EQ(std::unique(asPaths.begin(), asPaths.end()), asPaths.end());
+    const std::vector<std::string> asNames = Names();
+    ASSERT_EQ(asNames.size(), 21u);
+    EXPECT_EQ(asNames.back().rfind("local-fru1-", 0), 0u);
+    EXPECT_EQ(asNames.front(), fs::path(asPaths[2]).filename().string());
+}
+
+TEST_F(SavedCopyTest, AFolderThatCannotBeMadeGivesOneWarning)
+{
+    WriteFile(m_dir.File("file"), "");
+    setenv("VALDRN_BACKUP_DIR", m_dir.File("file/backups").c_str(), 1);
+    const unsigned char u8Byte = 0;
+    CapturedOutput output;
+    EXPECT_EQ(SaveFRUDeviceCopy(2, &u8Byte, 1, true), "");
+    output.Finish();
+    EXPECT_EQ(output.Err(), "Warning: no copy of FRU device 2 could be saved in " + m_dir.File("file/backups") +
+                                ": Not a directory.\n");
+    EXPECT_EQ(output.Out(), "");
+}
+
+// Only the records read whole are kept, as a text file the reader takes.
+TEST_F(SavedCopyTest, ARepositoryCopyKeepsTheRecordsReadWhole)
+{
+    TestSDRList list(8);
+    const std::string sFirst = SdrNamedRecord(1, 0x01, "Fan 1");
+    // As an upload leaves them: the cursor at the end of a record read
+    // whole, short of it where the read stopped.
+    PutRecord(list[0], sFirst);
+    list[0].u8Cursor = list[0].u8RecordLength;
+    PutRecord(list[1], SdrFixedRecord(2, 0x08, 0x10));
+    list[1].u8Cursor = 5;
+    UseLan("10.0.0.5", "admin");
+    CapturedOutput output;
+    const std::string sPath = SaveRepositoryCopy(list.View(), 3, true);
+    output.Finish();
+    EXPECT_EQ(output.Out() + output.Err(), "");
+    ASSERT_FALSE(sPath.empty());
+    const std::string sName = fs::path(sPath).filename().string();
+    EXPECT_EQ(sName.rfind("10.0.0.5-sdr-", 0), 0u) << sName;
+    EXPECT_EQ(sName.substr(sName.size() - 12), "-partial.sdr");
+    TestSDRList readBack(8);
+    unsigned short u16Count = 0;
+    CapturedOutput readOutput;
+    ASSERT_EQ(ReadSDRFileToList(sPath.c_str(), readBack.View(), &u16Count), 1);
+    readOutput.Finish();
+    ASSERT_EQ(u16Count, 1);
+    EXPECT_EQ(RecordOf(readBack[0]), sFirst);
+    EXPECT_EQ(list[0].u8Cursor, sFirst.size());  // the list itself untouched
+}
+
+TEST_F(SavedCopyTest, NoRecordReadWholeIsNoCopy)
+{
+    TestSDRList list(4);
+    CapturedOutput output;
+    EXPECT_EQ(SaveRepositoryCopy(list.View(), 2, true), "");
+    output.Finish();
+    EXPECT_EQ(output.Err(), "Warning: no copy of the SDR repository could be saved in " + m_dir.File("backups") +
+                                ": no record could be read.\n");
+    EXPECT_TRUE(Names().empty());
+}
+
+// The copy is named from the current folder (never with a leading "/"),
+// with the interface options of the run; the password is never shown.
+TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
+{
+    const std::string sSaved = fs::current_path().string();
+    fs::current_path(m_dir.Path());
+    const unsigned char u8Byte = 0;
+    const std::string sFru = SaveFRUDeviceCopy(0x1A, &u8Byte, 1, true);
+    const std::string sName = fs::path(sFru).filename().string();
+    EXPECT_EQ(RestoreCommand(sFru), "VALDRN -d backups/" + sName + " fruID=0x1A");
+    eInterfaceInUse = eInterfaceKCSIO;
+    EXPECT_EQ(RestoreCommand(sFru), "VALDRN -d backups/" + sName + " fruID=0x1A -msgintf kcsio");
+    UseLan("bmc-7.example", "the admin");
+    SetRestoreProgramName("./bin/VALDRN");
+    EXPECT_EQ(RestoreCommand(sFru), "./bin/VALDRN -d backups/" + sName +
+                                        " fruID=0x1A -n lanplus -H bmc-7.example -U 'the admin' -P ... -C 3");
+    const std::string sRaw = SaveFRUDeviceCopy(3, &u8Byte, 1, false);
+    const std::string sRawName = fs::path(sRaw).filename().string();
+    EXPECT_EQ(sRawName.rfind("bmc-7.example-fru3-", 0), 0u);
+    EXPECT_EQ(RestoreCommand(sRaw),
+              "ipmitool -I lanplus -H bmc-7.example -U 'the admin' -P ... -C 3 fru write 3 "
+              "backups/" +
+                  sRawName);
+    fs::create_directory(m_dir.File("deeper"));
+    fs::current_path(m_dir.File("deeper"));
+    EXPECT_EQ(RestoreCommand(sRaw).substr(RestoreCommand(sRaw).rfind(' ') + 1), "../backups/" + sRawName);
+    fs::current_path(sSaved);
+}
+
+TEST_F(SavedCopyTest, TheAdviceIsPrintedOnceAndOnlyWhenGiven)
+{
+    CapturedOutput quiet;
+    PrintSavedCopyAdvice();
+    quiet.Finish();
+    EXPECT_EQ(quiet.Err(), "");
+    AdviseSavedCopy("");
+    EXPECT_FALSE(SavedCopyAdvised());
+    const unsigned char u8Byte = 0;
+    const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+    AdviseSavedCopy(sPath);
+    EXPECT_TRUE(SavedCopyAdvised());
+    CapturedOutput output;
+    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice();
+    output.Finish();
+    const std::string sShown = fs::relative(sPath).string();
+    EXPECT_EQ(output.Err(), "The BMC's data from before this run is saved in " + sShown +
+                                "; to put it back, run:\nVALDRN -d " + sShown + " fruID=0x00\n");
+}
+
+}  // namespace
