@@ -151,8 +151,10 @@ std::string NetFnAndCommand(const std::string& sCall)
 }
 
 // The commands of the download of S_asFile over S_asBefore, with two polls
-// after the erase and after the initialization agent.
-std::vector<std::string> DownloadSequence()
+// after the erase and after the initialization agent; and, when asked,
+// the number of each among ipmitool's calls (1-based; the presence check
+// is a call too).
+std::vector<std::string> DownloadSequence(std::vector<int>* paiCallNumbers = nullptr)
 {
     EndToEnd e2e("erase_polls=2 init_polls=2");
     e2e.Write("before.sdr", SdrTextFile(S_asBefore));
@@ -165,9 +167,13 @@ std::vector<std::string> DownloadSequence()
         return {};
     }
     std::vector<std::string> asSequence;
-    for (const std::string& sCall : ipmitool.Calls()) {
-        if (!NetFnAndCommand(sCall).empty()) {  // not the presence check (ipmitool -V)
-            asSequence.push_back(NetFnAndCommand(sCall));
+    const std::vector<std::string> asCalls = ipmitool.Calls();
+    for (size_t i = 0; i < asCalls.size(); ++i) {
+        if (!NetFnAndCommand(asCalls[i]).empty()) {  // not the presence check (ipmitool -V)
+            asSequence.push_back(NetFnAndCommand(asCalls[i]));
+            if (paiCallNumbers != nullptr) {
+                paiCallNumbers->push_back(static_cast<int>(i) + 1);
+            }
         }
     }
     return asSequence;
@@ -192,15 +198,22 @@ TEST(DownloadSequence, HasTheRequestsTheFaultTestsCover)
     }
 }
 
+// Each request meets one fault, the kinds in turn: a completion code on
+// every attempt, or an RMCP+ session that cannot be set up, for one
+// attempt or for all.
+const char* const S_apchFaults[] = {"c0", "c1", "c3", "c5", "ca", "ff", "session-once", "session-always"};
+
 class FailingStep : public testing::TestWithParam<int> {};
 
 TEST_P(FailingStep, RepositoryIsEitherRestoredOrTheFile)
 {
-    const std::vector<std::string> asSequence = DownloadSequence();
+    std::vector<int> aiCallNumbers;
+    const std::vector<std::string> asSequence = DownloadSequence(&aiCallNumbers);
     ASSERT_EQ(static_cast<int>(asSequence.size()), DOWNLOAD_REQUESTS);
     const int k = GetParam();
     const std::string sStep = asSequence[k];
     const int iNth = static_cast<int>(std::count(asSequence.begin(), asSequence.begin() + k + 1, sStep));
+    const std::string sFault = S_apchFaults[k % 8];
 
     EndToEnd e2e("erase_polls=2 init_polls=2");
     // The repository as a download of S_asBefore leaves it, seeded
@@ -209,27 +222,48 @@ TEST_P(FailingStep, RepositoryIsEitherRestoredOrTheFile)
     e2e.Bmc().SeedRepository(S_asBefore);
     const std::vector<std::string> asBefore = WithoutIds(e2e.Repository());
     ASSERT_EQ(asBefore, WithoutIds(S_asBefore));
-    // All six attempts of that one request fail; the commands after it,
-    // the restore's included, are answered.
-    e2e.Bmc().Knob("fail=" + sStep + ":" + std::to_string(iNth) + ":c0:6");
     e2e.Write("in.sdr", SdrTextFile(S_asFile));
-    const CommandResult result = e2e.Valdrn({"-d", "in.sdr"});
+    CommandResult result;
+    if (sFault.rfind("session", 0) == 0) {
+        const int iFirst = aiCallNumbers[static_cast<size_t>(k)];
+        const int iLast = iFirst + (sFault == "session-once" ? 0 : 5);
+        const StandInIpmitool ipmitool(
+            "if [ \"$N\" -ge " + std::to_string(iFirst) + " ] && [ \"$N\" -le " + std::to_string(iLast) +
+            " ]; then echo 'Error: Unable to establish IPMI v2 / RMCP+ session'; exit 1; fi");
+        result = e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});
+    } else {
+        // All six attempts of that one request fail; the commands after
+        // it, the restore's included, are answered.
+        e2e.Bmc().Knob("fail=" + sStep + ":" + std::to_string(iNth) + ":" + sFault + ":6");
+        result = e2e.Valdrn({"-d", "in.sdr"});
+    }
     e2e.Bmc().Knob("nofaults");
     const std::vector<std::string> asAfter = WithoutIds(e2e.Repository());
 
     const std::string sWhat = "request " + std::to_string(k) + " (" + sStep + ", occurrence " + std::to_string(iNth) +
-                              ")\n" + result.sOut + result.sErr;
+                              ", " + sFault + ")\n" + result.sOut + result.sErr;
+    // Every copy saved reads back clean.
+    for (const std::string& sCopy : e2e.SavedCopies()) {
+        const CommandResult tested = e2e.ValdrnAlone({"-t", "backups/" + sCopy.substr(sCopy.rfind('/') + 1)});
+        EXPECT_EQ(tested.iStatus, 0) << sCopy << tested.sErr;
+    }
     if (asAfter == WithoutIds(S_asFile)) {
         EXPECT_EQ(result.iStatus, 0) << sWhat;
         EXPECT_TRUE(Contains(result.sOut, "Download SDR data Successful.")) << sWhat;
-    } else {
-        EXPECT_EQ(asAfter, asBefore) << "neither restored nor the file: " << sWhat;
+    } else if (asAfter == asBefore) {
         EXPECT_EQ(result.iStatus, 1) << sWhat;
         EXPECT_FALSE(Contains(result.sOut, "Download SDR data Successful.")) << sWhat;
         // Once the repository had been erased, only a restore brings it back.
         if (Contains(result.sErr, "Failure to download SDR data!")) {
             EXPECT_TRUE(Contains(result.sOut, "Restore SDR Repository Successful. \n")) << sWhat;
         }
+    } else {
+        // Neither: the run names its way back, which works.
+        EXPECT_EQ(result.iStatus, 1) << sWhat;
+        ASSERT_TRUE(Contains(result.sErr, "; to put it back, run:\n")) << "neither restored nor the file: " << sWhat;
+        const CommandResult restore = e2e.RunPrintedRestoreCommand(result);
+        EXPECT_EQ(restore.iStatus, 0) << restore.sErr;
+        EXPECT_EQ(WithoutIds(e2e.Repository()), asBefore) << "the printed command did not restore: " << sWhat;
     }
 }
 

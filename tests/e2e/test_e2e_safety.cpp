@@ -213,10 +213,11 @@ StandInIpmitool Interrupting(const std::string& sCommand, int iOccurrence, const
 {
     std::string sKills;
     for (char chSignal : sSignals) {
-        sKills += std::string(chSignal == 'I'   ? "kill -INT"
+        const char* pchKill = chSignal == 'I'   ? "kill -INT"
                               : chSignal == 'H' ? "kill -HUP"
-                                                : "kill -TERM") +
-                  " \"$VALDRN_PID\"; sleep 0.3; ";
+                              : chSignal == 'K' ? "kill -KILL"
+                                                : "kill -TERM";
+        sKills += std::string(pchKill) + " \"$VALDRN_PID\"; sleep 0.3; ";
     }
     return StandInIpmitool("case \"$*\" in *'raw " + sCommand + " '*) if [ \"$(grep -c 'raw " + sCommand +
                            " ' \"$(dirname \"$0\")/calls\")\" -eq " + std::to_string(iOccurrence) +
@@ -294,6 +295,23 @@ TEST_F(SavedCopies, ATerminatedFieldUpdateIsUndone)
               "<ERROR> Interrupted by signal 15: the update stops here.\n"
               "FRU device 0x00 was put back as it was before this run.\n");
     EXPECT_EQ(m_e2e.FruArea(0), sBefore);
+}
+
+// Killed outright (as by a power cut of the machine running it): nothing
+// is printed, but the copy saved before the erase is on disk and puts the
+// repository back.
+TEST_F(SavedCopies, AKilledRunLeavesItsCopyOnDisk)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x25", 2, "K");
+    m_e2e.Write("in.sdr", SdrTextFile(S_asFile));
+    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});
+    EXPECT_EQ(result.iStatus, 128 + 9) << result.sOut << result.sErr;
+    EXPECT_NE(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const CommandResult restored = m_e2e.Valdrn({"-d", Relative(m_e2e.SavedCopies()[0])});
+    EXPECT_EQ(restored.iStatus, 0) << restored.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
 }
 
 }  // namespace
