@@ -167,8 +167,8 @@ bool DoFRUAddToBMC(unsigned char u8FruID)
         return DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
     }
     FRUDeviceContent before;
-    if (!ReadFRUDeviceContent(u8FruID, G_u16FRUInventoryAreaSize, uSize, &before)) {
-        return false;
+    if (!ReadFRUDeviceContent(u8FruID, G_u16FRUInventoryAreaSize, uSize, &before) || StopForInterruption("download")) {
+        return false;  // nothing written yet
     }
     // Written, then read back: a device that ignores or refuses a write is
     // put back, never reported as written.

@@ -26,8 +26,7 @@ std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPart
 
 // A FRU device's bytes: as an image file -d puts back (bIsImage), or as all
 // the bytes read ("raw"), which ipmitool's "fru write" puts back.
-std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount,
-                              bool bIsImage);
+std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage);
 
 // The copy a failed or interrupted run leaves as the way back: from here
 // on, PrintSavedCopyAdvice names it and the command that restores it.

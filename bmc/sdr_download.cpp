@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "base/interruption.h"
 #include "base/quiet_output.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
@@ -67,6 +68,10 @@ bool DoSDRAddToBMC(unsigned short u16Count)
     const std::string sCopy =
         bBackupWanted ? SaveRepositoryCopy(RepositorySDRList(), info.u16RecordCount, !bBackedUp) : std::string();
 
+    // A signal before the erase: nothing was changed, nothing to restore.
+    if (StopForInterruption("download")) {
+        return false;
+    }
     std::printf("There are %Xh SDR records to download! \n", u16Count);
     const int iResult = DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download");
     DebugMessage("Download finished --- eState = %d \n", iResult);

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "support/fru_fixtures.h"
+#include "support/sdr_fixtures.h"
 
 namespace valdrn_test {
 
@@ -17,6 +18,22 @@ std::string ProductHeader()
     const std::string sRule = std::string(79, '-') + "\n";
     return sRule + std::string(26, ' ') + "Valdrin Utility\n" + std::string(8, ' ') +
            "Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.\n" + sRule;
+}
+
+std::vector<std::string> FaultTestRepository()
+{
+    return {SdrNamedRecord(0x0101, 0x01, "Fan 1"), SdrFixedRecord(0x0102, 0x08, 0x10),
+            SdrNamedRecord(0x0103, 0x02, "PSU")};
+}
+
+std::vector<std::string> FaultTestFile()
+{
+    return {SdrNamedRecord(0x0201, 0x01, "CPU Temperature"), SdrFixedRecord(0x0202, 0xC0, 0x20)};
+}
+
+bool Contains(const std::string& sText, const std::string& sPart)
+{
+    return sText.find(sPart) != std::string::npos;
 }
 
 EndToEnd::EndToEnd(const std::string& sBmcOptions) : m_bmc(sBmcOptions), m_sBackupDir(m_dir.File("backups")) {}

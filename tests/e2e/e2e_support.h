@@ -78,6 +78,14 @@ private:
     TempDir m_dir;
 };
 
+// The repository the fault and safety tests start from (three records),
+// and the file they download over it: a full sensor record (two partial
+// adds) and an OEM record.
+std::vector<std::string> FaultTestRepository();
+std::vector<std::string> FaultTestFile();
+
+bool Contains(const std::string& sText, const std::string& sPart);
+
 // Records without their IDs (bytes 0-1), which the BMC chooses.
 std::vector<std::string> WithoutIds(std::vector<std::string> asRecords);
 

@@ -19,16 +19,8 @@ using namespace valdrn_test;
 
 namespace {
 
-const std::vector<std::string> S_asBefore = {SdrNamedRecord(0x0101, 0x01, "Fan 1"), SdrFixedRecord(0x0102, 0x08, 0x10),
-                                             SdrNamedRecord(0x0103, 0x02, "PSU")};
-// The new file: a full sensor record (two partial adds) and an OEM record.
-const std::vector<std::string> S_asFile = {SdrNamedRecord(0x0201, 0x01, "CPU Temperature"),
-                                           SdrFixedRecord(0x0202, 0xC0, 0x20)};
-
-bool Contains(const std::string& sText, const std::string& sPart)
-{
-    return sText.find(sPart) != std::string::npos;
-}
+const std::vector<std::string> S_asBefore = FaultTestRepository();
+const std::vector<std::string> S_asFile = FaultTestFile();
 
 int CountOf(const std::vector<std::string>& asCalls, const std::string& sPart)
 {

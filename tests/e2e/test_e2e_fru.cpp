@@ -321,8 +321,11 @@ TEST_F(FruEndToEnd, AFailedWriteThatCannotBeUndoneNamesTheWayBack)
               "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\n"
               "cc = D5 \nFRU device 0x00 could not be put back as it was before this run.\n"
               "Failure to download FRU data! \n\n"
-              "The BMC's data from before this run is saved in " + sCopy + "; to put it back, run:\n"
-              "ipmitool -I lanplus -H " + sAddress + " -U admin -P ... -C 3 fru write 0 " + sCopy + "\n");
+              "The BMC's data from before this run is saved in " +
+                  sCopy +
+                  "; to put it back, run:\n"
+                  "ipmitool -I lanplus -H " +
+                  sAddress + " -U admin -P ... -C 3 fru write 0 " + sCopy + "\n");
     EXPECT_NE(sCopy.find("-fru0-"), std::string::npos);
     EXPECT_NE(sCopy.find("-raw.bin"), std::string::npos);  // an erased device is no image
     EXPECT_EQ(m_e2e.Read(sCopy), sBefore);

@@ -19,15 +19,8 @@ using namespace valdrn_test;
 
 namespace {
 
-const std::vector<std::string> S_asBefore = {SdrNamedRecord(0x0101, 0x01, "Fan 1"), SdrFixedRecord(0x0102, 0x08, 0x10),
-                                             SdrNamedRecord(0x0103, 0x02, "PSU")};
-const std::vector<std::string> S_asFile = {SdrNamedRecord(0x0201, 0x01, "CPU Temperature"),
-                                           SdrFixedRecord(0x0202, 0xC0, 0x20)};
-
-bool Contains(const std::string& sText, const std::string& sPart)
-{
-    return sText.find(sPart) != std::string::npos;
-}
+const std::vector<std::string> S_asBefore = FaultTestRepository();
+const std::vector<std::string> S_asFile = FaultTestFile();
 
 std::string Name(const std::string& sPath)
 {
@@ -50,6 +43,23 @@ protected:
     }
     // The copy as the user names it from the working directory.
     std::string Relative(const std::string& sCopy) const { return "backups/" + Name(sCopy); }
+
+    // The typical image on the device; what it holds then.
+    std::string TypicalDevice()
+    {
+        EXPECT_EQ(DownloadFru(TypicalServerFru()).iStatus, 0);
+        return m_e2e.FruArea(0);
+    }
+    // The board serial number of the typical image, in 6-bit ASCII, with
+    // PATH as given ("" for the one of the test).
+    CommandResult UpdateBoardSerial(const std::string& sPath = "")
+    {
+        char achOffset[24];
+        std::snprintf(achOffset, sizeof achOffset, "offset=%zX", TypicalServerFru().find("BSN0001234"));
+        const std::vector<std::string> asWords = {"-updateFRU", "fieldName=snBoard", "fruID=0",          achOffset,
+                                                  "strType=2",  "strLength=A",       "strValue=SN 42-AB"};
+        return sPath.empty() ? m_e2e.Valdrn(asWords) : m_e2e.ValdrnWithPath(sPath, asWords);
+    }
 
     EndToEnd m_e2e;
 };
@@ -186,16 +196,9 @@ TEST_F(SavedCopies, AnIgnoredFruWriteIsAFailure)
 // written: the field and the checksum go back as they were.
 TEST_F(SavedCopies, AFailedFieldUpdateIsUndone)
 {
-    const std::string sImage = TypicalServerFru();
-    ASSERT_EQ(DownloadFru(sImage).iStatus, 0);
-    const std::string sBefore = m_e2e.FruArea(0);
-    const size_t uOffset = sImage.find("BSN0001234");
-    ASSERT_NE(uOffset, std::string::npos);
-    char achOffset[16];
-    std::snprintf(achOffset, sizeof achOffset, "offset=%zX", uOffset);
+    const std::string sBefore = TypicalDevice();
     m_e2e.Bmc().Knob("fail=0a:12:2:c1:6");
-    const CommandResult result = m_e2e.Valdrn(
-        {"-updateFRU", "fieldName=snBoard", "fruID=0", achOffset, "strType=2", "strLength=A", "strValue=SN 42-AB"});
+    const CommandResult result = UpdateBoardSerial();
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sOut, ProductHeader() + "Update FRU data failed!\n\n");
     EXPECT_EQ(result.sErr,
@@ -280,15 +283,9 @@ TEST_F(SavedCopies, AHangUpStopsTheFruDownloadAndTheDeviceIsPutBack)
 // back as it was.
 TEST_F(SavedCopies, ATerminatedFieldUpdateIsUndone)
 {
-    const std::string sImage = TypicalServerFru();
-    ASSERT_EQ(DownloadFru(sImage).iStatus, 0);
-    const std::string sBefore = m_e2e.FruArea(0);
-    char achOffset[16];
-    std::snprintf(achOffset, sizeof achOffset, "offset=%zX", sImage.find("BSN0001234"));
+    const std::string sBefore = TypicalDevice();
     const StandInIpmitool ipmitool = Interrupting("0x0a 0x12", 1, "T");
-    const CommandResult result = m_e2e.ValdrnWithPath(
-        ipmitool.Path(),
-        {"-updateFRU", "fieldName=snBoard", "fruID=0", achOffset, "strType=2", "strLength=A", "strValue=SN 42-AB"});
+    const CommandResult result = UpdateBoardSerial(ipmitool.Path());
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sOut, ProductHeader() + "Update FRU data failed!\n\n");
     EXPECT_EQ(result.sErr,
