@@ -165,17 +165,18 @@ bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
     return true;
 }
 
-// The path as the user reaches it from the current folder; never starting
-// with "/", which VALDRN would take for an option.
+// The path as the user reaches it from the current folder: VALDRN takes a
+// word starting with "/" for an option. Only when the current folder is
+// gone (nothing can be run from it) does the path stay as it is.
 std::string FromCurrentFolder(const std::string& sPath)
 {
     std::error_code error;
-    std::filesystem::path relative = std::filesystem::relative(sPath, std::filesystem::current_path(error), error);
-    std::string sRelative = error || relative.empty() ? sPath : relative.string();
-    if (sRelative[0] == '/') {
-        sRelative = "/" + sRelative;  // unreachable in practice: relative() gives a relative path
+    const std::filesystem::path current = std::filesystem::current_path(error);
+    if (error) {
+        return sPath;
     }
-    return sRelative;
+    const std::filesystem::path relative = std::filesystem::relative(sPath, current, error);
+    return error || relative.empty() ? sPath : relative.string();
 }
 
 std::string Quoted(const std::string& sText)
