@@ -130,6 +130,16 @@ TestBmc::TestBmc(const std::string& sModuleOptions, const std::string& sDirector
     }
 }
 
+std::unique_ptr<TestBmc> TestBmc::Resume(const std::string& sDirectory, const std::string& sAddress, int iSerialPort)
+{
+    std::unique_ptr<TestBmc> pBmc(new TestBmc(Resumed{}));
+    pBmc->m_sDirectory = sDirectory;
+    pBmc->m_sAddress = sAddress;
+    pBmc->m_iSerialPort = iSerialPort;
+    pBmc->Start();
+    return pBmc;
+}
+
 TestBmc::~TestBmc()
 {
     Stop();
@@ -232,6 +242,15 @@ void TestBmc::Stop()
         waitpid(m_pid, &iStatus, 0);
     }
     m_pid = -1;
+}
+
+bool TestBmc::HasEnded()
+{
+    int iStatus = 0;
+    if (m_pid > 0 && waitpid(m_pid, &iStatus, WNOHANG) == m_pid) {
+        m_pid = -1;
+    }
+    return m_pid <= 0;
 }
 
 pid_t TestBmc::Detach()

@@ -34,6 +34,9 @@ public:
     // the object; otherwise that directory, which stays.
     explicit TestBmc(const std::string& sModuleOptions = "", const std::string& sDirectory = "");
     ~TestBmc();
+    // The BMC configured in sDirectory by an earlier one (its address and
+    // serial port as given), started again on its state.
+    static std::unique_ptr<TestBmc> Resume(const std::string& sDirectory, const std::string& sAddress, int iSerialPort);
     TestBmc(const TestBmc&) = delete;
     TestBmc& operator=(const TestBmc&) = delete;
 
@@ -62,12 +65,17 @@ public:
     void SetOddUserPassword(const std::string& sPassword) const;
     // Gives user 3 this name (at most 16 characters).
     void SetOddUserName(const std::string& sName) const;
+    // True once the simulator has ended (or was never started): killed
+    // from outside, it can then be started again.
+    bool HasEnded();
     // The simulator's process ID, -1 when stopped.
     pid_t Pid() const { return m_pid; }
     // Leaves the simulator running when the object goes; its process ID.
     pid_t Detach();
 
 private:
+    struct Resumed {};
+    explicit TestBmc(Resumed) {}
     void WriteConfiguration();
     bool Answers() const;
 

@@ -22,14 +22,26 @@
  *   fail=NETFN:CMD:NTH:CC[:TIMES]  answer the NTH occurrence (counted from now)
  *                               of a command, and TIMES-1 after it (0: all),
  *                               with completion code CC
+ *   die=NETFN:CMD:NTH           the BMC kills itself (SIGKILL) when the NTH
+ *                               occurrence (counted from now) of a command
+ *                               arrives, before acting on it: a BMC reset
+ *                               in the middle of a run
+ *   stall=NETFN:CMD:NTH:MS      the BMC stops for MS milliseconds when the
+ *                               NTH occurrence of a command arrives, before
+ *                               acting on it (a frozen BMC), after creating
+ *                               the file STATE.stalled
+ *   cmdlog=PATH                 append each command this module serves, as
+ *                               "netfn:cmd" lines, to PATH ("cmdlog=" stops)
  *   nofaults                    clear every fault
  * Unknown words are refused with completion code 0xCC.
  */
+#include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <OpenIPMI/mcserv.h>
 #include <OpenIPMI/serv.h>
@@ -102,6 +114,10 @@ static struct {
     uint32_t erased_at;
     struct fru_device fru[MAX_FRU_DEVICES];
     struct fault faults[MAX_FAULTS];
+    struct fault death;
+    struct fault stall;
+    unsigned int stall_ms;
+    char cmdlog_path[1024];
 } bmc;
 
 /* --- state file ----------------------------------------------------------- */
@@ -251,8 +267,35 @@ static int apply_word(const char* word)
         }
         return 0;
     }
+    if (strncmp(word, "die=", 4) == 0) {
+        if (sscanf(word + 4, "%x:%x:%u", &a, &b, &c) != 3 || c == 0)
+            return 0;
+        memset(&bmc.death, 0, sizeof bmc.death);
+        bmc.death.armed = 1;
+        bmc.death.netfn = (unsigned char)a;
+        bmc.death.cmd = (unsigned char)b;
+        bmc.death.nth = c;
+        return 1;
+    }
+    if (strncmp(word, "stall=", 6) == 0) {
+        if (sscanf(word + 6, "%x:%x:%u:%u", &a, &b, &c, &d) != 4 || c == 0)
+            return 0;
+        memset(&bmc.stall, 0, sizeof bmc.stall);
+        bmc.stall.armed = 1;
+        bmc.stall.netfn = (unsigned char)a;
+        bmc.stall.cmd = (unsigned char)b;
+        bmc.stall.nth = c;
+        bmc.stall_ms = d;
+        return 1;
+    }
+    if (strncmp(word, "cmdlog=", 7) == 0) {
+        snprintf(bmc.cmdlog_path, sizeof bmc.cmdlog_path, "%s", word + 7);
+        return 1;
+    }
     if (strcmp(word, "nofaults") == 0) {
         memset(bmc.faults, 0, sizeof bmc.faults);
+        memset(&bmc.death, 0, sizeof bmc.death);
+        memset(&bmc.stall, 0, sizeof bmc.stall);
         return 1;
     }
     {
@@ -318,10 +361,46 @@ static unsigned int get16(const unsigned char* p)
     return (unsigned int)p[0] | ((unsigned int)p[1] << 8);
 }
 
-/* An armed fault answers the command instead of the command itself. */
+static void log_command(const msg_t* msg)
+{
+    FILE* log;
+    if (bmc.cmdlog_path[0] == '\0')
+        return;
+    log = fopen(bmc.cmdlog_path, "a");
+    if (log != NULL) {
+        fprintf(log, "%02x:%02x\n", msg->netfn, msg->cmd);
+        fclose(log);
+    }
+}
+
+/* Stops the whole simulator for a while, after telling the tests so. */
+static void stall(void)
+{
+    char marker[1100];
+    FILE* file;
+    snprintf(marker, sizeof marker, "%s.stalled", bmc.state_path);
+    file = fopen(marker, "w");
+    if (file != NULL)
+        fclose(file);
+    {
+        struct timespec pause = {(time_t)(bmc.stall_ms / 1000u), (long)(bmc.stall_ms % 1000u) * 1000000L};
+        while (nanosleep(&pause, &pause) != 0)
+            ;
+    }
+}
+
+/* An armed fault answers the command instead of the command itself; an
+   armed death ends the BMC before it. */
 static int faulted(msg_t* msg, unsigned char* rdata, unsigned int* rdata_len)
 {
     int i;
+    log_command(msg);
+    if (bmc.death.armed && bmc.death.netfn == msg->netfn && bmc.death.cmd == msg->cmd &&
+        ++bmc.death.seen == bmc.death.nth)
+        kill(getpid(), SIGKILL);
+    if (bmc.stall.armed && bmc.stall.netfn == msg->netfn && bmc.stall.cmd == msg->cmd &&
+        ++bmc.stall.seen == bmc.stall.nth)
+        stall();
     for (i = 0; i < MAX_FAULTS; i++) {
         struct fault* f = &bmc.faults[i];
         if (!f->armed || f->netfn != msg->netfn || f->cmd != msg->cmd)

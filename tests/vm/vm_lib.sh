@@ -83,12 +83,20 @@ vm_pack() {
 }
 
 # Boots the kernel with the initramfs $1, the KCS interface connected to
-# TCP port $2 of the test BMC, console into $3; sets QEMU_PID.
+# TCP port $2 of the test BMC, console into $3; sets QEMU_PID. With $4, the
+# guest's second serial port (ttyS1) reads what the host writes into the
+# FIFO $4.in (and writes into $4.out, which is made too).
 vm_start() {
+    local control=()
+    if [ -n "${4:-}" ]; then
+        mkfifo "$4.in" "$4.out"
+        # The console stays the first serial port.
+        control=(-serial mon:stdio -chardev "pipe,id=control,path=$4" -serial chardev:control)
+    fi
     qemu-system-x86_64 -accel tcg -M pc -m 256 -smp 1 -kernel "$VMLINUZ" -initrd "$1" \
         -append "console=ttyS0 quiet" -nographic -no-reboot \
         -chardev socket,id=ipmi0,host=127.0.0.1,port="$2",reconnect=1 \
         -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
-        < /dev/null > "$3" 2>&1 &
+        "${control[@]}" < /dev/null > "$3" 2>&1 &
     QEMU_PID=$!
 }
