@@ -1,4 +1,5 @@
 #!/bin/sh
+# shellcheck shell=dash
 # Runs inside the virtual machine, from /init: in-band runs whose requests
 # each meet a fault in turn. Through the OpenIPMI driver (libopenraw.so),
 # then by direct KCS I/O (libkcsio.so) with the driver unloaded: the
@@ -61,6 +62,7 @@ occurrence() {
 # Runs the operation ($OPERATION) with one fault at one request; sets STATUS.
 run_with_fault() {  # kind, request ("0a:25"), occurrence
     local kind=$1 request=$2 nth=$3 pid
+    STALLED=ok
     case $kind in
     bmc-frozen)
         ask knob "stall=$request:$nth:7000"
@@ -81,6 +83,7 @@ run_with_fault() {  # kind, request ("0a:25"), occurrence
         VALDRN $OPERATION $INTERFACE < /dev/null > run.out 2> run.err &
         pid=$!
         ask stalled
+        STALLED=$ANSWER
         if [ "$kind" = sigint ]; then kill -INT "$pid"; else kill -KILL "$pid"; fi
         wait "$pid"
         STATUS=$?
@@ -117,6 +120,11 @@ judge() {  # case name
         [ "$outcome" = LOST ] && cat run.out run.err restore.out 2> /dev/null
     fi
     grep -q "$SUCCESS" run.out && claimed=yes
+    # The signal must have met VALDRN while the BMC held the request.
+    [ "$STALLED" = ok ] || outcome=no-stall
+    case $1 in
+    *-sigint) cat run.out run.err ;;
+    esac
     echo "VMTEST-CASE $1 status=$STATUS outcome=$outcome claimed=$claimed"
 }
 

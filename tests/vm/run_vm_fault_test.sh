@@ -135,9 +135,9 @@ handle() {  # the words after VMTEST-ASK
     local action=$1 now
     shift
     case $action in
-    knob) knob "$*" && answer ok || answer refused ;;
+    knob) if knob "$*"; then answer ok; else answer refused; fi ;;
     revive) revive && answer ok ;;
-    stalled) stalled && answer ok || answer timeout ;;
+    stalled) if stalled; then answer ok; else answer timeout; fi ;;
     record)
         : > "$WORK/commands"
         knob "cmdlog=$WORK/commands" && answer ok
