@@ -19,6 +19,7 @@
 #include "base/working_storage.h"
 #include "bmc/ipmi_command.h"
 #include "encoding/text_encoding.h"
+#include "encoding/text_tokens.h"
 #include "sdr/sdr_text_writer.h"
 
 namespace {
@@ -179,6 +180,15 @@ std::string FromCurrentFolder(const std::string& sPath)
     return error || relative.empty() ? sPath : relative.string();
 }
 
+// VALDRN takes a file name as the first token of its argument (blanks,
+// commas and tabs end it), at most 255 characters, and one that starts
+// with "/" for an option.
+bool VALDRNTakesAsFileName(const std::string& sPath)
+{
+    return !sPath.empty() && sPath.size() < TEXT_TOKEN_BUFFER_SIZE && sPath[0] != '/' &&
+           sPath.find_first_of(" ,\t") == std::string::npos;
+}
+
 std::string Quoted(const std::string& sText)
 {
     return QuoteForShell(sText.c_str());
@@ -210,7 +220,9 @@ bool IsRawCopy(const std::string& sPath)
 
 std::string AdviceText(const std::string& sPath)
 {
-    return "The BMC's data from before this run is saved in " + FromCurrentFolder(sPath) + "; to put it back, run:\n" +
+    const std::string sFromHere = FromCurrentFolder(sPath);
+    const std::string sNamed = VALDRNTakesAsFileName(sFromHere) ? sFromHere : std::filesystem::absolute(sPath).string();
+    return "The BMC's data from before this run is saved in " + sNamed + "; to put it back, run:\n" +
            RestoreCommand(sPath) + "\n";
 }
 
@@ -305,16 +317,30 @@ std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Byt
 
 std::string RestoreCommand(const std::string& sPath)
 {
-    const std::string sCopy = Quoted(FromCurrentFolder(sPath));
+    const std::string sFromHere = FromCurrentFolder(sPath);
     const int iFruID = FruIDOfCopy(sPath);
     if (IsRawCopy(sPath)) {
         std::string sCommand = "ipmitool";
         if (eInterfaceInUse == eInterfaceLanPlus) {
             sCommand += " " + LanOptions("-I lanplus");
         }
-        return sCommand + " fru write " + std::to_string(iFruID) + " " + sCopy;
+        return sCommand + " fru write " + std::to_string(iFruID) + " " + Quoted(sFromHere);
     }
-    std::string sCommand = Quoted(S_sProgram) + " -d " + sCopy;
+    std::string sCommand;
+    if (VALDRNTakesAsFileName(sFromHere)) {
+        sCommand = Quoted(S_sProgram) + " -d " + Quoted(sFromHere);
+    } else {
+        // Named from its own folder; -msgintf kcsio reads intf.ini from
+        // the current folder, so it goes along.
+        const std::filesystem::path copy = std::filesystem::absolute(sPath);
+        const std::string sFolder = Quoted(copy.parent_path().string());
+        if (eInterfaceInUse == eInterfaceKCSIO) {
+            sCommand = "cp intf.ini " + sFolder + "/ && ";
+        }
+        const std::string sProgram =
+            S_sProgram.find('/') == std::string::npos ? S_sProgram : std::filesystem::absolute(S_sProgram).string();
+        sCommand += "cd " + sFolder + " && " + Quoted(sProgram) + " -d " + Quoted(copy.filename().string());
+    }
     if (iFruID >= 0) {
         char achFruID[24];
         std::snprintf(achFruID, sizeof achFruID, " fruID=0x%02X", static_cast<unsigned>(iFruID & 0xFF));

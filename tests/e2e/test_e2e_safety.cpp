@@ -125,6 +125,55 @@ TEST_F(SavedCopies, AFailedRestoreNamesTheCopyAndItsCommandRestoresIt)
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
 }
 
+// A copy whose path from here VALDRN could not take as a file name (over
+// 255 characters, with a blank) is restored from its own folder by the
+// printed command.
+TEST_F(SavedCopies, ACopyInAFarFolderIsRestoredByThePrintedCommand)
+{
+    std::string sFolder = m_e2e.File("saved copies");
+    for (int i = 0; i < 12; ++i) {
+        sFolder += "/a-folder-name-of-twenty-four";
+    }
+    m_e2e.SetBackupDir(sFolder);
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    m_e2e.Bmc().Knob("fail=0a:25:2:c1:0");
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 1);
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = m_e2e.SavedCopies()[0];
+    EXPECT_TRUE(Contains(result.sErr, "The BMC's data from before this run is saved in " + sCopy +
+                                          "; to put it back, run:\ncd '" + sFolder + "' && " VALDRN_BINARY " -d " +
+                                          Name(sCopy) + " -n lanplus -H "))
+        << result.sErr;
+    m_e2e.Bmc().Knob("nofaults");
+    const CommandResult restore = m_e2e.RunPrintedRestoreCommand(result);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sOut << restore.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+// A record too long for VALDRN (120 bytes) between two others: the copy
+// keeps the two, says partial, and the warning names the one left out;
+// the download itself goes on.
+TEST_F(SavedCopies, ARecordTooLongForACopyIsNamedAndTheOthersAreKept)
+{
+    const std::string sLong = std::string("\x02\x01\x51\xC0\x73", 5) + std::string(115, '\x5A');
+    m_e2e.Bmc().SeedRepository({S_asBefore[0], sLong, S_asBefore[2]});
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr,
+              "Warning: SDR record 0102h is 120 bytes long; the most a record can be is 101: the backup and its "
+              "saved copy leave it out.\n");
+    EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed. \n")) << result.sOut;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFile));
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = Relative(m_e2e.SavedCopies()[0]);
+    EXPECT_TRUE(Contains(sCopy, "-partial.sdr")) << sCopy;
+    EXPECT_EQ(m_e2e.ValdrnAlone({"-t", sCopy}).iStatus, 0);
+    const CommandResult restored = m_e2e.Valdrn({"-d", sCopy});
+    EXPECT_EQ(restored.iStatus, 0) << restored.sErr;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds({S_asBefore[0], S_asBefore[2]}));
+}
+
 // The backup read stops at the third record for good: the copy holds the
 // two read and says "partial"; the download itself goes on and succeeds.
 TEST_F(SavedCopies, ABackupReadThatFailsLeavesAPartialCopy)

@@ -303,6 +303,29 @@ TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
     EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is 255 bytes long; the most a record can be is 101.\n");
 }
 
+// A backup reads on past a record too long for a slot: the slot takes the
+// next record, the warning names the one left out, and the backup fails.
+TEST_F(RepositoryCommandTest, ABackupLeavesOutAnOversizedRecordAndKeepsTheOthers)
+{
+    const std::string sSecond = SdrFixedRecord(0x0003, 0x08, 0x10);
+    Ok({0x01, 0x00});
+    Ok({0x03, 0x00, 0x09, 0x00, 0x51, 0x01, 0xFA});  // 0009h claims 255 bytes; next 0003h
+    Ok({0x02, 0x00});
+    Ok(GetSdrAnswer(0xFFFF, sSecond, 0, 5));
+    Ok(GetSdrAnswer(0xFFFF, sSecond, 5));
+    SDREntry asList[3] = {};
+    unsigned short u16Count = 2;
+    CapturedOutput output;
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), CMD_FAILED);
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "Warning: SDR record 0009h is 255 bytes long; the most a record can be is 101: the backup and its saved "
+              "copy leave it out.\n");
+    EXPECT_EQ(RecordOf(asList[0]), sSecond);
+    EXPECT_EQ(asList[0].u8Cursor, sSecond.size());
+    EXPECT_EQ(Requests().size(), 5u);
+}
+
 TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
 {
     SDREntry entry = {};

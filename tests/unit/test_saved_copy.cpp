@@ -203,6 +203,39 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     fs::current_path(sSaved);
 }
 
+// A path from here that VALDRN would not take as a file name (longer than
+// 255 characters, or holding a blank) is named from the copy's folder; the
+// program, typed with a path, is named by its absolute path then, and
+// intf.ini goes along for -msgintf kcsio.
+TEST_F(SavedCopyTest, ACopyVALDRNCannotBeGivenFromHereIsRestoredFromItsFolder)
+{
+    const std::string sSaved = fs::current_path().string();
+    std::string sFolder = m_dir.File("my backups");
+    for (int i = 0; i < 12; ++i) {
+        sFolder += "/a-folder-name-of-twenty-four";
+    }
+    setenv("VALDRN_BACKUP_DIR", sFolder.c_str(), 1);
+    fs::create_directory(m_dir.File("here"));
+    fs::current_path(m_dir.File("here"));
+    const unsigned char u8Byte = 0;
+    const std::string sFru = SaveFRUDeviceCopy(2, &u8Byte, 1, true);
+    ASSERT_FALSE(sFru.empty());
+    const std::string sName = fs::path(sFru).filename().string();
+    SetRestoreProgramName("../bin/VALDRN");
+    EXPECT_EQ(RestoreCommand(sFru),
+              "cd '" + sFolder + "' && " + m_dir.File("here") + "/../bin/VALDRN -d " + sName + " fruID=0x02");
+    eInterfaceInUse = eInterfaceKCSIO;
+    SetRestoreProgramName("VALDRN");
+    EXPECT_EQ(RestoreCommand(sFru), "cp intf.ini '" + sFolder + "'/ && cd '" + sFolder + "' && VALDRN -d " + sName +
+                                        " fruID=0x02 -msgintf kcsio");
+    // Short, but with a blank: the same.
+    setenv("VALDRN_BACKUP_DIR", m_dir.File("my backups").c_str(), 1);
+    const std::string sNear = SaveFRUDeviceCopy(2, &u8Byte, 1, true);
+    EXPECT_EQ(RestoreCommand(sNear).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0), 0u)
+        << RestoreCommand(sNear);
+    fs::current_path(sSaved);
+}
+
 TEST_F(SavedCopyTest, TheAdviceIsPrintedOnceAndOnlyWhenGiven)
 {
     CapturedOutput quiet;
