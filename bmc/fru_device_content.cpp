@@ -86,13 +86,43 @@ bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigne
     return true;
 }
 
-bool FRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount, const unsigned char* pu8Expected)
+namespace {
+
+enum class RangeState { HOLDS, DIFFERS, UNREADABLE };
+
+RangeState CheckFRURange(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount,
+                         const unsigned char* pu8Expected)
 {
     std::vector<unsigned char> au8Read(uCount);
     SilencedOutput silenced;
     SuppressedTrace quiet;
-    return ReadFRUBytes(u8FruID, static_cast<unsigned short>(uOffset), uCount, au8Read.data()) &&
-           std::memcmp(au8Read.data(), pu8Expected, uCount) == 0;
+    if (!ReadFRUBytes(u8FruID, static_cast<unsigned short>(uOffset), uCount, au8Read.data())) {
+        return RangeState::UNREADABLE;
+    }
+    return std::memcmp(au8Read.data(), pu8Expected, uCount) == 0 ? RangeState::HOLDS : RangeState::DIFFERS;
+}
+
+}  // namespace
+
+bool FRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount, const unsigned char* pu8Expected)
+{
+    return CheckFRURange(u8FruID, uOffset, uCount, pu8Expected) == RangeState::HOLDS;
+}
+
+bool WrittenFRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount,
+                          const unsigned char* pu8Expected)
+{
+    switch (CheckFRURange(u8FruID, uOffset, uCount, pu8Expected)) {
+    case RangeState::HOLDS:
+        return true;
+    case RangeState::DIFFERS:
+        std::fputs("<ERROR> The FRU device does not hold the bytes written to it.\n", stderr);
+        return false;
+    case RangeState::UNREADABLE:
+        break;
+    }
+    std::fputs("<ERROR> The bytes written to the FRU device could not be read back.\n", stderr);
+    return false;
 }
 
 bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsigned int uTo)

@@ -24,6 +24,10 @@ bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigne
 // True when the device's bytes [uOffset, uOffset + uCount) equal pu8Expected
 // (read back, silently).
 bool FRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount, const unsigned char* pu8Expected);
+// The same, after writing pu8Expected there; when false, one <ERROR> line
+// says whether the device holds other bytes or could not be read back.
+bool WrittenFRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned int uCount,
+                          const unsigned char* pu8Expected);
 
 // Writes the saved bytes of [uFrom, uTo) back and reads them back; prints
 // one line saying whether the device was put back. When it was not, the

@@ -141,9 +141,9 @@ bool PerformPlan(unsigned char u8FruID, const FieldUpdatePlan& plan)
 
 bool PlanHolds(unsigned char u8FruID, const FieldUpdatePlan& plan)
 {
-    return (!plan.bHasTypeLength || FRURangeHolds(u8FruID, plan.u16TypeLengthOffset, 1, &plan.u8TypeLength)) &&
-           FRURangeHolds(u8FruID, plan.u16DataOffset, plan.uDataCount, plan.pu8Data) &&
-           FRURangeHolds(u8FruID, plan.u16ChecksumPosition, 1, &plan.u8Checksum);
+    return (!plan.bHasTypeLength || WrittenFRURangeHolds(u8FruID, plan.u16TypeLengthOffset, 1, &plan.u8TypeLength)) &&
+           WrittenFRURangeHolds(u8FruID, plan.u16DataOffset, plan.uDataCount, plan.pu8Data) &&
+           WrittenFRURangeHolds(u8FruID, plan.u16ChecksumPosition, 1, &plan.u8Checksum);
 }
 
 // What the device holds, read and saved before the first write; the area
@@ -173,15 +173,12 @@ bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest)
                               ? PlanDateTime(psRequest, au8Header, &plan)
                               : PlanString(psRequest, au8Header, &plan);
     FRUDeviceContent before;
-    if (!bPlanned || !ReadContentBeforeWriting(u8FruID, plan, &before)) {
-        return false;
+    if (!bPlanned || !ReadContentBeforeWriting(u8FruID, plan, &before) || StopForInterruption("update")) {
+        return false;  // nothing written yet
     }
     const bool bWritten = PerformPlan(u8FruID, plan);
     if (bWritten && PlanHolds(u8FruID, plan)) {
         return true;
-    }
-    if (bWritten) {
-        std::fputs("<ERROR> The FRU device does not hold the bytes written to it.\n", stderr);
     }
     // A field half written leaves the area's checksum wrong: undone.
     PutBackFRUDevice(before, plan.First(), plan.End());

@@ -173,11 +173,8 @@ bool DoFRUAddToBMC(unsigned char u8FruID)
     // Written, then read back: a device that ignores or refuses a write is
     // put back, never reported as written.
     const bool bWritten = DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
-    if (bWritten && FRURangeHolds(u8FruID, 0, uSize, G_pu8LocalFRUDataBuffer)) {
+    if (bWritten && WrittenFRURangeHolds(u8FruID, 0, uSize, G_pu8LocalFRUDataBuffer)) {
         return true;
-    }
-    if (bWritten) {
-        std::fputs("<ERROR> The FRU device does not hold the bytes written to it.\n", stderr);
     }
     PutBackFRUDevice(before, 0, uSize);
     return false;

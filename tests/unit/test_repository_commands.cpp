@@ -1,6 +1,7 @@
 // The SDR repository and FRU inventory requests, byte for byte, with the
 // system-interface stand-in answering each request in turn.
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/interruption.h"
 #include "base/working_storage.h"
 #include "bmc/fru_field_update.h"
 #include "bmc/fru_inventory.h"
@@ -650,6 +652,47 @@ TEST_F(FieldUpdateTest, AWriteThatDoesNotStickIsAFailure)
     EXPECT_EQ(output.Err(),
               "<ERROR> The FRU device does not hold the bytes written to it.\n"
               "FRU device 0x00 was put back as it was before this run.\n");
+}
+
+// Bytes written but not read back: said so, then put back.
+TEST_F(FieldUpdateTest, AReadBackThatFailsIsSaidSoAndUndone)
+{
+    QueuePlanReads();
+    QueueContentReads();
+    Ok({1});
+    Ok({3});
+    Ok({1});
+    Answer("\xC3");
+    m_stub->Queue(0, 0xC1, {});  // the data's read-back
+    Ok({9});
+    Answer(Device().substr(0x0F, 9));
+    FRUUpdateRequest request = BoardSerial();
+    CapturedOutput output;
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "<ERROR> The bytes written to the FRU device could not be read back.\n"
+              "FRU device 0x00 was put back as it was before this run.\n");
+}
+
+// A signal that came before the first write: nothing is written, and
+// nothing is put back.
+TEST_F(FieldUpdateTest, AnInterruptionBeforeTheFirstWriteWritesNothing)
+{
+    QueuePlanReads();
+    QueueContentReads();
+    FRUUpdateRequest request = BoardSerial();
+    GuardAgainstInterruption();
+    std::raise(SIGINT);
+    CapturedOutput output;
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    output.Finish();
+    EndInterruptionGuard();
+    // The signal is forgotten for the tests that follow.
+    GuardAgainstInterruption();
+    EndInterruptionGuard();
+    EXPECT_TRUE(Writes().empty());
+    EXPECT_EQ(output.Err(), "<ERROR> Interrupted by signal 2: the update stops here.\n");
 }
 
 TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
