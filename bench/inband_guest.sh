@@ -3,12 +3,8 @@
 # of VALDRN's in-band path next to ipmitool's, both through the OpenIPMI
 # driver, on a repository of 50 records.
 cd /work || exit 1
-modprobe ipmi_si
-modprobe ipmi_devintf
-for i in 1 2 3 4 5 6 7 8 9 10; do
-    [ -e /dev/ipmi0 ] && break
-    sleep 1
-done
+. /guest_lib.sh
+load_ipmi_driver
 VALDRN -d bench.sdr > /dev/null 2>&1 || echo "BENCH-ERROR download"
 # Requests of one upload, counted in its trace.
 requests=$(VALDRN -debugmsg -u count.sdr encoding=ascii 2>&1 | grep -c "NetFn=0x")

@@ -225,6 +225,16 @@ static void set_fru_device(unsigned int id, unsigned int size)
         memset(bmc.fru[id].data, 0xFF, size); /* an erased device */
 }
 
+/* Watches for the NTH occurrence (counted from now) of NETFN:CMD. */
+static void arm(struct fault* f, unsigned int netfn, unsigned int cmd, unsigned int nth)
+{
+    memset(f, 0, sizeof *f);
+    f->armed = 1;
+    f->netfn = (unsigned char)netfn;
+    f->cmd = (unsigned char)cmd;
+    f->nth = nth;
+}
+
 static int apply_word(const char* word)
 {
     unsigned int a, b, c, d, e;
@@ -255,13 +265,9 @@ static int apply_word(const char* word)
             return 0;
         for (i = 0; i < MAX_FAULTS; i++) {
             if (!bmc.faults[i].armed) {
-                bmc.faults[i].armed = 1;
-                bmc.faults[i].netfn = (unsigned char)a;
-                bmc.faults[i].cmd = (unsigned char)b;
-                bmc.faults[i].nth = c;
+                arm(&bmc.faults[i], a, b, c);
                 bmc.faults[i].cc = (unsigned char)d;
                 bmc.faults[i].times = e;
-                bmc.faults[i].seen = 0;
                 return 1;
             }
         }
@@ -270,21 +276,13 @@ static int apply_word(const char* word)
     if (strncmp(word, "die=", 4) == 0) {
         if (sscanf(word + 4, "%x:%x:%u", &a, &b, &c) != 3 || c == 0)
             return 0;
-        memset(&bmc.death, 0, sizeof bmc.death);
-        bmc.death.armed = 1;
-        bmc.death.netfn = (unsigned char)a;
-        bmc.death.cmd = (unsigned char)b;
-        bmc.death.nth = c;
+        arm(&bmc.death, a, b, c);
         return 1;
     }
     if (strncmp(word, "stall=", 6) == 0) {
         if (sscanf(word + 6, "%x:%x:%u:%u", &a, &b, &c, &d) != 4 || c == 0)
             return 0;
-        memset(&bmc.stall, 0, sizeof bmc.stall);
-        bmc.stall.armed = 1;
-        bmc.stall.netfn = (unsigned char)a;
-        bmc.stall.cmd = (unsigned char)b;
-        bmc.stall.nth = c;
+        arm(&bmc.stall, a, b, c);
         bmc.stall_ms = d;
         return 1;
     }
@@ -373,6 +371,12 @@ static void log_command(const msg_t* msg)
     }
 }
 
+/* True once, when the armed trigger's occurrence of its command arrives. */
+static int reached(struct fault* f, const msg_t* msg)
+{
+    return f->armed && f->netfn == msg->netfn && f->cmd == msg->cmd && ++f->seen == f->nth;
+}
+
 /* Stops the whole simulator for a while, after telling the tests so. */
 static void stall(void)
 {
@@ -395,11 +399,9 @@ static int faulted(msg_t* msg, unsigned char* rdata, unsigned int* rdata_len)
 {
     int i;
     log_command(msg);
-    if (bmc.death.armed && bmc.death.netfn == msg->netfn && bmc.death.cmd == msg->cmd &&
-        ++bmc.death.seen == bmc.death.nth)
+    if (reached(&bmc.death, msg))
         kill(getpid(), SIGKILL);
-    if (bmc.stall.armed && bmc.stall.netfn == msg->netfn && bmc.stall.cmd == msg->cmd &&
-        ++bmc.stall.seen == bmc.stall.nth)
+    if (reached(&bmc.stall, msg))
         stall();
     for (i = 0; i < MAX_FAULTS; i++) {
         struct fault* f = &bmc.faults[i];

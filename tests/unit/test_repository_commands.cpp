@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -551,6 +552,35 @@ protected:
         Answer(sDevice.substr(16, 8));
         Answer(sDevice.substr(24, 8));
     }
+    // The three writes (type/length byte, data, checksum), each answered.
+    void QueueWritesTaken()
+    {
+        Ok({1});
+        Ok({3});
+        Ok({1});
+    }
+    // The put-back of 0x0F..0x17 and its read-back.
+    void QueuePutBack()
+    {
+        Ok({9});
+        Answer(Device().substr(0x0F, 9));
+    }
+    // The update with its writes taken and the data's read-back answered
+    // by fnReadBack: it fails and is put back; what standard error says.
+    std::string ErrorsWhenTheDataReadBackIs(const std::function<void()>& fnReadBack)
+    {
+        QueuePlanReads();
+        QueueContentReads();
+        QueueWritesTaken();
+        Answer("\xC3");
+        fnReadBack();
+        QueuePutBack();
+        FRUUpdateRequest request = BoardSerial();
+        CapturedOutput output;
+        EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+        output.Finish();
+        return output.Err();
+    }
     static FRUUpdateRequest BoardSerial()
     {
         FRUUpdateRequest request = {};
@@ -579,9 +609,7 @@ TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
 {
     QueuePlanReads();
     QueueContentReads();
-    Ok({1});
-    Ok({3});
-    Ok({1});
+    QueueWritesTaken();
     Answer("\xC3");
     Answer("XYZ");
     Answer("\x2B");
@@ -616,9 +644,7 @@ TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
     QueueContentReads();
     Ok({1});
     m_stub->Queue(0, 0xC1, {});
-    Ok({9});  // the put-back of 0x0F..0x17
-    const std::string sDevice = Device();
-    Answer(sDevice.substr(0x0F, 9));
+    QueuePutBack();
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
     EXPECT_FALSE(WriteFRUFieldUpdate(&request));
@@ -635,21 +661,7 @@ TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
 // A device that takes the writes but keeps its old bytes is no success.
 TEST_F(FieldUpdateTest, AWriteThatDoesNotStickIsAFailure)
 {
-    QueuePlanReads();
-    QueueContentReads();
-    Ok({1});
-    Ok({3});
-    Ok({1});
-    const std::string sDevice = Device();
-    Answer("\xC3");
-    Answer("abc");  // the old data: the write was ignored
-    Ok({9});
-    Answer(sDevice.substr(0x0F, 9));
-    FRUUpdateRequest request = BoardSerial();
-    CapturedOutput output;
-    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
-    output.Finish();
-    EXPECT_EQ(output.Err(),
+    EXPECT_EQ(ErrorsWhenTheDataReadBackIs([this] { Answer("abc"); }),  // the old data: the write was ignored
               "<ERROR> The FRU device does not hold the bytes written to it.\n"
               "FRU device 0x00 was put back as it was before this run.\n");
 }
@@ -657,20 +669,7 @@ TEST_F(FieldUpdateTest, AWriteThatDoesNotStickIsAFailure)
 // Bytes written but not read back: said so, then put back.
 TEST_F(FieldUpdateTest, AReadBackThatFailsIsSaidSoAndUndone)
 {
-    QueuePlanReads();
-    QueueContentReads();
-    Ok({1});
-    Ok({3});
-    Ok({1});
-    Answer("\xC3");
-    m_stub->Queue(0, 0xC1, {});  // the data's read-back
-    Ok({9});
-    Answer(Device().substr(0x0F, 9));
-    FRUUpdateRequest request = BoardSerial();
-    CapturedOutput output;
-    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
-    output.Finish();
-    EXPECT_EQ(output.Err(),
+    EXPECT_EQ(ErrorsWhenTheDataReadBackIs([this] { m_stub->Queue(0, 0xC1, {}); }),
               "<ERROR> The bytes written to the FRU device could not be read back.\n"
               "FRU device 0x00 was put back as it was before this run.\n");
 }

@@ -14,6 +14,7 @@
 # "restored" (neither, and the way back the run named, or for a killed
 # run its newest saved copy, put the earlier content back) or "LOST".
 cd /work || exit 1
+. /guest_lib.sh
 export VALDRN_BACKUP_DIR=/work/backups
 stty -F /dev/ttyS1 raw -echo clocal
 exec 3< /dev/ttyS1
@@ -166,19 +167,12 @@ fru_matrix() {  # step, first kind, name
 }
 
 echo "VMTEST-PHASE openipmi"
-modprobe ipmi_si
-modprobe ipmi_devintf
-for i in 1 2 3 4 5 6 7 8 9 10; do
-    [ -e /dev/ipmi0 ] && break
-    sleep 1
-done
+load_ipmi_driver
 INTERFACE=""
 sdr_matrix 1 1 openipmi-sdr
 fru_matrix 2 4 openipmi-fru
 
-rmmod ipmi_devintf
-rmmod ipmi_si
-rmmod ipmi_msghandler
+unload_ipmi_driver
 echo "VMTEST-PHASE kcsio"
 printf 'KCS\nCA2\nByteBoundary\n' > intf.ini
 INTERFACE="-msgintf kcsio"

@@ -5,6 +5,7 @@
 # unloaded. Every run is framed by markers that the host script checks:
 #   VMTEST-CMD <words>   ...its output...   VMTEST-RC <status>
 cd /work || exit 1
+. /guest_lib.sh
 
 run() {
     echo "VMTEST-CMD $*"
@@ -13,12 +14,7 @@ run() {
 }
 
 echo "VMTEST-PHASE openipmi"
-modprobe ipmi_si
-modprobe ipmi_devintf
-for i in 1 2 3 4 5 6 7 8 9 10; do
-    [ -e /dev/ipmi0 ] && break
-    sleep 1
-done
+load_ipmi_driver
 ls -l /dev/ipmi0
 lsmod
 
@@ -49,9 +45,7 @@ sleep 3
 printf 'KCS\nCA2\nByteBoundary\n' > intf.ini
 run -msgintf kcsio -u refused.sdr encoding=ascii
 
-rmmod ipmi_devintf
-rmmod ipmi_si
-rmmod ipmi_msghandler
+unload_ipmi_driver
 echo "VMTEST-PHASE kcsio"
 lsmod
 run -msgintf kcsio -d ToBMC.sdr

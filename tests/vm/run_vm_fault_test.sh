@@ -11,27 +11,8 @@
 # Usage: run_vm_fault_test.sh BUILD-DIR SOURCE-DIR
 set -euo pipefail
 
-BUILD=$(realpath "$1")
-SOURCE=$(realpath "$2")
-CACHE=$BUILD/vm-cache
-WORK=$(mktemp -d)
-BMC_DIR=$WORK/bmc
-QEMU_PID=
-failures=0
-
-cleanup() {
-    [ -n "$QEMU_PID" ] && kill "$QEMU_PID" 2> /dev/null || true
-    "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR" 2> /dev/null || true
-    rm -rf "$WORK"
-}
-trap cleanup EXIT
-
-fail() {
-    echo "FAIL: $*"
-    failures=$((failures + 1))
-}
-
-source "$SOURCE/tests/vm/vm_lib.sh"
+source "$(dirname "$0")/vm_lib.sh"
+vm_test_setup "$1" "$2"
 vm_fetch_kernel "$CACHE"
 ROOT=$WORK/root
 vm_build_root "$ROOT" "$BUILD" "$SOURCE" "$CACHE" "$SOURCE/tests/vm/guest_fault_test.sh"
@@ -67,12 +48,8 @@ answer() {
     printf '%s\n' "$1" >&7
 }
 
-# The OEM knob request of the test BMC, carrying the setting as ASCII.
 knob() {
-    local bytes
-    bytes=$(printf '%s' "$1" | od -An -tx1 | tr -s ' \n' ' ' | sed 's/ \([0-9a-f]\)/ 0x\1/g')
-    # shellcheck disable=SC2086
-    ipmitool "${LAN[@]}" raw 0x30 0x01 $bytes > /dev/null
+    vm_knob "$ADDRESS" "$1"
 }
 
 bmc_alive() {

@@ -63,6 +63,7 @@ vm_build_root() {
     cp -a "$gconv"/gconv-modules* "$gconv"/UTF-16.so "$gconv"/ISO8859-1.so "$root$gconv/"
     cp "$source"/examples/{ToBMC.sdr,ServerBoard.fru,ServerBoard.fru.bin} "$root/work/"
     cp "$guest" "$root/guest.sh"
+    cp "$source/tests/vm/guest_lib.sh" "$root/guest_lib.sh"
     cat > "$root/init" <<'INIT'
 #!/bin/busybox sh
 /bin/busybox --install -s
@@ -99,4 +100,41 @@ vm_start() {
         -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
         "${control[@]}" < /dev/null > "$3" 2>&1 &
     QEMU_PID=$!
+}
+
+# The start of a VM test (build dir $1, source dir $2): sets BUILD, SOURCE,
+# CACHE, WORK (a new temporary folder) and BMC_DIR; on exit QEMU and the
+# test BMC are stopped and WORK removed. fail() reports a failed check and
+# counts it in $failures.
+vm_test_setup() {
+    BUILD=$(realpath "$1")
+    SOURCE=$(realpath "$2")
+    CACHE=$BUILD/vm-cache
+    WORK=$(mktemp -d)
+    BMC_DIR=$WORK/bmc
+    QEMU_PID=
+    failures=0
+    trap vm_test_cleanup EXIT
+}
+
+vm_test_cleanup() {
+    if [ -n "$QEMU_PID" ]; then
+        kill "$QEMU_PID" 2> /dev/null || true
+    fi
+    "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR" 2> /dev/null || true
+    rm -rf "$WORK"
+}
+
+fail() {
+    echo "FAIL: $*"
+    failures=$((failures + 1))
+}
+
+# Sends the test BMC at address $1 its OEM knob request, the setting $2
+# carried as ASCII.
+vm_knob() {
+    local bytes
+    bytes=$(printf '%s' "$2" | od -An -tx1 | tr -s ' \n' ' ' | sed 's/ \([0-9a-f]\)/ 0x\1/g')
+    # shellcheck disable=SC2086
+    ipmitool -I lanplus -H "$1" -U admin -P secret -C 3 raw 0x30 0x01 $bytes > /dev/null
 }
