@@ -1,10 +1,12 @@
 #include "e2e/e2e_support.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -105,9 +107,25 @@ StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sE
 {
     const std::string sLog = m_dir.File("calls");
     WriteFile(sLog, "");
-    WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\necho \"$*\" >> " + sLog + "\nN=$(wc -l < " + sLog + ")\n" + sHook +
-                                          "\nexec " IPMITOOL_PROGRAM " " + sExtraOptions + " \"$@\"\n");
+    WriteFile(m_dir.File("ended"), "");
+    // Each run, however it ends, adds a line to "ended": a run whose
+    // VALDRN was killed goes on by itself (WaitUntilIdle).
+    WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\ntrap 'echo >> " + m_dir.File("ended") + "' EXIT\necho \"$*\" >> " +
+                                          sLog + "\nN=$(wc -l < " + sLog + ")\n" + sHook + "\n" IPMITOOL_PROGRAM " " +
+                                          sExtraOptions + " \"$@\"\n");
     chmod(m_dir.File("ipmitool").c_str(), 0755);
+}
+
+void StandInIpmitool::WaitUntilIdle() const
+{
+    for (int i = 0; i < 600; ++i) {
+        const std::string sEnded = ReadFile(m_dir.File("ended"));
+        if (static_cast<size_t>(std::count(sEnded.begin(), sEnded.end(), '\n')) >= Calls().size()) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    throw std::runtime_error("an ipmitool run did not end within 30 s");
 }
 
 std::string StandInIpmitool::Path() const

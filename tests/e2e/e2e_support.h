@@ -73,6 +73,8 @@ public:
     std::string Path() const;
     // The command lines ipmitool was run with, in order.
     std::vector<std::string> Calls() const;
+    // Waits until every run has ended (at most 30 s).
+    void WaitUntilIdle() const;
 
 private:
     TempDir m_dir;

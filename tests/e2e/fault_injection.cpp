@@ -82,7 +82,11 @@ CommandResult RunWithStandIn(EndToEnd& e2e, const std::string& sHook, const std:
                              const std::vector<std::string>& asWords)
 {
     const StandInIpmitool ipmitool(sHook, sOptions);
-    return e2e.ValdrnWithPath(ipmitool.Path(), asWords);
+    const CommandResult result = e2e.ValdrnWithPath(ipmitool.Path(), asWords);
+    // A killed VALDRN leaves its last ipmitool run going: it still
+    // reaches the BMC, before anything is judged.
+    ipmitool.WaitUntilIdle();
+    return result;
 }
 
 }  // namespace

@@ -31,8 +31,9 @@ ask() {
 #               the 5 s the KCS driver and libkcsio wait for its status
 #   bmc-reset   the BMC dies as the request arrives; the host starts it again
 #   sigint      VALDRN gets SIGINT while the BMC holds the request
+#   sighup      ... SIGHUP (the ssh session closed)
 #   sigkill     VALDRN is killed while the BMC holds the request
-KINDS="c0 c1 c3 c5 ca ff bmc-frozen bmc-reset sigint sigkill"
+KINDS="c0 c1 c3 c5 ca ff bmc-frozen bmc-reset sigint sighup sigkill"
 
 # VALDRN with the interface's options; output in run.out and run.err.
 valdrn() {
@@ -78,14 +79,18 @@ run_with_fault() {  # kind, request ("0a:25"), occurrence
         STATUS=$?
         ask revive
         ;;
-    sigint | sigkill)
+    sigint | sighup | sigkill)
         ask knob "stall=$request:$nth:4000"
         # shellcheck disable=SC2086
         VALDRN $OPERATION $INTERFACE < /dev/null > run.out 2> run.err &
         pid=$!
         ask stalled
         STALLED=$ANSWER
-        if [ "$kind" = sigint ]; then kill -INT "$pid"; else kill -KILL "$pid"; fi
+        case $kind in
+        sigint) kill -INT "$pid" ;;
+        sighup) kill -HUP "$pid" ;;
+        *) kill -KILL "$pid" ;;
+        esac
         wait "$pid"
         STATUS=$?
         ;;
@@ -124,7 +129,7 @@ judge() {  # case name
     # The signal must have met VALDRN while the BMC held the request.
     [ "$STALLED" = ok ] || outcome=no-stall
     case $1 in
-    *-sigint) cat run.out run.err ;;
+    *-sigint | *-sighup) cat run.out run.err ;;
     esac
     echo "VMTEST-CASE $1 status=$STATUS outcome=$outcome claimed=$claimed"
 }
