@@ -60,13 +60,27 @@ bmc_alive() {
 }
 
 # The BMC started again when it died: on its address, port and state.
-revive() {
+restart_if_dead() {
     if ! bmc_alive; then
         "$BUILD/tests/test_bmc_ctl" restart "$BMC_DIR" > /dev/null
         restarts=$((restarts + 1))
-        # QEMU connects its KCS interface again within a second.
-        sleep 1.5
     fi
+}
+
+# ...and QEMU's KCS interface connected to it again (QEMU tries every
+# second): an established connection on the BMC's serial port.
+revive() {
+    local i local_port
+    restart_if_dead
+    local_port=$(printf ':%04X' "$PORT")
+    for i in $(seq 100); do
+        if awk -v port="$local_port" '$2 ~ port"$" && $4 == "01" { found = 1 } END { exit !found }' /proc/net/tcp; then
+            return 0
+        fi
+        sleep 0.1
+    done
+    fail "QEMU did not connect to the restarted BMC within 10 s"
+    return 1
 }
 
 # What a target holds, as hexadecimal text: the repository's records
@@ -113,7 +127,7 @@ handle() {  # the words after VMTEST-ASK
     shift
     case $action in
     knob) if knob "$*"; then answer ok; else answer refused; fi ;;
-    revive) revive && answer ok ;;
+    revive) if revive; then answer ok; else answer failed; fi ;;
     stalled) if stalled; then answer ok; else answer timeout; fi ;;
     record)
         : > "$WORK/commands"
@@ -146,7 +160,7 @@ restarts=0
 asked=0
 deadline=$((SECONDS + 1500))
 while kill -0 "$QEMU_PID" 2> /dev/null; do
-    revive
+    restart_if_dead
     mapfile -t asks < <(tr -d '\r' < "$LOG" | sed -n 's/^VMTEST-ASK //p')
     while [ "$asked" -lt "${#asks[@]}" ]; do
         # shellcheck disable=SC2086
