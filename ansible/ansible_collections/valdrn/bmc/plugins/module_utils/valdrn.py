@@ -1,0 +1,300 @@
+# -*- coding: utf-8 -*-
+# Copyright (c) 2026, The VALDRN Project
+# BSD 3-Clause License (see LICENSE in the VALDRN source)
+"""Runs VALDRN for the modules of this collection and judges its runs.
+
+Nothing here reads or writes SDR or FRU data: every byte goes through
+VALDRN. This file knows how VALDRN takes its arguments and what its
+result lines say.
+"""
+
+from __future__ import (absolute_import, division, print_function)
+__metaclass__ = type
+
+import os
+import re
+import shutil
+import tempfile
+
+# Every module takes these; documented in doc_fragments/connection.py.
+CONNECTION_ARGUMENT_SPEC = dict(
+    interface=dict(type='str', default='lanplus', choices=['lanplus', 'openipmi', 'kcsio']),
+    bmc_host=dict(type='str'),
+    bmc_user=dict(type='str'),
+    bmc_password=dict(type='str', no_log=True),
+    cipher_suite=dict(type='int', default=3),
+    valdrn_path=dict(type='path'),
+    chdir=dict(type='path', default='/'),
+    backup_dir=dict(type='path'),
+)
+CONNECTION_REQUIRED_IF = [('interface', 'lanplus', ('bmc_host', 'bmc_user', 'bmc_password'))]
+
+# VALDRN takes the first token of an argument: a blank, comma or tab ends it.
+_TOKEN_ENDS = (' ', ',', '\t')
+# The longest file name VALDRN takes.
+_LONGEST_FILE_NAME = 255
+# The LAN+ text fields hold at most 39 characters.
+_LONGEST_LAN_TEXT = 39
+
+_BANNER = re.compile(r'^(-{20,}|\s*Valdrin Utility\s*|\s*Copyright \(C\) .*VALDRN Project.*)$')
+_ADVICE = re.compile(r"^The BMC's data from before this run is saved in (.+); to put it back, run:$")
+
+ENCODINGS = ('ascii', 'utf8', 'utf16')
+
+
+def fru_id_argument(fru_id):
+    """The fruID= argument VALDRN takes (hexadecimal)."""
+    return 'fruID=0x%02X' % fru_id
+
+
+def takes_as_file_name(name):
+    """Whether VALDRN takes NAME, as given, whole as a file name."""
+    return (0 < len(name) <= _LONGEST_FILE_NAME and not any(c in name for c in _TOKEN_ENDS)
+            and name[0] not in ('-', '/'))
+
+
+def takes_as_lan_text(text):
+    return 0 < len(text) <= _LONGEST_LAN_TEXT and not any(c in text for c in _TOKEN_ENDS)
+
+
+def quote_for_shell(text):
+    return "'" + text.replace("'", "'\\''") + "'"
+
+
+def output_lines(text):
+    """VALDRN's lines without its banner and the blank lines."""
+    return [line.rstrip() for line in text.splitlines() if line.strip() and not _BANNER.match(line)]
+
+
+class Run(object):
+    """One VALDRN run: its arguments as shown, status and lines."""
+
+    def __init__(self, shown_args, rc, stdout, stderr):
+        self.args = shown_args
+        self.rc = rc
+        self.stdout_lines = output_lines(stdout)
+        self.stderr_lines = output_lines(stderr)
+
+    def says(self, line):
+        """Whether a line of its output (either stream) begins with LINE."""
+        return any(l.strip().startswith(line) for l in self.stdout_lines + self.stderr_lines)
+
+    def message(self):
+        """What VALDRN said about its failure: its error lines, else its last line."""
+        lines = self.stderr_lines or self.stdout_lines[-1:]
+        return ' '.join(l.strip() for l in lines) or 'VALDRN ended with status %d and said nothing' % self.rc
+
+    def as_result(self):
+        return dict(args=self.args, rc=self.rc, stdout_lines=self.stdout_lines, stderr_lines=self.stderr_lines)
+
+
+class Valdrn(object):
+    """VALDRN for one module run: the connection options, the runs made and
+    what they named (saved copy, restore command)."""
+
+    def __init__(self, module):
+        self.module = module
+        self.params = module.params
+        self.runs = []
+        self.saved_copy = None
+        self.restore_command = None
+        self._temporary = []
+        self.chdir = os.path.abspath(self.params['chdir'])
+        self.program = self._program()
+        self._check_connection()
+
+    # ----- arguments
+
+    def _program(self):
+        path = self.params['valdrn_path']
+        if path:
+            if not (os.path.isfile(path) and os.access(path, os.X_OK)):
+                self.module.fail_json(msg='valdrn_path %s is not an executable file' % path)
+            return os.path.abspath(path)
+        # An absolute path, so that a restore command VALDRN prints can be
+        # run as it stands.
+        return self.module.get_bin_path('VALDRN', required=True, opt_dirs=['/usr/sbin', '/usr/local/sbin'])
+
+    def _check_connection(self):
+        if not os.path.isdir(self.chdir):
+            self.module.fail_json(msg='chdir %s is not a folder' % self.chdir)
+        if self.params['interface'] != 'lanplus':
+            return
+        for name in ('bmc_user', 'bmc_password'):
+            if not takes_as_lan_text(self.params[name]):
+                # The value itself is never shown.
+                self.module.fail_json(
+                    msg='%s must be 1 to %d characters without blank, comma or tab: VALDRN would cut it there'
+                    % (name, _LONGEST_LAN_TEXT))
+        if not re.match(r'^\d{1,3}(\.\d{1,3}){3}$', self.params['bmc_host']):
+            self.module.fail_json(msg='bmc_host must be a dotted IPv4 address; VALDRN takes no host name: %s'
+                                  % self.params['bmc_host'])
+        suite = self.params['cipher_suite']
+        if not (0 <= suite <= 19 or 128 <= suite <= 191):
+            self.module.fail_json(msg='cipher_suite must be 0 to 19 or 128 to 191, not %d' % suite)
+
+    def connection_args(self):
+        p = self.params
+        if p['interface'] == 'lanplus':
+            return ['-n', 'lanplus', '-H', p['bmc_host'], '-U', p['bmc_user'], '-P', p['bmc_password'],
+                    '-C', str(p['cipher_suite'])]
+        return ['-msgintf', p['interface']]
+
+    def file_argument(self, path):
+        """PATH as VALDRN takes it from chdir: relative (a name starting
+        with "/" is an option to VALDRN). A path it cannot take is copied
+        into a folder of our own first."""
+        path = os.path.abspath(path)
+        name = os.path.relpath(path, self.chdir)
+        if takes_as_file_name(name):
+            return name
+        folder = self.temporary_folder()
+        copy = os.path.join(folder, 'input' + os.path.splitext(path)[1][:8].replace(' ', '').replace(',', ''))
+        shutil.copyfile(path, copy)
+        name = os.path.relpath(copy, self.chdir)
+        if not takes_as_file_name(name):
+            self.fail('VALDRN cannot be given %s from %s: set chdir closer to the file' % (path, self.chdir))
+        return name
+
+    def temporary_folder(self):
+        folder = tempfile.mkdtemp(prefix='valdrn-')
+        self._temporary.append(folder)
+        return folder
+
+    def cleanup(self):
+        for folder in self._temporary:
+            shutil.rmtree(folder, ignore_errors=True)
+        self._temporary = []
+
+    # ----- running
+
+    def run(self, operation_args):
+        args = [self.program] + operation_args + self.connection_args()
+        environ = {}
+        if self.params['backup_dir']:
+            environ['VALDRN_BACKUP_DIR'] = os.path.abspath(self.params['backup_dir'])
+        # "n" to any question, so that nothing is overwritten unasked.
+        rc, stdout, stderr = self.module.run_command(args, cwd=self.chdir, environ_update=environ, data='n')
+        run = Run(self._shown(args), rc, stdout, stderr)
+        self.runs.append(run)
+        self._take_advice(run)
+        return run
+
+    def _shown(self, args):
+        password = self.params['bmc_password']
+        return ['********' if password and a == password else a for a in args]
+
+    def _take_advice(self, run):
+        lines = run.stderr_lines
+        for i, line in enumerate(lines):
+            match = _ADVICE.match(line)
+            if match and i + 1 < len(lines):
+                self.saved_copy = os.path.normpath(os.path.join(self.chdir, match.group(1)))
+                command = lines[i + 1]
+                # VALDRN's command is meant for the folder it ran in.
+                if not command.startswith(('cd ', 'cp ')):
+                    command = 'cd %s && %s' % (quote_for_shell(self.chdir), command)
+                self.restore_command = command
+
+    # ----- results
+
+    def result(self, **fields):
+        fields['runs'] = [run.as_result() for run in self.runs]
+        last = self.runs[-1] if self.runs else None
+        fields['rc'] = last.rc if last else None
+        fields['stdout_lines'] = last.stdout_lines if last else []
+        fields['stderr_lines'] = last.stderr_lines if last else []
+        if self.saved_copy:
+            fields['saved_copy'] = self.saved_copy
+            fields['restore_command'] = self.restore_command
+        return fields
+
+    def fail(self, msg, **fields):
+        self.cleanup()
+        self.module.fail_json(**self.result(msg=msg, **fields))
+
+    def exit(self, **fields):
+        self.cleanup()
+        self.module.exit_json(**self.result(**fields))
+
+    # ----- operations, judged by status and result lines
+
+    def verify(self, file_name, fru_id=None):
+        """True when the BMC holds the file, False when it differs; fails
+        the task when VALDRN could not tell."""
+        if fru_id is None:
+            run = self.run(['-v', file_name])
+            if run.rc == 0 and run.says('Verify SDR file'):
+                return True
+            if run.says('Failure to verify the SDR data! (different SDR)'):
+                return False
+            if run.says('The SDR repository is empty.'):
+                return False
+        else:
+            run = self.run(['-v', file_name, fru_id_argument(fru_id)])
+            if run.rc == 0 and run.says('Verify FRU file'):
+                return True
+            if run.says('The FRU data in file and FRU inventory are different!'):
+                return False
+        self.fail(run.message())
+
+    def download(self, file_name, fru_id=None):
+        """Writes the file; fails the task unless VALDRN says it did.
+        A failed FRU write ends VALDRN with status 0: its lines tell."""
+        if fru_id is None:
+            run = self.run(['-d', file_name])
+            done = run.rc == 0 and run.says('Download SDR data Successful.')
+        else:
+            run = self.run(['-d', file_name, fru_id_argument(fru_id)])
+            done = (run.rc == 0 and run.says('Download FRU data successful.')
+                    and not run.says('Failure to download FRU data!'))
+        if not done:
+            self.fail(run.message(), changed=True)
+
+    def upload(self, fru_id, encoding):
+        """The BMC's data as VALDRN's text file: its bytes. A failed save
+        ends VALDRN with status 0: its lines tell."""
+        folder = self.temporary_folder()
+        path = os.path.join(folder, 'fru%d.txt' % fru_id if fru_id is not None else 'sdr.txt')
+        name = os.path.relpath(path, self.chdir)
+        if not takes_as_file_name(name):
+            self.fail('VALDRN cannot be given %s from %s: set TMPDIR or chdir' % (path, self.chdir))
+        args = ['-u', name, 'encoding=' + encoding]
+        if fru_id is not None:
+            args.append(fru_id_argument(fru_id))
+        run = self.run(args)
+        failed_line = 'Failure to upload FRU data!' if fru_id is not None else 'Failure to upload SDR data!'
+        done = run.rc == 0 and not run.says(failed_line) and os.path.isfile(path) and os.path.getsize(path) > 0
+        if fru_id is not None:
+            done = done and run.says('Upload FRU data successful.')
+        if not done:
+            self.fail(run.message())
+        with open(path, 'rb') as uploaded:
+            return uploaded.read()
+
+    def update_field(self, parameters):
+        run = self.run(['-updateFRU'] + parameters)
+        if not (run.rc == 0 and run.says('Update FRU data successful!')):
+            self.fail(run.message())
+
+
+def ensure_file_state(module, fru_id=None):
+    """The sdr and fru modules: the BMC holds src (state present) or is
+    checked against it (state verified)."""
+    valdrn = Valdrn(module)
+    src = module.params['src']
+    if not os.path.isfile(src):
+        valdrn.fail('src %s is not a file' % src)
+    name = valdrn.file_argument(src)
+    what = 'SDR repository' if fru_id is None else 'FRU device %d' % fru_id
+    if valdrn.verify(name, fru_id):
+        valdrn.exit(changed=False, msg='The %s holds %s.' % (what, src))
+    if module.params['state'] == 'verified':
+        valdrn.fail('The %s differs from %s.' % (what, src), differs=True)
+    if module.check_mode:
+        valdrn.exit(changed=True, msg='The %s differs from %s: it would be written.' % (what, src))
+    valdrn.download(name, fru_id)
+    # What VALDRN wrote is checked once more, as a run of its own.
+    if not valdrn.verify(name, fru_id):
+        valdrn.fail('The %s does not hold %s after the download.' % (what, src), changed=True)
+    valdrn.exit(changed=True, msg='The %s was written from %s.' % (what, src))
