@@ -75,9 +75,11 @@ class Run(object):
         self.stdout_lines = output_lines(stdout)
         self.stderr_lines = output_lines(stderr)
 
-    def says(self, line):
-        """Whether a line of its output (either stream) begins with LINE."""
-        return any(l.strip().startswith(line) for l in self.stdout_lines + self.stderr_lines)
+    def says(self, text):
+        """Whether its output (either stream) holds TEXT within a line:
+        VALDRN ends some lines without a line feed, so that the next one
+        follows on the same line."""
+        return any(text in line for line in self.stdout_lines + self.stderr_lines)
 
     def message(self):
         """What VALDRN said about its failure: its error lines, else its last line."""

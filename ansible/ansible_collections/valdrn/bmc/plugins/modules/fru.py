@@ -22,7 +22,7 @@ description:
   - A download saves a copy of the device first, reads back what it wrote and puts the
     earlier bytes back when the write fails (see VALDRN's C(docs/safety.md)).
 author:
-  - The VALDRN Project
+  - The VALDRN Project (@valdrn)
 extends_documentation_fragment:
   - valdrn.bmc.connection
 options:
@@ -50,6 +50,7 @@ attributes:
     description: Runs the verification only and reports whether the device would be written.
   diff_mode:
     support: none
+    description: Returns no diff; C(runs) holds what VALDRN said.
 '''
 
 EXAMPLES = r'''

@@ -30,7 +30,7 @@ description:
   - The update reads back what it wrote and puts the field back when a write fails (see
     VALDRN's C(docs/safety.md)).
 author:
-  - The VALDRN Project
+  - The VALDRN Project (@valdrn)
 extends_documentation_fragment:
   - valdrn.bmc.connection
 options:
@@ -76,6 +76,7 @@ attributes:
     description: Reads the device and reports whether the field would change.
   diff_mode:
     support: none
+    description: Returns no diff; C(runs) holds what VALDRN said.
 '''
 
 EXAMPLES = r'''

@@ -20,7 +20,7 @@ description:
   - A download saves a copy of the repository first, and puts it back when the
     download fails (see VALDRN's C(docs/safety.md)).
 author:
-  - The VALDRN Project
+  - The VALDRN Project (@valdrn)
 extends_documentation_fragment:
   - valdrn.bmc.connection
 options:
@@ -43,6 +43,7 @@ attributes:
     description: Runs the verification only and reports whether the repository would be written.
   diff_mode:
     support: none
+    description: Returns no diff; C(runs) holds what VALDRN said.
 '''
 
 EXAMPLES = r'''

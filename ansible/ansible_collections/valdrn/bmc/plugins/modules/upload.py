@@ -21,7 +21,7 @@ description:
   - VALDRN ends a failed save of C(-u) with status 0; the module judges its result lines
     too, and fails the task then.
 author:
-  - The VALDRN Project
+  - The VALDRN Project (@valdrn)
 extends_documentation_fragment:
   - valdrn.bmc.connection
   - ansible.builtin.files
@@ -50,6 +50,7 @@ attributes:
     description: Reads the BMC and reports whether I(dest) would change; writes nothing.
   diff_mode:
     support: none
+    description: Returns no diff; C(runs) holds what VALDRN said.
 '''
 
 EXAMPLES = r'''
