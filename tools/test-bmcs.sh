@@ -7,8 +7,8 @@
 #   tools/test-bmcs.sh stop DIR                     stops them
 #
 # BUILD_DIR (default: build) holds VALDRN and tests/test_bmc_ctl. Each BMC
-# has an empty SDR repository and FRU device 0 of 256 bytes, blank; its
-# user "admin" has the password "secret".
+# has an empty SDR repository and FRU device 0 of FRU_SIZE bytes (default
+# 256), blank; its user "admin" has the password "secret".
 set -euo pipefail
 
 usage() { echo "usage: $0 start COUNT DIR [BUILD_DIR] | stop DIR" >&2; exit 2; }
@@ -34,7 +34,7 @@ start() {
   for i in $(seq 1 "$count"); do
     name=$(printf 'bmc%02d' "$i")
     mkdir -p "$dir/$name"
-    address=$("$build/tests/test_bmc_ctl" start "$dir/$name" "fru=0:256")
+    address=$("$build/tests/test_bmc_ctl" start "$dir/$name" "fru=0:${FRU_SIZE:-256}")
     printf '    %s:\n      bmc_address: %s\n' "$name" "$address" >> "$dir/inventory.yml.new"
   done
   mv "$dir/inventory.yml.new" "$dir/inventory.yml"

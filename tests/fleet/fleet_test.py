@@ -16,6 +16,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 SOURCE = os.path.realpath(os.path.join(os.path.dirname(__file__), '..', '..'))
@@ -24,15 +25,28 @@ VALDRN = os.path.join(BUILD, 'VALDRN')
 EXAMPLES = os.path.join(SOURCE, 'ansible', 'examples')
 FLEET_SIZE = 20
 FORKS = 10
-FRU_FILE = os.path.join(SOURCE, 'examples', 'ServerBoard.fru.bin')
-# The board serial number of ServerBoard.fru.bin: 8-bit ASCII, 10 bytes,
-# its first data byte at 0x58.
-BOARD_SERIAL = {'field': 'board_serial', 'offset': '0x58', 'str_type': 3, 'str_length': 10}
+# A FRU image of 64 bytes, the FRU device's size: a common header and a
+# board area. Small, so that the many FRU reads of a fleet run stay short.
+FRU_SIZE = 64
+# Its board serial number: 8-bit ASCII, 10 bytes, the first at 0x18.
+BOARD_SERIAL = {'field': 'board_serial', 'offset': '0x18', 'str_type': 3, 'str_length': 10}
 # Shell characters in both; at most 16 characters, what IPMI user names
 # and this BMC's passwords hold; no blank or comma, which VALDRN ends a
 # value at.
 ODD_USER = "o'd$d;u|s"
 ODD_PASSWORD = "p'a\"s$(x)`y`;&|<>"[:16]
+
+
+def with_checksum(area):
+    return area + bytes([-sum(area) & 0xFF])
+
+
+def small_fru_image():
+    header = with_checksum(bytes([0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00]))
+    fields = b'\xc4ACME' + b'\xc3SRV' + b'\xcaBSN0001234' + b'\xc4P-01' + b'\xc0' + b'\xc1'
+    board = bytes([0x01, 0x07, 0x19, 0x00, 0x00, 0x00]) + fields
+    board = with_checksum(board + bytes(7 * 8 - 1 - len(board)))
+    return header + board
 
 
 def run(args, **kwargs):
@@ -47,13 +61,19 @@ class Fleet(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.mkdtemp(prefix='valdrn-fleet-')
         started = run(['bash', os.path.join(SOURCE, 'tools', 'test-bmcs.sh'), 'start', str(FLEET_SIZE),
-                       cls.folder, BUILD])
+                       cls.folder, BUILD], env=dict(os.environ, FRU_SIZE=str(FRU_SIZE)))
         if started.returncode != 0:
             raise RuntimeError('the test BMCs did not start: ' + started.stderr)
         cls.inventory = os.path.join(cls.folder, 'inventory.yml')
         cls.hosts = cls.read_addresses()
         cls.sdr_a = cls.sdr_set('sdr-a.sdr', {})
         cls.sdr_b = cls.sdr_set('sdr-b.sdr', {"'Inlet Temp'": "'Inlet Tmp2'"})
+        cls.fru = os.path.join(cls.folder, 'board.fru.bin')
+        with open(cls.fru, 'wb') as image:
+            image.write(small_fru_image())
+        tested = run([VALDRN, '-t', 'board.fru.bin', 'fruID=0'], cwd=cls.folder)
+        if tested.returncode != 0:
+            raise RuntimeError('board.fru.bin is no good FRU file: ' + tested.stdout + tested.stderr)
 
     @classmethod
     def tearDownClass(cls):
@@ -88,6 +108,12 @@ class Fleet(unittest.TestCase):
         if tested.returncode != 0:
             raise RuntimeError('%s is no good SDR file: %s' % (name, tested.stdout + tested.stderr))
         return path
+
+    def setUp(self):
+        self.started = time.time()
+
+    def tearDown(self):
+        sys.stderr.write('[%.0f s] ' % (time.time() - self.started))
 
     # ----- helpers
 
@@ -162,7 +188,7 @@ class Fleet(unittest.TestCase):
             self.fail('no result from ansible: %s %s' % (result.stdout[-2000:], result.stderr[-2000:]))
 
     def files(self, sdr):
-        return ['-e', 'sdr_file=' + sdr, '-e', 'fru_file=' + FRU_FILE]
+        return ['-e', 'sdr_file=' + sdr, '-e', 'fru_file=' + self.fru]
 
     def each_bmc(self, function, hosts):
         with concurrent.futures.ThreadPoolExecutor(max_workers=4) as pool:
@@ -178,7 +204,7 @@ class Fleet(unittest.TestCase):
         for host, stats in report['stats'].items():
             self.assertEqual((stats['changed'], stats['failures'], stats['ok']), (2, 0, 2), host)
         # Independently of the module: VALDRN verifies every BMC.
-        held = self.each_bmc(lambda h: self.holds(h, ['sdr-a.sdr']) and self.holds(h, [self.named(FRU_FILE), 'fruID=0']),
+        held = self.each_bmc(lambda h: self.holds(h, ['sdr-a.sdr']) and self.holds(h, ['board.fru.bin', 'fruID=0']),
                              sorted(self.hosts))
         self.assertEqual([h for h, ok in held.items() if not ok], [])
 
@@ -235,7 +261,7 @@ class Fleet(unittest.TestCase):
         for password, expected in ((ODD_PASSWORD, 0), (ODD_PASSWORD[:-1], 2)):
             with open(extra, 'w') as variables:
                 json.dump({'bmc_user': ODD_USER, 'bmc_password': password, 'sdr_file': self.sdr_b,
-                           'fru_file': FRU_FILE}, variables)
+                           'fru_file': self.fru}, variables)
             # The default report, as verbose as it gets, and the JSON one.
             shown = run(['ansible-playbook', '-vvv', '-i', self.inventory, '--limit', 'bmc01,bmc02',
                          '--tags', 'verify', '-e', '@' + extra, os.path.join(EXAMPLES, 'site.yml')],
@@ -276,7 +302,7 @@ class Fleet(unittest.TestCase):
         self.assertEqual((same.get('failed', False), same['changed'], same['known']), (False, False, True))
         checked = self.module('bmc03', 'fru_field', dict(BOARD_SERIAL, value='BSN7'), check=True)
         self.assertEqual((checked['changed'], checked['known']), (True, True))
-        self.assertTrue(self.holds('bmc03', [self.named(FRU_FILE), 'fruID=0']))
+        self.assertTrue(self.holds('bmc03', ['board.fru.bin', 'fruID=0']))
         written = self.module('bmc03', 'fru_field', dict(BOARD_SERIAL, value='BSN7'))
         self.assertEqual((written.get('failed', False), written['changed']), (False, True), written)
         self.assertEqual([r['args'][1] for r in written['runs']], ['-u', '-updateFRU', '-u'])
@@ -297,7 +323,7 @@ class Fleet(unittest.TestCase):
         before = self.read('fru-a.txt')
         self.knob('bmc03', 'fail=0a:12:2:d5:0')
         try:
-            result = self.module('bmc03', 'fru', {'src': FRU_FILE, 'fru_id': 0})
+            result = self.module('bmc03', 'fru', {'src': self.fru, 'fru_id': 0})
         finally:
             self.knob('bmc03', 'nofaults')
         self.assertTrue(result['failed'])

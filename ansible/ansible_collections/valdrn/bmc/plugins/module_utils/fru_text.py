@@ -105,7 +105,7 @@ def find_field(text, area, field_number):
         return None
     # The text lays the areas back to back; only where that matches the
     # common header do its positions name the device's offsets.
-    for tag, (header_byte, _) in AREAS.items():
+    for tag, (header_byte, dummy) in AREAS.items():
         if tag in walk.area_start and walk.area_start[tag] != header[header_byte] * 8:
             return None
     return walk.fields.get((area, field_number))

@@ -66,6 +66,23 @@ def output_lines(text):
     return [line.rstrip() for line in text.splitlines() if line.strip() and not _BANNER.match(line)]
 
 
+def restore_advice(lines, chdir):
+    """The saved copy and the command that restores it, when VALDRN named
+    them in LINES (its standard error) having run in CHDIR; else None, None.
+    The copy comes back absolute, the command runnable from any folder."""
+    for i, line in enumerate(lines[:-1]):
+        match = _ADVICE.match(line)
+        if match:
+            command = lines[i + 1]
+            # VALDRN's command is meant for the folder it ran in (a "cp
+            # intf.ini" first, too); one that starts by going to the copy's
+            # folder runs anywhere.
+            if not command.startswith('cd '):
+                command = 'cd %s && %s' % (quote_for_shell(chdir), command)
+            return os.path.normpath(os.path.join(chdir, match.group(1))), command
+    return None, None
+
+
 class Run(object):
     """One VALDRN run: its arguments as shown, status and lines."""
 
@@ -187,23 +204,18 @@ class Valdrn(object):
         return ['********' if password and a == password else a for a in args]
 
     def _take_advice(self, run):
-        lines = run.stderr_lines
-        for i, line in enumerate(lines):
-            match = _ADVICE.match(line)
-            if match and i + 1 < len(lines):
-                self.saved_copy = os.path.normpath(os.path.join(self.chdir, match.group(1)))
-                command = lines[i + 1]
-                # VALDRN's command is meant for the folder it ran in.
-                if not command.startswith(('cd ', 'cp ')):
-                    command = 'cd %s && %s' % (quote_for_shell(self.chdir), command)
-                self.restore_command = command
+        saved_copy, command = restore_advice(run.stderr_lines, self.chdir)
+        if saved_copy:
+            self.saved_copy, self.restore_command = saved_copy, command
 
     # ----- results
 
     def result(self, **fields):
         fields['runs'] = [run.as_result() for run in self.runs]
         last = self.runs[-1] if self.runs else None
-        fields['rc'] = last.rc if last else None
+        # Not "rc": Ansible takes a non-zero rc for a failed task, and a
+        # verification that finds a difference ends VALDRN with status 1.
+        fields['exit_status'] = last.rc if last else None
         fields['stdout_lines'] = last.stdout_lines if last else []
         fields['stderr_lines'] = last.stderr_lines if last else []
         if self.saved_copy:
@@ -292,7 +304,7 @@ def ensure_file_state(module, fru_id=None):
     if valdrn.verify(name, fru_id):
         valdrn.exit(changed=False, msg='The %s holds %s.' % (what, src))
     if module.params['state'] == 'verified':
-        valdrn.fail('The %s differs from %s.' % (what, src), differs=True)
+        valdrn.fail('The %s differs from %s: %s' % (what, src, valdrn.runs[-1].message()), differs=True)
     if module.check_mode:
         valdrn.exit(changed=True, msg='The %s differs from %s: it would be written.' % (what, src))
     valdrn.download(name, fru_id)

@@ -114,7 +114,7 @@ msg:
   description: What was done, or VALDRN's own message when the task failed.
   returned: always
   type: str
-rc:
+exit_status:
   description: Exit status of the last VALDRN run.
   returned: when VALDRN ran
   type: int

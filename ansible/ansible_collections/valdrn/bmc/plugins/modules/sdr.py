@@ -85,7 +85,7 @@ differs:
   description: Set when I(state=verified) failed because the repository differs from the file.
   returned: failure of verification
   type: bool
-rc:
+exit_status:
   description: Exit status of the last VALDRN run.
   returned: when VALDRN ran
   type: int
@@ -132,7 +132,9 @@ restore_command:
     (the password is shown as C(...)).
   returned: when VALDRN printed one
   type: str
-  sample: "cd '/' && '/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-sdr-20261123T004718.724Z-4242.sdr' -n lanplus -H 10.0.0.5 -U admin -P ... -C 3"
+  sample: >-
+    cd '/' && '/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-sdr-20261123T004718.724Z-4242.sdr'
+    -n lanplus -H 10.0.0.5 -U admin -P ... -C 3
 '''
 
 from ansible.module_utils.basic import AnsibleModule

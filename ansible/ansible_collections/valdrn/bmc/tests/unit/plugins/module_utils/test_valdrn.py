@@ -1,0 +1,98 @@
+# -*- coding: utf-8 -*-
+# Copyright (c) 2026, The VALDRN Project
+# BSD 3-Clause License (see LICENSE in the VALDRN source)
+
+from __future__ import (absolute_import, division, print_function)
+__metaclass__ = type
+
+import unittest
+
+from ansible_collections.valdrn.bmc.plugins.module_utils.valdrn import (
+    Run, fru_id_argument, output_lines, quote_for_shell, restore_advice, takes_as_file_name,
+    takes_as_lan_text)
+
+BANNER = ('-' * 79 + '\n                          Valdrin Utility\n'
+          '        Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.\n' + '-' * 79 + '\n')
+
+
+class ArgumentTest(unittest.TestCase):
+
+    def test_a_file_name_is_taken_whole_up_to_255_characters_without_blank_comma_or_tab(self):
+        self.assertTrue(takes_as_file_name('tmp/fleet/sdr-a.sdr'))
+        self.assertTrue(takes_as_file_name('../x.sdr'))
+        self.assertTrue(takes_as_file_name('a' * 255))
+        self.assertFalse(takes_as_file_name('a' * 256))
+        self.assertFalse(takes_as_file_name(''))
+        for name in ('my file.sdr', 'a,b.sdr', 'a\tb.sdr', '/tmp/a.sdr', '-d.sdr'):
+            self.assertFalse(takes_as_file_name(name), name)
+
+    def test_lan_texts_hold_1_to_39_characters_without_blank_comma_or_tab(self):
+        self.assertTrue(takes_as_lan_text("p'a\"s$(x)`y`;&|<"))
+        self.assertTrue(takes_as_lan_text('u' * 39))
+        self.assertFalse(takes_as_lan_text('u' * 40))
+        self.assertFalse(takes_as_lan_text(''))
+        for text in ('pass word', 'pass,word', 'pass\tword'):
+            self.assertFalse(takes_as_lan_text(text), text)
+
+    def test_fru_ids_are_given_in_hexadecimal(self):
+        self.assertEqual(fru_id_argument(0), 'fruID=0x00')
+        self.assertEqual(fru_id_argument(254), 'fruID=0xFE')
+
+    def test_shell_quoting_keeps_every_character(self):
+        self.assertEqual(quote_for_shell('/srv/ipmi'), "'/srv/ipmi'")
+        self.assertEqual(quote_for_shell("it's"), "'it'\\''s'")
+
+
+class OutputTest(unittest.TestCase):
+
+    def test_the_banner_and_blank_lines_are_left_out(self):
+        self.assertEqual(output_lines(BANNER + 'Start to download FRU data! \n\nDownload FRU data successful. \n\n'),
+                         ['Start to download FRU data!', 'Download FRU data successful.'])
+
+    def test_a_result_is_found_within_a_line(self):
+        run = Run([], 0, BANNER + 'Recognize FRU File as binary format Verify FRU file a.bin with FRU inventory '
+                  'successful! \n', '')
+        self.assertTrue(run.says('Verify FRU file'))
+        self.assertFalse(run.says('Verify SDR file'))
+
+    def test_the_message_is_the_error_lines_else_the_last_line(self):
+        failed = Run([], 1, BANNER, '\nGet Device ID failed. Please check LAN+ configuration.\n\n')
+        self.assertEqual(failed.message(), 'Get Device ID failed. Please check LAN+ configuration.')
+        quiet = Run([], 0, BANNER + 'one\ntwo\n', '')
+        self.assertEqual(quiet.message(), 'two')
+        silent = Run([], 1, BANNER, '')
+        self.assertEqual(silent.message(), 'VALDRN ended with status 1 and said nothing')
+
+
+class RestoreAdviceTest(unittest.TestCase):
+    ADVICE = "The BMC's data from before this run is saved in %s; to put it back, run:"
+
+    def test_a_relative_copy_comes_back_absolute_and_the_command_goes_to_the_folder_first(self):
+        copy, command = restore_advice([
+            'Failure to download FRU data!',
+            self.ADVICE % 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru',
+            "'/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru' fruID=0x00 -n lanplus -P ... -C 3",
+        ], '/')
+        self.assertEqual(copy, '/var/lib/valdrn/backups/10.0.0.5-fru0-x.fru')
+        self.assertEqual(command, "cd '/' && '/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru' "
+                                  "fruID=0x00 -n lanplus -P ... -C 3")
+
+    def test_a_command_that_copies_intf_ini_runs_in_the_folder_too(self):
+        copy, command = restore_advice([
+            self.ADVICE % '/srv/ipmi copies/local-sdr-x.sdr',
+            "cp intf.ini '/srv/ipmi copies'/ && cd '/srv/ipmi copies' && VALDRN -d local-sdr-x.sdr -msgintf kcsio",
+        ], "/srv/it's")
+        self.assertEqual(copy, '/srv/ipmi copies/local-sdr-x.sdr')
+        self.assertTrue(command.startswith("cd '/srv/it'\\''s' && cp intf.ini "))
+
+    def test_a_command_that_goes_to_its_folder_is_kept(self):
+        line = "cd '/srv/ipmi copies' && VALDRN -d local-sdr-x.sdr"
+        self.assertEqual(restore_advice([self.ADVICE % '/srv/ipmi copies/local-sdr-x.sdr', line], '/')[1], line)
+
+    def test_no_advice_or_advice_without_its_command_is_none(self):
+        self.assertEqual(restore_advice(['Failure to clear SDR'], '/'), (None, None))
+        self.assertEqual(restore_advice([self.ADVICE % 'a.sdr'], '/'), (None, None))
+
+
+if __name__ == '__main__':
+    unittest.main()
