@@ -5,7 +5,7 @@
 # install tests (the package included); the whole suite again with
 # AddressSanitizer + UndefinedBehaviorSanitizer; the command-line and
 # end-to-end tests with VALDRN under valgrind; every fuzz target for
-# FUZZ_SECONDS (45).
+# FUZZ_SECONDS (30).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -45,6 +45,6 @@ echo "=== Tests: sanitizer build"
 echo "=== Tests: command line and end to end under valgrind"
 # The FRU fault matrix runs in the plain and sanitizer builds only.
 bash tools/valgrind-suite.sh build -E "$(matrix_sample 2)|FruFaultMatrix" || status=1
-echo "=== Fuzzing: ${FUZZ_SECONDS:-45} s per target"
-bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-45}" || status=1
+echo "=== Fuzzing: ${FUZZ_SECONDS:-30} s per target"
+bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-30}" || status=1
 exit "$status"

@@ -198,9 +198,12 @@ class Fleet(unittest.TestCase):
 
     def test_1_a_first_run_writes_every_bmc(self):
         result, report = self.playbook('--tags', 'push', *self.files(self.sdr_a))
-        self.assertEqual(result.returncode, 0, self.failures(report))
-        self.assertEqual(self.changed_hosts(report, 'The SDR repository holds the SDR set'), sorted(self.hosts))
-        self.assertEqual(self.changed_hosts(report, 'The FRU device holds the FRU image'), sorted(self.hosts))
+        failures = self.failures(report)
+        self.assertEqual(result.returncode, 0, failures)
+        self.assertEqual(self.changed_hosts(report, 'The SDR repository holds the SDR set'), sorted(self.hosts),
+                         failures)
+        self.assertEqual(self.changed_hosts(report, 'The FRU device holds the FRU image'), sorted(self.hosts),
+                         failures)
         for host, stats in report['stats'].items():
             self.assertEqual((stats['changed'], stats['failures'], stats['ok']), (2, 0, 2), host)
         # Independently of the module: VALDRN verifies every BMC.
@@ -346,4 +349,4 @@ class Fleet(unittest.TestCase):
 
 
 if __name__ == '__main__':
-    unittest.main(verbosity=2, failfast=False, argv=sys.argv[:1])
+    unittest.main(verbosity=2)

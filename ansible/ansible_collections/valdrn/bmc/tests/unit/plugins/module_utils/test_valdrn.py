@@ -7,8 +7,11 @@ __metaclass__ = type
 
 import unittest
 
+import os
+import tempfile
+
 from ansible_collections.valdrn.bmc.plugins.module_utils.valdrn import (
-    Run, fru_id_argument, output_lines, quote_for_shell, restore_advice, takes_as_file_name,
+    CONNECTION_ARGUMENT_SPEC, Run, Valdrn, fru_id_argument, output_lines, quote_for_shell, restore_advice, takes_as_file_name,
     takes_as_lan_text)
 
 BANNER = ('-' * 79 + '\n                          Valdrin Utility\n'
@@ -92,6 +95,79 @@ class RestoreAdviceTest(unittest.TestCase):
     def test_no_advice_or_advice_without_its_command_is_none(self):
         self.assertEqual(restore_advice(['Failure to clear SDR'], '/'), (None, None))
         self.assertEqual(restore_advice([self.ADVICE % 'a.sdr'], '/'), (None, None))
+
+
+class Refused(Exception):
+    pass
+
+
+class FakeModule(object):
+    """What Valdrn uses of AnsibleModule."""
+
+    def __init__(self, **params):
+        self.params = dict((name, spec.get('default')) for name, spec in CONNECTION_ARGUMENT_SPEC.items())
+        self.params.update(params)
+
+    def fail_json(self, **result):
+        raise Refused(result['msg'])
+
+    def get_bin_path(self, name, required=False, opt_dirs=None):
+        return '/usr/sbin/' + name
+
+
+LAN = dict(bmc_host='10.0.0.5', bmc_user='admin', bmc_password="p'w;$x")
+
+
+class ConnectionTest(unittest.TestCase):
+
+    def test_lanplus_gives_the_five_options(self):
+        valdrn = Valdrn(FakeModule(**LAN))
+        self.assertEqual(valdrn.connection_args(),
+                         ['-n', 'lanplus', '-H', '10.0.0.5', '-U', 'admin', '-P', "p'w;$x", '-C', '3'])
+        self.assertEqual(valdrn.program, '/usr/sbin/VALDRN')
+
+    def test_in_band_interfaces_are_named_with_msgintf(self):
+        for interface in ('openipmi', 'kcsio'):
+            self.assertEqual(Valdrn(FakeModule(interface=interface)).connection_args(), ['-msgintf', interface])
+
+    def test_the_password_is_never_shown_in_the_arguments(self):
+        valdrn = Valdrn(FakeModule(**LAN))
+        shown = valdrn._shown(['/usr/sbin/VALDRN', '-v', 'a.sdr'] + valdrn.connection_args())
+        self.assertNotIn("p'w;$x", shown)
+        self.assertIn('********', shown)
+
+    def test_values_valdrn_would_cut_or_refuse_are_refused_first(self):
+        for params in (dict(LAN, bmc_password='two words'), dict(LAN, bmc_user='a,b'),
+                       dict(LAN, bmc_password='x' * 40), dict(LAN, bmc_host='bmc.example.com'),
+                       dict(LAN, cipher_suite=20), dict(LAN, chdir='/nonexistent/folder')):
+            self.assertRaises(Refused, Valdrn, FakeModule(**params))
+
+    def test_a_password_refused_is_not_repeated_in_the_message(self):
+        try:
+            Valdrn(FakeModule(**dict(LAN, bmc_password='sec ret')))
+        except Refused as refused:
+            self.assertNotIn('sec', str(refused))
+
+    def test_a_file_valdrn_takes_from_chdir_is_named_relative_to_it(self):
+        valdrn = Valdrn(FakeModule(**LAN))
+        self.assertEqual(valdrn.file_argument('/srv/ipmi/r200.sdr'), 'srv/ipmi/r200.sdr')
+
+    def test_a_file_valdrn_cannot_take_is_given_as_a_copy(self):
+        folder = tempfile.mkdtemp()
+        path = os.path.join(folder, 'rack 12, r200.sdr')
+        with open(path, 'w') as sdr:
+            sdr.write('_SDR (\n)\n')
+        valdrn = Valdrn(FakeModule(**LAN))
+        try:
+            name = valdrn.file_argument(path)
+            self.assertNotIn(' ', name)
+            self.assertTrue(name.endswith('input.sdr'))
+            with open(os.path.join('/', name)) as copy:
+                self.assertEqual(copy.read(), '_SDR (\n)\n')
+        finally:
+            valdrn.cleanup()
+            os.remove(path)
+            os.rmdir(folder)
 
 
 if __name__ == '__main__':
