@@ -68,8 +68,8 @@ notes:
   - Results carry C(runs), each VALDRN run with its C(args) (the password shown as
     C(********)), C(rc), C(stdout_lines) and C(stderr_lines); C(exit_status),
     C(stdout_lines) and C(stderr_lines) repeat the last run's; C(msg) holds VALDRN's
-    own message when a task fails. (No top-level C(rc): Ansible would take a
-    verification that found a difference, status 1, for a failed task.)
+    own message when a task fails. There is no top-level C(rc), since Ansible would
+    take a verification that found a difference (status 1) for a failed task.
   - When VALDRN names a saved copy of the BMC's earlier data and the command that
     restores it (a failed write it could not undo), they are returned as
     C(saved_copy) and C(restore_command); the command can be run from any folder.

@@ -118,6 +118,12 @@ class FakeModule(object):
 LAN = dict(bmc_host='10.0.0.5', bmc_user='admin', bmc_password="p'w;$x")
 
 
+def lan(**changes):
+    params = dict(LAN)
+    params.update(changes)
+    return params
+
+
 class ConnectionTest(unittest.TestCase):
 
     def test_lanplus_gives_the_five_options(self):
@@ -137,14 +143,13 @@ class ConnectionTest(unittest.TestCase):
         self.assertIn('********', shown)
 
     def test_values_valdrn_would_cut_or_refuse_are_refused_first(self):
-        for params in (dict(LAN, bmc_password='two words'), dict(LAN, bmc_user='a,b'),
-                       dict(LAN, bmc_password='x' * 40), dict(LAN, bmc_host='bmc.example.com'),
-                       dict(LAN, cipher_suite=20), dict(LAN, chdir='/nonexistent/folder')):
+        for params in (lan(bmc_password='two words'), lan(bmc_user='a,b'), lan(bmc_password='x' * 40),
+                       lan(bmc_host='bmc.example.com'), lan(cipher_suite=20), lan(chdir='/nonexistent/folder')):
             self.assertRaises(Refused, Valdrn, FakeModule(**params))
 
     def test_a_password_refused_is_not_repeated_in_the_message(self):
         try:
-            Valdrn(FakeModule(**dict(LAN, bmc_password='sec ret')))
+            Valdrn(FakeModule(**lan(bmc_password='sec ret')))
         except Refused as refused:
             self.assertNotIn('sec', str(refused))
 
