@@ -11,6 +11,9 @@ packages=(
   valgrind clang libclang-rt-14-dev
   dpkg-dev man-db groff-base binutils gzip lintian
   ansible-core python3-venv python3-voluptuous pylint python3-pycodestyle yamllint
+  # The tests read Ansible's JSON reports: the json callback is in the
+  # ansible.posix collection, which this package carries.
+  ansible
 )
 
 missing=()
