@@ -22,7 +22,8 @@ vm_fetch_kernel() {
 # tree $1, each at its own path.
 vm_add_libraries() {
     local root=$1 binary=$2 library
-    ldd "$binary" | grep -o '/[^ ]*' | while read -r library; do
+    # A library may need none (grep finds nothing then).
+    ldd "$binary" | { grep -o '/[^ ]*' || true; } | while read -r library; do
         mkdir -p "$root$(dirname "$library")"
         cp -L "$library" "$root$library"
     done
@@ -78,6 +79,35 @@ INIT
     chmod +x "$root/init" "$root/guest.sh"
 }
 
+# Debian's python3 and ansible-core, with the packages ansible-playbook
+# imports, into the tree $1 at their own paths; their byte code too, since
+# compiling it under emulation would take minutes. Also the C.UTF-8 locale
+# Ansible insists on.
+vm_add_ansible() {
+    local root=$1 version list library
+    version=$(readlink -f /usr/bin/python3)
+    version=${version##*/python}
+    list=$(mktemp)
+    dpkg -L "python$version-minimal" "libpython$version-minimal" "libpython$version-stdlib" \
+        python3-minimal ansible-core python3-jinja2 python3-markupsafe python3-yaml \
+        python3-packaging python3-resolvelib |
+        grep -v -e '^/usr/share/\(doc\|man\|lintian\)/' -e '/ansible_test/' | while read -r file; do
+            if [ -f "$file" ] || [ -L "$file" ]; then
+                echo "$file"
+            elif [ -d "$file/__pycache__" ]; then
+                find "$file/__pycache__" -maxdepth 1 -name '*.pyc'
+            fi
+        done | sort -u > "$list"
+    tar -cf - --no-recursion -T "$list" 2> /dev/null | tar -xf - -C "$root"
+    mkdir -p "$root/usr/lib/locale"
+    cp -a /usr/lib/locale/C.utf8 "$root/usr/lib/locale/"
+    grep '\.so' "$list" | while read -r library; do
+        vm_add_libraries "$root" "$library"
+    done
+    vm_add_binary "$root" "/usr/bin/python$version"
+    rm -f "$list"
+}
+
 # Packs the tree $1 into the gzip'd cpio archive $2.
 vm_pack() {
     (cd "$1" && find . | cpio -o -H newc 2> /dev/null | gzip -1 > "$2")
@@ -94,7 +124,7 @@ vm_start() {
         # The console stays the first serial port.
         control=(-serial mon:stdio -chardev "pipe,id=control,path=$4" -serial chardev:control)
     fi
-    qemu-system-x86_64 -accel tcg -M pc -m 256 -smp 1 -kernel "$VMLINUZ" -initrd "$1" \
+    qemu-system-x86_64 -accel tcg -M pc -m "${VM_MEMORY:-256}" -smp 1 -kernel "$VMLINUZ" -initrd "$1" \
         -append "console=ttyS0 quiet" -nographic -no-reboot \
         -chardev socket,id=ipmi0,host=127.0.0.1,port="$2",reconnect=1 \
         -device ipmi-bmc-extern,id=bmc0,chardev=ipmi0 -device isa-ipmi-kcs,bmc=bmc0 \
