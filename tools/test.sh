@@ -34,17 +34,23 @@ matrix_sample() {  # first request: excludes the others
   echo "FailingStep\\.RepositoryIsEitherRestoredOrTheFile/(${excluded[*]})\$"
 }
 
+# Every test stage with ipmitool's short vendor table (see that script).
+root=$PWD
+short_table() {
+  bash "$root/tools/short-vendor-table.sh" "$@"
+}
+
 status=0
 echo "=== Tests: plain build"
 # Without the in-band fault cases (label vm-faults): see tests/CMakeLists.txt.
-(cd build && ctest --output-on-failure -j2 -LE vm-faults) || status=1
+(cd build && short_table ctest --output-on-failure -j2 -LE vm-faults) || status=1
 echo "=== Tests: Release build (unit, command line, install and package)"
-(cd build-release && ctest --output-on-failure -j2 -L '^(unit|cli|install)$') || status=1
+(cd build-release && short_table ctest --output-on-failure -j2 -L '^(unit|cli|install)$') || status=1
 echo "=== Tests: sanitizer build"
-(cd build-asan && ctest --output-on-failure -j2 -E "$(matrix_sample 0)") || status=1
+(cd build-asan && short_table ctest --output-on-failure -j2 -E "$(matrix_sample 0)") || status=1
 echo "=== Tests: command line and end to end under valgrind"
 # The FRU fault matrix runs in the plain and sanitizer builds only.
-bash tools/valgrind-suite.sh build -E "$(matrix_sample 2)|FruFaultMatrix" || status=1
+short_table bash tools/valgrind-suite.sh build -E "$(matrix_sample 2)|FruFaultMatrix" || status=1
 echo "=== Fuzzing: ${FUZZ_SECONDS:-30} s per target"
 bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-30}" || status=1
 exit "$status"
