@@ -168,7 +168,8 @@ class Fleet(unittest.TestCase):
             for task in play['tasks']:
                 for host, result in task['hosts'].items():
                     if result.get('failed') or result.get('unreachable'):
-                        failed[host] = '%s: %s' % (task['task']['name'], result.get('msg'))
+                        # The runs too: a run's status and lines tell more than its message.
+                        failed[host] = '%s: %s %s' % (task['task']['name'], result.get('msg'), result.get('runs'))
         return failed
 
     def changed_hosts(self, report, task_name):
