@@ -31,22 +31,7 @@ LOG=$WORK/console.log
 # The initramfs holds python3 and Ansible, unpacked in the guest's memory.
 VM_MEMORY=768 vm_start "$WORK/initrd.gz" "$PORT" "$LOG"
 
-deadline=$((SECONDS + 900))
-while kill -0 "$QEMU_PID" 2>/dev/null; do
-    if [ "$SECONDS" -gt "$deadline" ]; then
-        fail "the VM did not finish within 900 s"
-        kill "$QEMU_PID"
-        break
-    fi
-    sleep 0.5
-done
-QEMU_PID=
-tr -d '\r' < "$LOG" > "$WORK/console.txt"
-cat "$WORK/console.txt"
-echo "=== checks"
-
-grep -q "VMTEST-BOOTED" "$WORK/console.txt" || fail "the guest did not boot"
-grep -q "VMTEST-DONE" "$WORK/console.txt" || fail "the guest test did not run to its end"
+vm_wait_and_check_console 900
 python3 "$SOURCE/tests/vm/check_ansible_inband.py" "$WORK/console.txt" || fail "the playbook runs"
 
 # --- the BMC's state, seen from the host over LAN+ ---------------------------------

@@ -84,7 +84,7 @@ INIT
 # compiling it under emulation would take minutes. Also the C.UTF-8 locale
 # Ansible insists on.
 vm_add_ansible() {
-    local root=$1 version list library
+    local root=$1 version list library file
     version=$(readlink -f /usr/bin/python3)
     version=${version##*/python}
     list=$(mktemp)
@@ -153,6 +153,29 @@ vm_test_cleanup() {
     fi
     "$BUILD/tests/test_bmc_ctl" stop "$BMC_DIR" 2> /dev/null || true
     rm -rf "$WORK"
+}
+
+# Waits for QEMU to end, at most $1 seconds, calling the function $2 (when
+# given) every 0.2 s meanwhile; then shows the console, without carriage
+# returns, as $WORK/console.txt, and checks that the guest booted and its
+# script ran to its end.
+vm_wait_and_check_console() {
+    local limit=$1 poll=${2:-} deadline=$((SECONDS + $1))
+    while kill -0 "$QEMU_PID" 2>/dev/null; do
+        [ -z "$poll" ] || "$poll"
+        if [ "$SECONDS" -gt "$deadline" ]; then
+            fail "the VM did not finish within $limit s"
+            kill "$QEMU_PID"
+            break
+        fi
+        sleep 0.2
+    done
+    QEMU_PID=
+    tr -d '\r' < "$WORK/console.log" > "$WORK/console.txt"
+    cat "$WORK/console.txt"
+    echo "=== checks"
+    grep -q "VMTEST-BOOTED" "$WORK/console.txt" || fail "the guest did not boot"
+    grep -q "VMTEST-DONE" "$WORK/console.txt" || fail "the guest test did not run to its end"
 }
 
 fail() {
