@@ -2,18 +2,24 @@
 # an initramfs around busybox with the IPMI modules and VALDRN, and QEMU
 # with an emulated KCS interface wired to the test BMC. Sourced by bash.
 
-# Fetches the kernel package once into $1; sets VMLINUZ and KVER.
+# Fetches the kernel package once into $1; sets VMLINUZ and KVER. The VM
+# tests run side by side: one fetches under a lock while the others wait,
+# and the tree appears whole (renamed into place) or not at all.
 vm_fetch_kernel() {
-    local cache=$1 package
+    local cache=$1
     mkdir -p "$cache"
-    if ! ls "$cache"/kernel/boot/vmlinuz-* > /dev/null 2>&1; then
-        package=$(apt-cache depends linux-image-amd64 |
-            sed -n 's/.*Depends: \(linux-image-6\.1\.[^ ]*-amd64\)$/\1/p' | head -1)
-        [ -n "$package" ] || { echo "no linux-image-6.1 package known to apt"; return 1; }
-        (cd "$cache" && rm -f ./*.deb && apt-get download "$package" > /dev/null)
-        rm -rf "$cache/kernel"
-        dpkg -x "$cache"/linux-image-*.deb "$cache/kernel"
-    fi
+    (
+        flock 9
+        if ! ls "$cache"/kernel/boot/vmlinuz-* > /dev/null 2>&1; then
+            package=$(apt-cache depends linux-image-amd64 |
+                sed -n 's/.*Depends: \(linux-image-6\.1\.[^ ]*-amd64\)$/\1/p' | head -1)
+            [ -n "$package" ] || { echo "no linux-image-6.1 package known to apt"; exit 1; }
+            (cd "$cache" && rm -f ./*.deb && apt-get download "$package" > /dev/null)
+            rm -rf "$cache/kernel" "$cache/kernel.new"
+            dpkg -x "$cache"/linux-image-*.deb "$cache/kernel.new"
+            mv "$cache/kernel.new" "$cache/kernel"
+        fi
+    ) 9> "$cache/lock" || return 1
     VMLINUZ=$(ls "$cache"/kernel/boot/vmlinuz-* | head -1)
     KVER=${VMLINUZ##*/vmlinuz-}
 }
