@@ -7,7 +7,10 @@
 
 namespace {
 
-constexpr int GUARDED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+// Every catchable signal whose default would end the run half-way: a
+// terminal sends INT and QUIT to the whole group, a reader that went away
+// (a pipe into head) sends PIPE, scripts send TERM, HUP, USR1, USR2, ALRM.
+constexpr int GUARDED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM};
 
 volatile sig_atomic_t S_iSignal = 0;
 // Written from the handler: a fixed buffer, no allocation.
@@ -19,6 +22,11 @@ void OnSignal(int iSignal)
 {
     if (S_iSignal == 0) {
         S_iSignal = iSignal;
+        return;
+    }
+    // Once standard output is gone, every line printed raises SIGPIPE
+    // again: that is no second request to stop, the putting back goes on.
+    if (iSignal == SIGPIPE) {
         return;
     }
     if (S_iLastWordsLength > 0) {
@@ -52,6 +60,11 @@ void GuardAgainstInterruption()
 void EndInterruptionGuard()
 {
     Install(SIG_DFL);
+    // Standard output's reader is gone: what is still buffered for it must
+    // not end the run by SIGPIPE at exit, after the BMC was put back.
+    if (S_iSignal == SIGPIPE) {
+        signal(SIGPIPE, SIG_IGN);
+    }
 }
 
 int InterruptionSignal()

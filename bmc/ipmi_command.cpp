@@ -15,6 +15,30 @@ bool AcceptsShortAnswer(unsigned char u8Cmd)
     return u8Cmd == CMD_CLEAR_SDR_REPOSITORY || u8Cmd == CMD_RUN_INITIALIZATION_AGENT || u8Cmd == CMD_WRITE_FRU_DATA;
 }
 
+// The fewest bytes after the completion code that the command's answer
+// carries, its caller's request given.
+unsigned int ShortestAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record)
+{
+    if (AcceptsShortAnswer(u8Cmd)) {
+        return 0;
+    }
+    if (u8NetFnLun != NETFN_LUN_STORAGE) {
+        return 2;
+    }
+    switch (u8Cmd) {
+    case CMD_GET_SDR_REPOSITORY_INFO:
+        return 14;
+    case CMD_GET_FRU_INVENTORY_AREA_INFO:
+        return 3;
+    case CMD_GET_SDR:
+        return 2u + record.au8RequestData[5];  // next record ID, then the bytes asked for
+    case CMD_READ_FRU_DATA:
+        return 1u + record.au8ResponseData[0];  // the count, then as many bytes
+    default:
+        return 2;
+    }
+}
+
 unsigned short TracedLength(unsigned short u16Length)
 {
     return u16Length < IPMI_RESPONSE_DATA_SIZE ? u16Length : IPMI_RESPONSE_DATA_SIZE;
@@ -30,7 +54,7 @@ IPMICommandRecord NewCommandRecord()
     // LAN+ the result rests on the completion code alone, so a request whose
     // every ipmitool run failed (a BMC that stopped answering) must not read
     // as success and let an operation run on with empty answers.
-    record.u8CompletionCode = 0xFF;
+    record.u8CompletionCode = CC_NO_ANSWER;
     return record;
 }
 
@@ -75,7 +99,15 @@ bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRec
     if (psRecord->u8CompletionCode != 0) {
         return false;
     }
-    return psRecord->u16ResponseLength >= 2 || AcceptsShortAnswer(u8Cmd);
+    if (psRecord->u16ResponseLength < 2 && !AcceptsShortAnswer(u8Cmd)) {
+        return false;
+    }
+    return !IsShortAnswer(u8NetFnLun, u8Cmd, *psRecord);
+}
+
+bool IsShortAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record)
+{
+    return record.u16ResponseLength < ShortestAnswer(u8NetFnLun, u8Cmd, record);
 }
 
 int InitializeRMCPPlus()

@@ -26,6 +26,9 @@ constexpr unsigned char CMD_RUN_INITIALIZATION_AGENT = 0x2C;
 constexpr unsigned char CC_NODE_BUSY = 0xC0;
 constexpr unsigned char CC_TIMEOUT = 0xC3;
 constexpr unsigned char CC_RESERVATION_CANCELLED = 0xC5;
+// "Unspecified error": what a request that got no usable answer reads as
+// (nothing sent, ipmitool killed or not found, an answer cut short).
+constexpr unsigned char CC_NO_ANSWER = 0xFF;
 
 // A BMC that says it is busy or timed out may answer the same request
 // later: worth a short pause before it is sent again.
@@ -58,6 +61,12 @@ struct SDRRepositoryInfo {
 // commands, a response of at least 2 bytes).
 bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
 
+// True when a completed request's answer is shorter than the command's
+// response: the bytes the callers read would not be the BMC's. Clear SDR
+// Repository, Run Initialization Agent and Write FRU Data may answer
+// short; Get SDR must bring the bytes it asked for, Read FRU Data the
+// count it names.
+bool IsShortAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record);
 // A zeroed record whose response length is preset to the whole buffer.
 IPMICommandRecord NewCommandRecord();
 // "cc = <completion code> " as a line on standard error.

@@ -1,24 +1,52 @@
 // One IPMI request over LAN+: ipmitool is run once per attempt with the
 // request as a "raw" command, and its output is read as the response.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "bmc/lan_command.h"
 
 #include "base/interface_state.h"
+#include "base/monotonic_clock.h"
 #include "base/trace.h"
 #include "bmc/ipmi_command.h"
+#include "bmc/wait_limits.h"
+
+extern char** environ;
 
 namespace {
 
 constexpr short LAN_ATTEMPTS = 6;
 constexpr unsigned int RETRY_PAUSE_MS = 200;
-// A BMC that answered "busy" (0xC0) or "timeout" (0xC3) gets this long
-// before the request is sent again.
-constexpr unsigned int BUSY_PAUSE_MS = 100;
+// A BMC that answered "busy" (0xC0) or "timeout" (0xC3) gets a pause
+// before the request is sent again, doubled each time up to a second;
+// such answers use up no attempt until BUSY_WAIT has passed.
+constexpr long BUSY_FIRST_PAUSE_MS = 100;
+constexpr long BUSY_LONGEST_PAUSE_MS = 1000;
+
+struct BusyWait {
+    long lDeadline = -1;
+    long lPause = BUSY_FIRST_PAUSE_MS;
+};
+
+// Pauses; true while the wait for a busy BMC has time left.
+bool PauseForBusyBMC(BusyWait* psBusy)
+{
+    if (psBusy->lDeadline < 0) {
+        psBusy->lDeadline = MonotonicMilliseconds() + WaitLimitMilliseconds(BUSY_WAIT);
+    }
+    usleep(static_cast<useconds_t>(psBusy->lPause * 1000));
+    psBusy->lPause = psBusy->lPause * 2 < BUSY_LONGEST_PAUSE_MS ? psBusy->lPause * 2 : BUSY_LONGEST_PAUSE_MS;
+    return MonotonicMilliseconds() < psBusy->lDeadline;
+}
 const char* const S_pchIpmitool = "ipmitool";
 
 bool IsShellLiteral(char chCharacter)
@@ -111,11 +139,102 @@ Attempt ReadErrorOutput(char* pchOutput, unsigned char u8Cmd, IPMICommandRecord*
     return ATTEMPT_RETRY_NOW;
 }
 
-Attempt RunIpmitool(const std::string& sLine, unsigned char u8Cmd, char* pchOutput, IPMICommandRecord* psRecord)
+// ipmitool's words as it is run (no shell between): the same as the
+// traced command line, unquoted.
+std::vector<std::string> IpmitoolArguments(unsigned char u8NetFn, unsigned char u8Cmd, const IPMICommandRecord& record,
+                                           unsigned int uRequestLength)
+{
+    std::vector<std::string> asArgs = {S_pchIpmitool};
+    if (GetLowByteOfWord(sIolData.u16CipherSuiteID) != 0xFF) {
+        asArgs.insert(asArgs.end(), {"-C", std::to_string(sIolData.u16CipherSuiteID)});
+    }
+    asArgs.insert(asArgs.end(), {"-I", sIolData.achInterface, "-U", sIolData.achUserName, "-P", sIolData.achPassword,
+                                 "-H", sIolData.achHostIP, "raw", Hex(u8NetFn), Hex(u8Cmd)});
+    for (unsigned int i = 0; i < uRequestLength; ++i) {
+        asArgs.push_back(Hex(record.au8RequestData[i]));
+    }
+    return asArgs;
+}
+
+// ipmitool started in a process group of its own, so that a Ctrl-C (or
+// Ctrl-backslash) at the terminal reaches VALDRN alone and the request in flight ends as
+// the BMC answers it; its standard output and error into one pipe, its
+// standard input from /dev/null. The child's PID, or -1.
+pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
+{
+    std::vector<char*> apchArgs;
+    for (const std::string& sArg : asArgs) {
+        apchArgs.push_back(const_cast<char*>(sArg.c_str()));
+    }
+    apchArgs.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, iPipeWrite, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, iPipeWrite, STDERR_FILENO);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    // The guard's handlers become the defaults in the child anyway; the
+    // mask must not carry over.
+    sigset_t empty;
+    sigemptyset(&empty);
+    posix_spawnattr_setsigmask(&attributes, &empty);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    pid_t pid = -1;
+    const int iError = posix_spawnp(&pid, S_pchIpmitool, &actions, &attributes, apchArgs.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return iError == 0 ? pid : -1;
+}
+
+// At most uSize bytes, as one fread of a pipe would give them; what ipmitool
+// prints beyond is read and dropped, so that it never blocks on a full pipe.
+size_t ReadOutput(int iFd, char* pchOutput, size_t uSize)
+{
+    size_t uRead = 0;
+    char achDropped[512];
+    for (;;) {
+        char* pchInto = uRead < uSize ? pchOutput + uRead : achDropped;
+        const size_t uRoom = uRead < uSize ? uSize - uRead : sizeof achDropped;
+        const ssize_t iGot = read(iFd, pchInto, uRoom);
+        if (iGot < 0 && errno == EINTR) {
+            continue;
+        }
+        if (iGot <= 0) {
+            return uRead < uSize ? uRead : uSize;
+        }
+        if (uRead < uSize) {
+            uRead += static_cast<size_t>(iGot);
+        }
+    }
+}
+
+// ipmitool's exit status, as waitpid gives it.
+int WaitFor(pid_t pid)
+{
+    int iStatus = 0;
+    while (waitpid(pid, &iStatus, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return iStatus;
+}
+
+Attempt RunIpmitool(const std::vector<std::string>& asArgs, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                    char* pchOutput, IPMICommandRecord* psRecord)
 {
     std::fflush(nullptr);
-    FILE* pPipe = popen(sLine.c_str(), "r");
-    if (pPipe == nullptr) {
+    int aiPipe[2] = {-1, -1};
+    const pid_t pid = pipe2(aiPipe, O_CLOEXEC) == 0 ? SpawnIpmitool(asArgs, aiPipe[1]) : -1;
+    if (aiPipe[1] >= 0) {
+        close(aiPipe[1]);
+    }
+    if (pid < 0) {
+        if (aiPipe[0] >= 0) {
+            close(aiPipe[0]);
+        }
         DebugMessage("   Error to execute ipmitool\n");
         DebugMessage("\r   Execute ipmitool: ");
         return ATTEMPT_FAILED;
@@ -123,11 +242,12 @@ Attempt RunIpmitool(const std::string& sLine, unsigned char u8Cmd, char* pchOutp
     // Read once. Each attempt is judged by its own output alone: the tail
     // of an earlier, longer one (a session failure) must not turn the
     // BMC's answer into a failure.
-    const size_t uRead = std::fread(pchOutput, 1, IPMITOOL_OUTPUT_SIZE, pPipe);
+    const size_t uRead = ReadOutput(aiPipe[0], pchOutput, IPMITOOL_OUTPUT_SIZE);
+    close(aiPipe[0]);
     pchOutput[uRead] = '\0';
+    const int iStatus = WaitFor(pid);
     const Attempt eAttempt = InterpretIpmitoolOutput(pchOutput, uRead, u8Cmd, psRecord);
-    pclose(pPipe);
-    return eAttempt;
+    return JudgeAttempt(eAttempt, iStatus, u8NetFnLun, u8Cmd, psRecord);
 }
 
 }  // namespace
@@ -144,6 +264,21 @@ Attempt InterpretIpmitoolOutput(char* pchOutput, size_t uRead, unsigned char u8C
     }
     ParseResponse(pchOutput, psRecord);
     return ATTEMPT_SUCCEEDED;
+}
+
+Attempt JudgeAttempt(Attempt eAttempt, int iWaitStatus, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                     IPMICommandRecord* psRecord)
+{
+    // Killed (Ctrl-C to the terminal's group, the OOM killer) or failed
+    // (not found: 127): whatever it printed is no answer of the BMC.
+    const bool bEndedWell = WIFEXITED(iWaitStatus) && WEXITSTATUS(iWaitStatus) == 0;
+    if (eAttempt == ATTEMPT_SUCCEEDED && (!bEndedWell || IsShortAnswer(u8NetFnLun, u8Cmd, *psRecord))) {
+        DebugMessage("\r   ipmitool ended with status 0x%X; answer of %u bytes not taken\n",
+                     static_cast<unsigned>(iWaitStatus), static_cast<unsigned>(psRecord->u16ResponseLength));
+        psRecord->u8CompletionCode = CC_NO_ANSWER;
+        return ATTEMPT_FAILED;
+    }
+    return eAttempt;
 }
 
 std::string QuoteForShell(const char* pchValue)
@@ -171,26 +306,24 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
     char achOutput[IPMITOOL_OUTPUT_SIZE + 1] = {};
     const unsigned int uRequestLength =
         psRecord->u8RequestLength < IPMI_REQUEST_DATA_SIZE ? psRecord->u8RequestLength : IPMI_REQUEST_DATA_SIZE;
-    for (short i16Left = LAN_ATTEMPTS; --i16Left != -1;) {
-        const int iAttempt = LAN_ATTEMPTS - 1 - i16Left;
+    BusyWait busy;
+    for (short i16Left = LAN_ATTEMPTS, i16Attempt = 0; --i16Left != -1; ++i16Attempt) {
+        const int iAttempt = i16Attempt;
         if (iAttempt > 0) {
             DebugMessage("   Retry %d\n", iAttempt);
         }
-        std::string sLine = CommandLine(u8NetFn, u8Cmd);
-        DebugMessage("   %s", sLine.c_str());
+        DebugMessage("   %s", CommandLine(u8NetFn, u8Cmd).c_str());
         for (unsigned int i = 0; i < uRequestLength; ++i) {
-            const std::string sByte = Hex(psRecord->au8RequestData[i]) + " ";
-            DebugMessage("%s", sByte.c_str());
-            sLine += sByte;
+            DebugMessage("%s ", Hex(psRecord->au8RequestData[i]).c_str());
         }
-        sLine += " 2>&1";  // ipmitool's complaints are read too
-        const Attempt eAttempt = RunIpmitool(sLine, u8Cmd, achOutput, psRecord);
+        const Attempt eAttempt = RunIpmitool(IpmitoolArguments(u8NetFn, u8Cmd, *psRecord, uRequestLength), u8NetFnLun,
+                                             u8Cmd, achOutput, psRecord);
         if ((eAttempt == ATTEMPT_SUCCEEDED && psRecord->u8CompletionCode == 0) || eAttempt == ATTEMPT_STOP) {
             break;
         }
         if (eAttempt == ATTEMPT_RETRY_NOW) {
-            if (IsBusyOrTimeout(psRecord->u8CompletionCode)) {
-                usleep(BUSY_PAUSE_MS * 1000);
+            if (IsBusyOrTimeout(psRecord->u8CompletionCode) && PauseForBusyBMC(&busy)) {
+                ++i16Left;  // a busy BMC is waited for, not given up on
             }
             continue;
         }

@@ -20,3 +20,10 @@ enum Attempt {
 // (IPMITOOL_OUTPUT_SIZE + 1 bytes, not cleared between attempts), into the
 // record; the text is cut up in place.
 Attempt InterpretIpmitoolOutput(char* pchOutput, std::size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord);
+
+// The attempt as judged by how ipmitool ended as well (iWaitStatus, as
+// waitpid gives it): an answer from a run that was killed or failed, or
+// one shorter than the command's response, is a failed attempt whose
+// completion code is CC_NO_ANSWER.
+Attempt JudgeAttempt(Attempt eAttempt, int iWaitStatus, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                     IPMICommandRecord* psRecord);

@@ -1,5 +1,6 @@
 #include "bmc/saved_copy.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,18 +37,14 @@ bool IsNameCharacter(char ch)
            ch == '-';
 }
 
-// The LAN+ host, or "local"; characters a file name should not hold
-// become "_" (an IPv6 address's colons, a path's slashes).
-std::string TargetName()
+// Characters a file name should not hold become "_" (an IPv6 address's
+// colons, a path's slashes).
+std::string AsNamePart(std::string sName, const char* pchIfEmpty)
 {
-    if (eInterfaceInUse != eInterfaceLanPlus) {
-        return "local";
-    }
-    std::string sName = sIolData.achHostIP;
     for (char& ch : sName) {
         ch = IsNameCharacter(ch) ? ch : '_';
     }
-    return sName.empty() ? "lan" : sName;
+    return sName.empty() ? pchIfEmpty : sName;
 }
 
 std::string UtcStamp()
@@ -81,25 +78,70 @@ bool MakeFolder(const std::string& sFolder, int* piError)
         *piError = errno;
         return false;
     }
-    struct stat info = {};
-    if (stat(sFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-        *piError = ENOTDIR;
-        return false;
-    }
     return true;
+}
+
+// The folder, opened to create files in it by descriptor: no name in it
+// is looked up twice. -1 with *piError set when it cannot be made or
+// opened.
+int OpenFolder(const std::string& sFolder, int* piError)
+{
+    if (!MakeFolder(sFolder, piError)) {
+        return -1;
+    }
+    const int iFolder = open(sFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (iFolder < 0) {
+        *piError = errno;
+    }
+    return iFolder;
+}
+
+// Another user who can write in the folder could swap a copy for a link,
+// or remove it: such a folder is not used.
+bool IsPrivateFolder(int iFolder)
+{
+    struct stat info = {};
+    return fstat(iFolder, &info) == 0 && info.st_uid == geteuid() && (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// The folder for the copies, open; or -1 after the warning. A folder set
+// by VALDRN_BACKUP_DIR that is not private is named in one line and the
+// default one used instead.
+int OpenCopyFolder(const std::string& sWhat, std::string* psFolder)
+{
+    for (const bool bDefault : {false, true}) {
+        *psFolder = bDefault ? DefaultCopyFolder() : SavedCopyFolder();
+        int iError = 0;
+        const int iFolder = OpenFolder(*psFolder, &iError);
+        if (iFolder < 0) {
+            Warn(sWhat, *psFolder, std::strerror(iError));
+            return -1;
+        }
+        if (IsPrivateFolder(iFolder)) {
+            return iFolder;
+        }
+        close(iFolder);
+        if (bDefault || *psFolder == DefaultCopyFolder()) {
+            Warn(sWhat, *psFolder, "the folder is not yours alone (its owner, or write permission for others)");
+            return -1;
+        }
+        std::fprintf(stderr,
+                     "Warning: %s is not yours alone (its owner, or write permission for others); copies go to %s.\n",
+                     psFolder->c_str(), DefaultCopyFolder().c_str());
+    }
+    return -1;
 }
 
 // A new, empty file of mode 0600 whose name no other copy has taken: the
 // time to the millisecond and the process ID, and, should this process
-// save twice within a millisecond, the next millisecond's time, so that
-// the names sort by age. Its descriptor (the path in *psPath), or -1 with
-// errno set.
-int CreateCopyFile(const std::string& sFolder, const std::string& sPrefix, const std::string& sSuffix,
-                   std::string* psPath)
+// save twice within a millisecond, the next millisecond's time. Created
+// in the open folder, never through a link. Its descriptor (the name in
+// *psName), or -1 with errno set.
+int CreateCopyFile(int iFolder, const std::string& sPrefix, const std::string& sSuffix, std::string* psName)
 {
     for (int iTry = 0; iTry < 1000; ++iTry) {
-        *psPath = sFolder + "/" + sPrefix + UtcStamp() + "-" + std::to_string(getpid()) + sSuffix;
-        const int iFd = open(psPath->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        *psName = sPrefix + UtcStamp() + "-" + std::to_string(getpid()) + sSuffix;
+        const int iFd = openat(iFolder, psName->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (iFd >= 0 || errno != EEXIST) {
             return iFd;
         }
@@ -109,45 +151,44 @@ int CreateCopyFile(const std::string& sFolder, const std::string& sPrefix, const
     return -1;
 }
 
-// Only the newest copies of this target and kind stay.
-void RemoveOldCopies(const std::string& sFolder, const std::string& sPrefix)
+// A copy younger than this is never removed, whatever the names say: its
+// run may still need it.
+constexpr time_t YOUNGEST_REMOVED_SECONDS = 3600;
+
+// Only the newest copies of this target and kind stay, newest by the
+// copies' own modification times; this run's copy (sKeep) and any copy
+// younger than an hour stay whatever their number, so that a clock that
+// was wrong when a copy was stamped cannot make a run remove its own.
+void RemoveOldCopies(int iFolder, const std::string& sPrefix, const std::string& sKeep)
 {
-    std::error_code error;
-    std::vector<std::string> asNames;
-    for (const auto& entry : std::filesystem::directory_iterator(sFolder, error)) {
-        const std::string sName = entry.path().filename().string();
-        if (sName.compare(0, sPrefix.size(), sPrefix) == 0) {
-            asNames.push_back(sName);
+    const int iList = dup(iFolder);
+    DIR* pDir = iList >= 0 ? fdopendir(iList) : nullptr;
+    if (pDir == nullptr) {
+        if (iList >= 0) {
+            close(iList);
         }
-    }
-    if (asNames.size() <= COPIES_KEPT) {
         return;
     }
-    // The UTC stamp right after the prefix sorts them by age.
-    std::sort(asNames.begin(), asNames.end());
-    for (size_t i = 0; i + COPIES_KEPT < asNames.size(); ++i) {
-        std::filesystem::remove(sFolder + "/" + asNames[i], error);
+    std::vector<std::pair<time_t, std::string>> aCopies;
+    while (const dirent* pEntry = readdir(pDir)) {
+        const std::string sName = pEntry->d_name;
+        struct stat info = {};
+        if (sName.compare(0, sPrefix.size(), sPrefix) == 0 &&
+            fstatat(iFolder, sName.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode)) {
+            aCopies.emplace_back(info.st_mtime, sName);
+        }
     }
-}
-
-// The folder made and a file claimed in it; false after the warning.
-bool StartCopy(const std::string& sWhat, const std::string& sKind, const char* pchSuffix, const char* pchExtension,
-               std::string* psPath, int* piFd)
-{
-    const std::string sFolder = SavedCopyFolder();
-    int iError = 0;
-    if (!MakeFolder(sFolder, &iError)) {
-        Warn(sWhat, sFolder, std::strerror(iError));
-        return false;
+    closedir(pDir);
+    if (aCopies.size() <= COPIES_KEPT) {
+        return;
     }
-    const std::string sPrefix = TargetName() + "-" + sKind + "-";
-    *piFd = CreateCopyFile(sFolder, sPrefix, std::string(pchSuffix) + pchExtension, psPath);
-    if (*piFd < 0) {
-        Warn(sWhat, sFolder, std::strerror(errno));
-        return false;
+    std::sort(aCopies.begin(), aCopies.end());
+    const time_t now = time(nullptr);
+    for (size_t i = 0; i + COPIES_KEPT < aCopies.size(); ++i) {
+        if (aCopies[i].second != sKeep && now - aCopies[i].first >= YOUNGEST_REMOVED_SECONDS) {
+            unlinkat(iFolder, aCopies[i].second.c_str(), 0);
+        }
     }
-    RemoveOldCopies(sFolder, sPrefix);
-    return true;
 }
 
 bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
@@ -158,12 +199,52 @@ bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
             continue;
         }
         if (iWritten <= 0) {
+            if (iWritten == 0) {
+                errno = ENOSPC;
+            }
             return false;
         }
         pu8Bytes += iWritten;
         uCount -= static_cast<size_t>(iWritten);
     }
     return true;
+}
+
+// The bytes as a new copy file, on disk (file and folder synced) before
+// any change is made; its path, or "" after the warning that names why.
+std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const char* pchSuffix,
+                      const std::string& sBytes)
+{
+    std::string sFolder;
+    const int iFolder = OpenCopyFolder(sWhat, &sFolder);
+    if (iFolder < 0) {
+        return "";
+    }
+    const std::string sPrefix = TargetName() + "-" + sKind + "-";
+    std::string sName;
+    const int iFd = CreateCopyFile(iFolder, sPrefix, pchSuffix, &sName);
+    bool bWritten = iFd >= 0 && WriteAll(iFd, reinterpret_cast<const unsigned char*>(sBytes.data()), sBytes.size()) &&
+                    fsync(iFd) == 0;
+    int iError = errno;
+    if (iFd >= 0 && close(iFd) != 0 && bWritten) {
+        bWritten = false;
+        iError = errno;
+    }
+    if (bWritten && fsync(iFolder) != 0) {
+        bWritten = false;
+        iError = errno;
+    }
+    if (!bWritten) {
+        if (iFd >= 0) {
+            unlinkat(iFolder, sName.c_str(), 0);
+        }
+        close(iFolder);
+        Warn(sWhat, sFolder, std::strerror(iError));
+        return "";
+    }
+    RemoveOldCopies(iFolder, sPrefix, sName);
+    close(iFolder);
+    return sFolder + "/" + sName;
 }
 
 // The path as the user reaches it from the current folder: VALDRN takes a
@@ -235,6 +316,16 @@ std::string Saved(const std::string& sPath)
 
 }  // namespace
 
+std::string TargetName()
+{
+    if (eInterfaceInUse == eInterfaceLanPlus) {
+        return AsNamePart(sIolData.achHostIP, "lan");
+    }
+    // In-band copies of machines that share one folder must not mix.
+    char achHost[256] = {};
+    return AsNamePart(gethostname(achHost, sizeof achHost - 1) == 0 ? achHost : "", "local");
+}
+
 void SetRestoreProgramName(const char* pchArgv0)
 {
     // A name found on the PATH is run by that name; a path as it was typed.
@@ -247,6 +338,11 @@ std::string SavedCopyFolder()
     if (pchFolder != nullptr && pchFolder[0] != '\0') {
         return pchFolder;
     }
+    return DefaultCopyFolder();
+}
+
+std::string DefaultCopyFolder()
+{
     if (geteuid() == 0) {
         return "/var/lib/valdrn/backups";
     }
@@ -258,15 +354,9 @@ std::string SavedCopyFolder()
     return std::string(pchHome != nullptr && pchHome[0] != '\0' ? pchHome : ".") + "/.local/state/valdrn/backups";
 }
 
-std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial)
+std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial, bool* pbCannotHold)
 {
     const char* const pchWhat = "the SDR repository";
-    std::string sPath;
-    int iFd = -1;
-    if (!StartCopy(pchWhat, "sdr", bPartial ? "-partial" : "", ".sdr", &sPath, &iFd)) {
-        return "";
-    }
-    close(iFd);
     // The records read whole, in a list of their own: the writer's checks
     // must not touch the list the restore adds from.
     std::vector<SDREntry> aSlots(static_cast<size_t>(u16Count) + 1);
@@ -278,41 +368,42 @@ std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPart
             aSlots[uKept++] = entry;
         }
     }
+    // Made in memory: a full disk meets the copy's own write, never the
+    // dialogue of a file the user asked for.
+    std::string sText;
     int iWritten = 0;
     {
-        // The writer's own lines (its success line, its refusals) are not
-        // for the user here: what matters is whether the copy was written.
-        SilencedOutput silenced;
-        iWritten = SaveSDRListToFile(sPath.c_str(), {aSlots.data(), uKept + 1}, FILE_ENCODING_ASCII);
+        char* pchText = nullptr;
+        size_t uSize = 0;
+        FILE* pText = open_memstream(&pchText, &uSize);
+        if (pText != nullptr) {
+            // The writer's own lines (its refusals) are not for the user
+            // here: what matters is whether the copy can be written.
+            SilencedOutput silenced;
+            iWritten = WriteSDRListToStream(pText, "copy", {aSlots.data(), uKept + 1}, FILE_ENCODING_ASCII);
+        }
+        sText.assign(pchText != nullptr ? pchText : "", pchText != nullptr ? uSize : 0);
+        std::free(pchText);
     }
     if (iWritten != 1 || uKept == 0) {
         // An empty file is no copy: -d refuses it.
-        std::remove(sPath.c_str());
+        if (pbCannotHold != nullptr) {
+            *pbCannotHold = true;
+        }
         Warn(pchWhat, SavedCopyFolder(),
              uKept == 0 ? "no record could be read" : "its records cannot be written as an SDR text file");
         return "";
     }
-    return Saved(sPath);
+    const std::string sPath = WriteCopy(pchWhat, "sdr", bPartial ? "-partial.sdr" : ".sdr", sText);
+    return sPath.empty() ? "" : Saved(sPath);
 }
 
 std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage)
 {
-    const std::string sWhat = "FRU device " + std::to_string(u8FruID);
-    std::string sPath;
-    int iFd = -1;
-    if (!StartCopy(sWhat, "fru" + std::to_string(u8FruID), bIsImage ? "" : "-raw", bIsImage ? ".fru" : ".bin", &sPath,
-                   &iFd)) {
-        return "";
-    }
-    const bool bWritten = WriteAll(iFd, pu8Bytes, uCount);
-    const bool bClosed = close(iFd) == 0;
-    if (!bWritten || !bClosed) {
-        const int iError = errno;
-        std::remove(sPath.c_str());
-        Warn(sWhat, SavedCopyFolder(), std::strerror(iError));
-        return "";
-    }
-    return Saved(sPath);
+    const std::string sPath =
+        WriteCopy("FRU device " + std::to_string(u8FruID), "fru" + std::to_string(u8FruID),
+                  bIsImage ? ".fru" : "-raw.bin", std::string(reinterpret_cast<const char*>(pu8Bytes), uCount));
+    return sPath.empty() ? "" : Saved(sPath);
 }
 
 std::string RestoreCommand(const std::string& sPath)

@@ -3,11 +3,17 @@
 //
 // Folder: $VALDRN_BACKUP_DIR when set, else /var/lib/valdrn/backups for
 // root, else ${XDG_STATE_HOME:-$HOME/.local/state}/valdrn/backups; made
-// with mode 0700, files 0600. Names: <target>-<kind>-<UTC time>-<pid>
-// [-partial|-raw].<sdr|fru|bin>, where the target is the LAN+ host or
-// "local" and the kind "sdr" or "fru<ID>"; the newest 20 per target and
-// kind are kept. Nothing is printed when a copy is written; when it cannot
-// be, one warning line on standard error says why and where.
+// with mode 0700, files 0600. A folder that is not the user's alone (owned
+// by another, or writable by group or others) is not used: one warning
+// line, and the default folder instead. Names: <target>-<kind>-<UTC
+// time>-<pid>[-partial|-raw].<sdr|fru|bin>, where the target is the LAN+
+// host or, in-band, this machine's host name, and the kind "sdr" or
+// "fru<ID>". Each copy is created in the open folder without following a
+// link, written through that one descriptor and synced with its folder
+// before the caller changes anything. The newest 20 per target and kind
+// (by modification time) are kept; this run's copy and copies younger than
+// an hour are never removed. Nothing is printed when a copy is written;
+// when it cannot be, one warning line on standard error says why and where.
 #pragma once
 
 #include <string>
@@ -18,11 +24,17 @@
 void SetRestoreProgramName(const char* pchArgv0);
 
 std::string SavedCopyFolder();
+// The folder without VALDRN_BACKUP_DIR.
+std::string DefaultCopyFolder();
+// What the copies' names and the lock of a run name the BMC by: the LAN+
+// host, or this machine's host name in-band.
+std::string TargetName();
 
 // The list's first u16Count records as an SDR text file that -d reads back;
 // "partial" in the name when the read of the repository did not complete.
-// The path, or "" after the warning.
-std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial);
+// The path, or "" after the warning; *pbCannotHold (when given) is set when
+// the records themselves cannot be written so.
+std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial, bool* pbCannotHold = nullptr);
 
 // A FRU device's bytes: as an image file -d puts back (bIsImage), or as all
 // the bytes read ("raw"), which ipmitool's "fru write" puts back.

@@ -1,7 +1,11 @@
 #include "bmc/sdr_download.h"
 
+#include <unistd.h>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "base/interruption.h"
 #include "base/quiet_output.h"
@@ -9,20 +13,53 @@
 #include "base/working_storage.h"
 #include "bmc/saved_copy.h"
 #include "bmc/sdr_repository.h"
+#include "sdr/sdr_record.h"
 
 namespace {
 
+// A backup that failed is read again from its first record, under new
+// reservations, after a pause: a BMC busy for a moment must not cost the
+// copy.
+constexpr int BACKUP_READS = 3;
+constexpr unsigned int BACKUP_PAUSE_MS = 1000;
+
 // The repository's records into the repository list; true when complete.
-bool BackUpRepository(unsigned short* pu16BackupCount)
+bool BackUpRepository(unsigned short u16Expected, unsigned short* pu16BackupCount)
 {
     std::puts("Backup data from SDR Repository. ");
     std::puts("The back-up data will restore the SDR Repository if downloading is failed. ");
-    if (UploadSDRHandler(pu16BackupCount, G_psRepositorySDREntryList, "backup") == SDR_RECORD_READ) {
-        std::puts("Backup data from SDR Repository Successful. \n");
-        return true;
+    for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
+        *pu16BackupCount = u16Expected;
+        const int iResult = UploadSDRHandler(pu16BackupCount, G_psRepositorySDREntryList, "backup");
+        if (iResult == SDR_RECORD_READ) {
+            std::puts("Backup data from SDR Repository Successful. \n");
+            return true;
+        }
+        if (iResult == SDR_RECORD_LEFT_OUT) {
+            break;  // reading again cannot make the record shorter
+        }
+        if (iRead < BACKUP_READS) {
+            usleep(BACKUP_PAUSE_MS * 1000 * static_cast<unsigned int>(iRead));
+        }
     }
     std::puts("Warning: Backup data from SDR Repository Failed. ");
     std::puts("Warning: The SDR Repository may have invalid SDR record if downloading is failed. \n");
+    return false;
+}
+
+// Without a whole backup a failed download could not be undone: the
+// repository is not erased unless the user said to go on regardless.
+bool GoOnWithoutWholeBackup()
+{
+    const char* pchValue = std::getenv(PARTIAL_BACKUP_VARIABLE);
+    if (pchValue != nullptr && std::strcmp(pchValue, "1") == 0) {
+        return true;
+    }
+    std::fflush(stdout);
+    std::fprintf(stderr,
+                 "<ERROR> The SDR repository could not be read whole, so nothing was changed "
+                 "(%s=1 downloads all the same).\n",
+                 PARTIAL_BACKUP_VARIABLE);
     return false;
 }
 
@@ -47,6 +84,23 @@ void EraseWhatWasAdded()
     ToClearSDR();
 }
 
+// The repository read back (quietly) and compared with the file's records.
+bool RepositoryHoldsTheFile(unsigned short u16Count)
+{
+    std::vector<SDREntry> aRead(SDR_LIST_SLOT_COUNT);
+    MarkSDRSlotsFree(aRead.data(), SDR_LIST_SLOT_COUNT);
+    SilencedOutput silenced;
+    SuppressedTrace quiet;
+    SDRRepositoryInfo info = {};
+    unsigned short u16Read = 0;
+    if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
+        return false;
+    }
+    u16Read = info.u16RecordCount;
+    return UploadSDRHandler(&u16Read, aRead.data(), "upload") == SDR_RECORD_READ &&
+           CompareSDRLists(LocalSDRList(), u16Count, {aRead.data(), SDR_LIST_SLOT_COUNT}, u16Read) == 1;
+}
+
 }  // namespace
 
 bool DoSDRAddToBMC(unsigned short u16Count)
@@ -63,19 +117,28 @@ bool DoSDRAddToBMC(unsigned short u16Count)
                     info.u16FreeSpace);
     }
     unsigned short u16BackupCount = info.u16RecordCount;
-    const bool bBackedUp = bBackupWanted && BackUpRepository(&u16BackupCount);
-    // On disk before the erase: what could be read, whole or not.
-    const std::string sCopy =
-        bBackupWanted ? SaveRepositoryCopy(RepositorySDRList(), info.u16RecordCount, !bBackedUp) : std::string();
-
+    const bool bBackedUp = bBackupWanted && BackUpRepository(info.u16RecordCount, &u16BackupCount);
     // A signal before the erase: nothing was changed, nothing to restore.
-    if (StopForInterruption("download")) {
+    if (StopForInterruption("download") || (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
+        return false;
+    }
+    // On disk before the erase: what could be read, whole or not. Records
+    // the copy cannot hold would be lost with a run that dies: no erase.
+    bool bCannotHold = false;
+    const std::string sCopy =
+        bBackupWanted ? SaveRepositoryCopy(RepositorySDRList(), info.u16RecordCount, !bBackedUp, &bCannotHold)
+                      : std::string();
+    if (bBackedUp && bCannotHold && !GoOnWithoutWholeBackup()) {
         return false;
     }
     std::printf("There are %Xh SDR records to download! \n", u16Count);
     const int iResult = DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download");
     DebugMessage("Download finished --- eState = %d \n", iResult);
-    if (iResult != CMD_FAILED) {
+    // Another agent cancelled a reservation half-way: it may have written
+    // too. Success only when the repository holds the file.
+    const bool bDownloaded =
+        iResult != CMD_FAILED && (ReservationsCancelledWhileAdding() == 0 || RepositoryHoldsTheFile(u16Count));
+    if (bDownloaded) {
         std::printf("Download SDR data Successful. (%Xh SDR records downloaded!) \n", u16Count);
         std::printf("Run Initialization Agent Command... ");
         std::fflush(stdout);

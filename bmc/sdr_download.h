@@ -2,6 +2,11 @@
 // repository's old records backed up first and restored on failure.
 #pragma once
 
+// Set to 1, a download goes on when the repository could not be read whole
+// (a damaged repository the user wants replaced); otherwise such a run
+// stops before the erase.
+constexpr const char* PARTIAL_BACKUP_VARIABLE = "VALDRN_ALLOW_PARTIAL_BACKUP";
+
 // The first u16Count records of G_psLocalSDREntryList; true on success
 // (a failing initialization agent afterwards does not count).
 bool DoSDRAddToBMC(unsigned short u16Count);

@@ -8,6 +8,7 @@
 #include "base/monotonic_clock.h"
 #include "base/trace.h"
 #include "base/working_storage.h"
+#include "bmc/wait_limits.h"
 
 namespace {
 
@@ -16,14 +17,17 @@ constexpr unsigned char ERASE_INITIATE = 0xAA;
 constexpr unsigned char ERASE_STATUS = 0x00;
 constexpr unsigned int PLEASE_WAIT_POLL = 3000;
 // A real BMC erases flash: its status is polled with short pauses until it
-// reports completion or this much time has passed.
-constexpr long ERASE_TIME_LIMIT_MS = 10000;
+// reports completion or the erase wait (ERASE_WAIT) has passed.
 constexpr unsigned int ERASE_POLL_PAUSE_MS = 50;
-long S_lEraseTimeLimitMs = ERASE_TIME_LIMIT_MS;
+long S_lEraseTimeLimitMs = 0;  // 0: ERASE_WAIT
+// The initialization agent is polled with pauses, within INIT_AGENT_WAIT.
+constexpr unsigned int INIT_AGENT_POLL_PAUSE_MS = 10;
 // Another agent's reservation cancels ours (0xC5): the record is read or
 // added again under a new one, this many times at most, after a pause.
 constexpr int CANCELLED_RESERVATION_RETRIES = 5;
 constexpr unsigned int CANCELLED_RESERVATION_PAUSE_MS = 100;
+// Cancelled reservations met by DownloadSDRHandler's current run.
+unsigned int S_uCancelledWhileAdding = 0;
 
 // What a request refused with "reservation cancelled" does: fails and is
 // reported like any refusal, or goes back unreported to a caller that
@@ -140,19 +144,21 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
     if (uOffset == 0) {
         psEntry->u16RecordID = ParseByIndex(psEntry->au8RecordData, 0, 2);
         psEntry->u8RecordType = psEntry->au8RecordData[SDR_HEADER_TYPE];
-        psEntry->u8RecordLength =
-            static_cast<unsigned char>(psEntry->au8RecordData[SDR_HEADER_BODY_LENGTH] + SDR_HEADER_LENGTH);
+        // Counted in full: a body of 251 bytes or more must not wrap to a
+        // header-only record.
+        const unsigned int uLength = psEntry->au8RecordData[SDR_HEADER_BODY_LENGTH] + SDR_HEADER_LENGTH;
+        psEntry->u8RecordLength = static_cast<unsigned char>(uLength);
         DebugMessage("   Response Record ID=%04X, Type=%02Xh, Length=0x%2X\n", psEntry->u16RecordID,
-                     psEntry->u8RecordType, psEntry->u8RecordLength);
+                     psEntry->u8RecordType, uLength);
         std::printf("    Start to %s SDR record ID %04Xh, type %Xh ... \n", pchVerb, psEntry->u16RecordID,
                     psEntry->u8RecordType);
         // No SDR is longer than 64 bytes; a list slot holds 101. A backup
         // reads on past such a record, so that its copy keeps the others.
-        if (psEntry->u8RecordLength > SDR_RECORD_DATA_SIZE) {
+        if (uLength > SDR_RECORD_DATA_SIZE) {
             const bool bBackup = std::strcmp(pchVerb, "backup") == 0;
             std::fprintf(stderr, "%s SDR record %04Xh is %u bytes long; the most a record can be is %u%s\n",
-                         bBackup ? "Warning:" : "<ERROR>", psEntry->u16RecordID, psEntry->u8RecordLength,
-                         SDR_RECORD_DATA_SIZE, bBackup ? ": the backup and its saved copy leave it out." : ".");
+                         bBackup ? "Warning:" : "<ERROR>", psEntry->u16RecordID, uLength, SDR_RECORD_DATA_SIZE,
+                         bBackup ? ": the backup and its saved copy leave it out." : ".");
             return bBackup ? SDR_RECORD_LEFT_OUT : CMD_FAILED;
         }
     }
@@ -210,7 +216,7 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
             // chain of record IDs that never ends stops as a full list does.
             entry.u16RecordID = SDR_FREE_SLOT_ID;
             if (u16NextRecordID == 0xFFFF || uSlot + ++uLeftOut >= SDR_LIST_SLOT_COUNT) {
-                return CMD_FAILED;
+                return SDR_RECORD_LEFT_OUT;
             }
             u16RecordID = u16NextRecordID;
             continue;
@@ -226,7 +232,7 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
     if (uLeftOut != 0) {
-        return CMD_FAILED;
+        return SDR_RECORD_LEFT_OUT;
     }
     const unsigned int uRead = uSlot + 1;
     if (uRead > SDR_MAX_RECORD_COUNT) {
@@ -297,7 +303,7 @@ int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
 
 void SetSDREraseTimeLimit(long lMilliseconds)
 {
-    S_lEraseTimeLimitMs = lMilliseconds > 0 ? lMilliseconds : ERASE_TIME_LIMIT_MS;
+    S_lEraseTimeLimitMs = lMilliseconds > 0 ? lMilliseconds : 0;
 }
 
 int ToClearSDR()
@@ -312,7 +318,8 @@ int ToClearSDR()
         return SDR_ERASE_COMPLETED;
     }
     // Polled until done or out of time; a failed poll counts as "not yet".
-    const long lDeadline = MonotonicMilliseconds() + S_lEraseTimeLimitMs;
+    const long lDeadline =
+        MonotonicMilliseconds() + (S_lEraseTimeLimitMs > 0 ? S_lEraseTimeLimitMs : WaitLimitMilliseconds(ERASE_WAIT));
     for (;;) {
         if (ClearSDRCommand(u16Reservation, ERASE_STATUS) == SDR_ERASE_COMPLETED) {
             return SDR_ERASE_COMPLETED;
@@ -397,11 +404,17 @@ int AddOneRecord(unsigned int uSlot, SDREntry* psEntry, const char* pchVerb)
         if (iResult != SDR_RESERVATION_CANCELLED) {
             return iResult;
         }
+        ++S_uCancelledWhileAdding;
         PauseAfterCancelledReservation();
     }
 }
 
 }  // namespace
+
+unsigned int ReservationsCancelledWhileAdding()
+{
+    return S_uCancelledWhileAdding;
+}
 
 int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
 {
@@ -415,6 +428,7 @@ int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pc
     if ((bMayStop && StopForInterruption(pchVerb)) || ToClearSDR() == CMD_FAILED) {
         return CMD_FAILED;
     }
+    S_uCancelledWhileAdding = 0;
     int iResult = CMD_FAILED;
     for (unsigned int uSlot = 0; uSlot < u16Count; ++uSlot) {
         if (bMayStop && StopForInterruption(pchVerb)) {
@@ -435,8 +449,16 @@ int RunInitializationAgentCommand()
     record.au8RequestData[0] = 1;  // run
     record.u8RequestLength = 1;
     bool bSent = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RUN_INITIALIZATION_AGENT, &record);
-    // Polled without pause and without bound until the agent answers.
+    // Polled with short pauses until the agent answers, the wait is over or
+    // a signal asks the run to end: a BMC that never finishes must not hold
+    // the run for ever.
+    const long lDeadline = MonotonicMilliseconds() + WaitLimitMilliseconds(INIT_AGENT_WAIT);
     for (unsigned int uPolls = 0; bSent && record.au8ResponseData[0] == 0;) {
+        if (MonotonicMilliseconds() >= lDeadline || InterruptionSignal() != 0) {
+            bSent = false;
+            break;
+        }
+        usleep(INIT_AGENT_POLL_PAUSE_MS * 1000);
         if (++uPolls == PLEASE_WAIT_POLL) {
             std::printf("(please wait)... ");
             std::fflush(stdout);

@@ -20,15 +20,19 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
 int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry);
 int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action);
 int ToClearSDR();
-// How long ToClearSDR polls an erase in progress (10 s unless a test sets
-// less); 0 or less restores the default.
+// How long ToClearSDR polls an erase in progress (ERASE_WAIT unless a test
+// sets less); 0 or less restores the default.
 void SetSDREraseTimeLimit(long lMilliseconds);
 int RunInitializationAgentCommand();
 
 // The repository, from its first record, into the list; 9 when as many
-// records were read as *pu16Count says (then set to the number read).
+// records were read as *pu16Count says (then set to the number read),
+// SDR_RECORD_LEFT_OUT when a record was too long for a slot.
 int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb);
 // Erases the repository, then adds the list's first u16Count records.
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb);
+// How often the last DownloadSDRHandler met a reservation cancelled by
+// another agent, who may have written into the repository meanwhile.
+unsigned int ReservationsCancelledWhileAdding();
 // The -u operation's read of the repository into G_psRepositorySDREntryList.
 bool DoSDRGetFromBMC(unsigned short* pu16Count);

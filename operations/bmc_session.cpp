@@ -2,7 +2,10 @@
 
 #include "base/working_storage.h"
 #include "bmc/ipmi_command.h"
+#include "bmc/saved_copy.h"
 #include "bmc/talk_to_bmc.h"
+#include "bmc/target_lock.h"
+#include "bmc/wait_limits.h"
 
 bool OpenBMCSession()
 {
@@ -20,4 +23,9 @@ void CloseBMCSession()
 {
     VLExit();
     TerminateConnSession();
+}
+
+bool LockBMCForChanges(TargetLock* pLock)
+{
+    return pLock->Take(TargetName(), WaitLimitMilliseconds(LOCK_WAIT));
 }

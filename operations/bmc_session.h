@@ -6,3 +6,8 @@
 // interface or the working storage cannot be opened.
 bool OpenBMCSession();
 void CloseBMCSession();
+
+class TargetLock;
+// The lock of the BMC this run changes (see bmc/target_lock.h), waited for
+// within LOCK_WAIT; false after the line that says who holds it.
+bool LockBMCForChanges(TargetLock* pLock);

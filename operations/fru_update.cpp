@@ -5,6 +5,7 @@
 #include "base/interruption.h"
 #include "bmc/fru_field_update.h"
 #include "bmc/saved_copy.h"
+#include "bmc/target_lock.h"
 #include "operations/bmc_session.h"
 
 int UpdateFRUField(FRUUpdateRequest* psRequest)
@@ -12,8 +13,9 @@ int UpdateFRUField(FRUUpdateRequest* psRequest)
     if (!OpenBMCSession()) {
         return 1;
     }
+    TargetLock lock;
     GuardAgainstInterruption();
-    const bool bUpdated = WriteFRUFieldUpdate(psRequest);
+    const bool bUpdated = LockBMCForChanges(&lock) && WriteFRUFieldUpdate(psRequest);
     CloseBMCSession();
     std::puts(bUpdated ? "Update FRU data successful!\n" : "Update FRU data failed!\n");
     PrintSavedCopyAdvice();

@@ -7,6 +7,7 @@
 #include "bmc/saved_copy.h"
 #include "bmc/sdr_download.h"
 #include "bmc/sdr_repository.h"
+#include "bmc/target_lock.h"
 #include "encoding/file_probe.h"
 #include "encoding/text_output.h"
 #include "fru/fru_image.h"
@@ -132,6 +133,11 @@ bool VerifyFRU(const char* pchFileName, unsigned short u16FruID)
 int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID)
 {
     if (!StartLocalFileOperation(pchFileName)) {
+        return 1;
+    }
+    TargetLock lock;
+    if (!LockBMCForChanges(&lock)) {
+        CloseBMCSession();
         return 1;
     }
     GuardAgainstInterruption();

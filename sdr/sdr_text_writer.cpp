@@ -150,17 +150,8 @@ int SaveSDRFile(const char* pchPath, unsigned int u32Encoding)
     return SaveSDRListToFile(pchPath, RepositorySDRList(), u32Encoding);
 }
 
-int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encoding)
+int WriteSDRListToStream(FILE* pFile, const char* pchPath, SDRList list, unsigned int u32Encoding)
 {
-    if (pchPath == nullptr || list.psSlots == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
-    }
-    FILE* pFile = std::fopen(pchPath, "wb");
-    if (pFile == nullptr) {
-        std::fprintf(stderr, "<ERROR> File open error %s.\n", pchPath);
-        return 0;
-    }
     // Nothing is written unless every record is good: the file stays empty.
     if (!SDRValidateRecords(list) || !IDStringsAreWritable(list)) {
         std::fclose(pFile);
@@ -189,6 +180,23 @@ int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encodin
         return 0;
     }
     std::fclose(pFile);
+    return 1;
+}
+
+int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encoding)
+{
+    if (pchPath == nullptr || list.psSlots == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+        std::fputs("<ERROR> Internal Error!\n", stderr);
+        return 0;
+    }
+    FILE* pFile = std::fopen(pchPath, "wb");
+    if (pFile == nullptr) {
+        std::fprintf(stderr, "<ERROR> File open error %s.\n", pchPath);
+        return 0;
+    }
+    if (WriteSDRListToStream(pFile, pchPath, list, u32Encoding) != 1) {
+        return 0;
+    }
     std::printf("The SDR data has been saved in file %s! \n", pchPath);
     return 1;
 }

@@ -1,6 +1,8 @@
 // Saving the repository record list as an SDR text file.
 #pragma once
 
+#include <cstdio>
+
 #include "base/sdr_entry.h"
 
 // Writes G_psRepositorySDREntryList (SaveSDRFile) or any list in the
@@ -8,3 +10,7 @@
 // (reported).
 int SaveSDRFile(const char* pchPath, unsigned int u32Encoding);
 int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encoding);
+// The list as SDR text into an open stream (pchPath names it in messages),
+// which it closes whatever the result, except after a full disk, whose
+// dialogue has closed it. 1 written, 0 refused or failed (reported).
+int WriteSDRListToStream(FILE* pFile, const char* pchPath, SDRList list, unsigned int u32Encoding);

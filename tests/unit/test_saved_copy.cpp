@@ -2,11 +2,13 @@
 // kept, what they hold, and the command that puts one back.
 #include "bmc/saved_copy.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,6 +25,12 @@ using namespace valdrn_test;
 namespace {
 
 namespace fs = std::filesystem;
+
+// The default folder while HOME and XDG_STATE_HOME point into the test's.
+std::string DefaultCopyFolderFor(const TempDir& dir)
+{
+    return geteuid() == 0 ? "/var/lib/valdrn/backups" : dir.File("state") + "/valdrn/backups";
+}
 
 // Each test with its own copies folder, the local interface, no advice.
 class SavedCopyTest : public testing::Test {
@@ -45,7 +53,8 @@ protected:
     std::vector<std::string> Names() const
     {
         std::vector<std::string> asNames;
-        for (const auto& entry : fs::directory_iterator(m_dir.File("backups"))) {
+        std::error_code error;  // no folder: no copy
+        for (const auto& entry : fs::directory_iterator(m_dir.File("backups"), error)) {
             asNames.push_back(entry.path().filename().string());
         }
         std::sort(asNames.begin(), asNames.end());
@@ -80,17 +89,24 @@ TEST(SavedCopyFolderTest, TheVariableThenRootThenTheStateHome)
     }
 }
 
+// In-band copies carry this machine's host name: machines that share a
+// copies folder never take each other's copies for their own.
 TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
 {
     const unsigned char au8Bytes[] = {1, 2, 3, 0xFF};
     const std::string sPath = SaveFRUDeviceCopy(7, au8Bytes, 4, true);
     ASSERT_FALSE(sPath.empty());
     const std::string sName = fs::path(sPath).filename().string();
-    EXPECT_EQ(sName.rfind("local-fru7-", 0), 0u) << sName;
+    char achHost[256] = {};
+    ASSERT_EQ(gethostname(achHost, sizeof achHost - 1), 0);
+    ASSERT_NE(std::string(achHost), "");
+    EXPECT_EQ(TargetName(), achHost);
+    const std::string sPrefix = std::string(achHost) + "-fru7-";
+    EXPECT_EQ(sName.rfind(sPrefix, 0), 0u) << sName;
     EXPECT_EQ(sName.substr(sName.size() - 4), ".fru");
-    // local-fru7-YYYYmmddTHHMMSS.mmmZ-PID.fru
-    EXPECT_EQ(sName[11 + 8], 'T');
-    EXPECT_EQ(sName[11 + 19], 'Z');
+    // HOST-fru7-YYYYmmddTHHMMSS.mmmZ-PID.fru
+    EXPECT_EQ(sName[sPrefix.size() + 8], 'T');
+    EXPECT_EQ(sName[sPrefix.size() + 19], 'Z');
     EXPECT_EQ(ReadFile(sPath), std::string("\x01\x02\x03\xFF", 4));
     struct stat info = {};
     ASSERT_EQ(stat(sPath.c_str(), &info), 0);
@@ -101,23 +117,145 @@ TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
     EXPECT_EQ(sRaw.substr(sRaw.size() - 8), "-raw.bin");
 }
 
-// Runs in the same millisecond still get names of their own, and only the
-// newest 20 of a target and kind stay; other kinds are left alone.
+// Sets a copy's modification time so many seconds from now.
+void Age(const std::string& sPath, long lSecondsFromNow)
+{
+    struct timespec times[2] = {};
+    times[0].tv_sec = times[1].tv_sec = time(nullptr) + lSecondsFromNow;
+    ASSERT_EQ(utimensat(AT_FDCWD, sPath.c_str(), times, 0), 0) << sPath;
+}
+
+// Runs in the same millisecond still get names of their own, and of the
+// copies older than an hour only the newest 20 of a target and kind stay;
+// other kinds are left alone.
 TEST_F(SavedCopyTest, NamesAreUniqueAndTheNewestTwentyAreKept)
 {
     const unsigned char u8Byte = 0;
-    ASSERT_FALSE(SaveFRUDeviceCopy(1, &u8Byte, 1, true).empty());
+    const std::string sOtherKind = SaveFRUDeviceCopy(1, &u8Byte, 1, true);
+    ASSERT_FALSE(sOtherKind.empty());
+    Age(sOtherKind, -100000);
     std::vector<std::string> asPaths;
     for (int i = 0; i < 22; ++i) {
         asPaths.push_back(SaveFRUDeviceCopy(0, &u8Byte, 1, true));
         ASSERT_FALSE(asPaths.back().empty());
+        if (i < 21) {
+            Age(asPaths.back(), -7200 + i);
+        }
     }
-    std::sort(asPaths.begin(), asPaths.end());
-    EXPECT_EQ(std::unique(asPaths.begin(), asPaths.end()), asPaths.end());
+    std::vector<std::string> asSorted = asPaths;
+    std::sort(asSorted.begin(), asSorted.end());
+    EXPECT_EQ(std::unique(asSorted.begin(), asSorted.end()), asSorted.end());
     const std::vector<std::string> asNames = Names();
     ASSERT_EQ(asNames.size(), 21u);
-    EXPECT_EQ(asNames.back().rfind("local-fru1-", 0), 0u);
-    EXPECT_EQ(asNames.front(), fs::path(asPaths[2]).filename().string());
+    EXPECT_NE(std::find(asNames.begin(), asNames.end(), fs::path(sOtherKind).filename().string()), asNames.end());
+    EXPECT_EQ(std::find(asNames.begin(), asNames.end(), fs::path(asPaths[0]).filename().string()), asNames.end());
+    EXPECT_EQ(std::find(asNames.begin(), asNames.end(), fs::path(asPaths[1]).filename().string()), asNames.end());
+    EXPECT_NE(std::find(asNames.begin(), asNames.end(), fs::path(asPaths[2]).filename().string()), asNames.end());
+}
+
+// Copies younger than an hour are never removed, however many there are.
+TEST_F(SavedCopyTest, CopiesYoungerThanAnHourStay)
+{
+    const unsigned char u8Byte = 0;
+    for (int i = 0; i < 25; ++i) {
+        ASSERT_FALSE(SaveFRUDeviceCopy(0, &u8Byte, 1, true).empty());
+    }
+    EXPECT_EQ(Names().size(), 25u);
+}
+
+// Copies saved while the clock was ahead bear later stamps and
+// times than this run's copy: the run still keeps its own, and the
+// command it prints names a file that exists.
+TEST_F(SavedCopyTest, CopiesFromAClockThatWasAheadNeverRemoveThisRunsCopy)
+{
+    const unsigned char u8Byte = 0;
+    for (int i = 0; i < 21; ++i) {
+        const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+        ASSERT_FALSE(sPath.empty());
+        // Named as that clock named them, a year or more later (a year of
+        // its own each: two saves within one millisecond take one name).
+        std::string sAhead = sPath;
+        const size_t uAt = sAhead.find("-fru0-") + 6;
+        sAhead.replace(uAt, 4, std::to_string(std::stoi(sAhead.substr(uAt, 4)) + 1 + i));
+        ASSERT_EQ(std::rename(sPath.c_str(), sAhead.c_str()), 0);
+        Age(sAhead, 86400);
+    }
+    // An old copy as well, which may go.
+    const std::string sOld = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+    Age(sOld, -7200);
+    const std::string sMine = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+    ASSERT_FALSE(sMine.empty());
+    EXPECT_TRUE(fs::exists(sMine));
+    EXPECT_FALSE(fs::exists(sOld));
+    EXPECT_EQ(Names().size(), 22u);
+    AdviseSavedCopy(sMine);
+    CapturedOutput output;
+    PrintSavedCopyAdvice();
+    output.Finish();
+    EXPECT_NE(output.Err().find(fs::path(sMine).filename().string()), std::string::npos) << output.Err();
+}
+
+// A folder another user could write in (or that is not this user's) is
+// not used: one warning line, and the copies go to the default folder.
+TEST_F(SavedCopyTest, AFolderOthersCanWriteInIsRefusedForTheDefaultOne)
+{
+    ASSERT_EQ(mkdir(m_dir.File("backups").c_str(), 0777), 0);
+    ASSERT_EQ(chmod(m_dir.File("backups").c_str(), 0777), 0);
+    setenv("XDG_STATE_HOME", m_dir.File("state").c_str(), 1);
+    const std::string sHome = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
+    setenv("HOME", m_dir.File("home").c_str(), 1);
+    const unsigned char u8Byte = 0;
+    CapturedOutput output;
+    const std::string sPath = SaveFRUDeviceCopy(3, &u8Byte, 1, true);
+    output.Finish();
+    setenv("HOME", sHome.c_str(), 1);
+    unsetenv("XDG_STATE_HOME");
+    EXPECT_EQ(output.Err(), "Warning: " + m_dir.File("backups") +
+                                " is not yours alone (its owner, or write permission for others); copies go to " +
+                                DefaultCopyFolderFor(m_dir) + ".\n");
+    EXPECT_TRUE(Names().empty());
+    if (geteuid() != 0) {
+        EXPECT_EQ(fs::path(sPath).parent_path().string(), m_dir.File("state") + "/valdrn/backups");
+    } else {
+        EXPECT_EQ(fs::path(sPath).parent_path().string(), "/var/lib/valdrn/backups");
+        std::remove(sPath.c_str());
+    }
+}
+
+// A link planted where the next copy will be created is never followed:
+// the file it points to keeps its bytes.
+TEST_F(SavedCopyTest, APlantedLinkIsNeverFollowed)
+{
+    const unsigned char u8Byte = 0x5A;
+    ASSERT_FALSE(SaveFRUDeviceCopy(4, &u8Byte, 1, true).empty());
+    WriteFile(m_dir.File("victim"), "precious");
+    ASSERT_EQ(chmod(m_dir.File("victim").c_str(), 0600), 0);
+    // Every name this process could take within the next seconds.
+    const std::string sFirst = Names()[0];
+    const std::string sStem = sFirst.substr(0, sFirst.find("-fru4-") + 6 + 9);  // ...-fru4-YYYYmmddT
+    for (int iSecond = 0; iSecond < 3; ++iSecond) {
+        const time_t now = time(nullptr) + iSecond;
+        std::tm utc = {};
+        gmtime_r(&now, &utc);
+        char achTime[32];
+        std::strftime(achTime, sizeof achTime, "%H%M%S", &utc);
+        for (int iMs = 0; iMs < 1000; ++iMs) {
+            char achName[128];
+            std::snprintf(achName, sizeof achName, "%s%s.%03dZ-%d.fru", sStem.c_str(), achTime, iMs,
+                          static_cast<int>(getpid()));
+            const int iIgnored =
+                symlink(m_dir.File("victim").c_str(), m_dir.File(std::string("backups/") + achName).c_str());
+            (void)iIgnored;
+        }
+    }
+    const std::string sPath = SaveFRUDeviceCopy(4, &u8Byte, 1, true);
+    EXPECT_EQ(ReadFile(m_dir.File("victim")), "precious");
+    if (!sPath.empty()) {
+        struct stat info = {};
+        ASSERT_EQ(lstat(sPath.c_str(), &info), 0);
+        EXPECT_TRUE(S_ISREG(info.st_mode));
+        EXPECT_EQ(ReadFile(sPath), "\x5A");
+    }
 }
 
 TEST_F(SavedCopyTest, AFolderThatCannotBeMadeGivesOneWarning)
