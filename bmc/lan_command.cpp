@@ -27,9 +27,9 @@ namespace {
 constexpr short LAN_ATTEMPTS = 6;
 constexpr unsigned int RETRY_PAUSE_MS = 200;
 // A BMC that answered "busy" (0xC0) or "timeout" (0xC3) gets a pause
-// before the request is sent again, doubled each time up to a second;
-// such answers use up no attempt until BUSY_WAIT has passed.
-constexpr long BUSY_FIRST_PAUSE_MS = 100;
+// before the request is sent again (50 ms, doubled each time up to a
+// second); such answers use up no attempt until BUSY_WAIT has passed.
+constexpr long BUSY_FIRST_PAUSE_MS = 50;
 constexpr long BUSY_LONGEST_PAUSE_MS = 1000;
 
 struct BusyWait {
@@ -37,13 +37,18 @@ struct BusyWait {
     long lPause = BUSY_FIRST_PAUSE_MS;
 };
 
-// Pauses; true while the wait for a busy BMC has time left.
+// Pauses (no longer than the wait has left); true while the wait for a
+// busy BMC had time left.
 bool PauseForBusyBMC(BusyWait* psBusy)
 {
     if (psBusy->lDeadline < 0) {
         psBusy->lDeadline = MonotonicMilliseconds() + WaitLimitMilliseconds(BUSY_WAIT);
     }
-    usleep(static_cast<useconds_t>(psBusy->lPause * 1000));
+    const long lLeft = psBusy->lDeadline - MonotonicMilliseconds();
+    if (lLeft <= 0) {
+        return false;  // waited long enough: the attempts left go at once
+    }
+    usleep(static_cast<useconds_t>((psBusy->lPause < lLeft ? psBusy->lPause : lLeft) * 1000));
     psBusy->lPause = psBusy->lPause * 2 < BUSY_LONGEST_PAUSE_MS ? psBusy->lPause * 2 : BUSY_LONGEST_PAUSE_MS;
     return MonotonicMilliseconds() < psBusy->lDeadline;
 }

@@ -1,6 +1,7 @@
 #include "bmc/sdr_download.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -28,10 +29,21 @@ bool BackUpRepository(unsigned short u16Expected, unsigned short* pu16BackupCoun
 {
     std::puts("Backup data from SDR Repository. ");
     std::puts("The back-up data will restore the SDR Repository if downloading is failed. ");
+    // A read again goes into a list of its own: should it fail sooner, the
+    // records the first read got whole stay for a partial copy.
+    std::vector<SDREntry> aAgain;
     for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
+        if (iRead == 2) {
+            aAgain.resize(SDR_LIST_SLOT_COUNT);
+            MarkSDRSlotsFree(aAgain.data(), SDR_LIST_SLOT_COUNT);
+        }
+        SDREntry* psInto = iRead == 1 ? G_psRepositorySDREntryList : aAgain.data();
         *pu16BackupCount = u16Expected;
-        const int iResult = UploadSDRHandler(pu16BackupCount, G_psRepositorySDREntryList, "backup");
+        const int iResult = UploadSDRHandler(pu16BackupCount, psInto, "backup");
         if (iResult == SDR_RECORD_READ) {
+            if (psInto != G_psRepositorySDREntryList) {
+                std::copy(psInto, psInto + *pu16BackupCount + 1, G_psRepositorySDREntryList);
+            }
             std::puts("Backup data from SDR Repository Successful. \n");
             return true;
         }

@@ -21,7 +21,7 @@ constexpr unsigned int PLEASE_WAIT_POLL = 3000;
 constexpr unsigned int ERASE_POLL_PAUSE_MS = 50;
 long S_lEraseTimeLimitMs = 0;  // 0: ERASE_WAIT
 // The initialization agent is polled with pauses, within INIT_AGENT_WAIT.
-constexpr unsigned int INIT_AGENT_POLL_PAUSE_MS = 10;
+constexpr unsigned int INIT_AGENT_POLL_PAUSE_MS = 1;
 // Another agent's reservation cancels ours (0xC5): the record is read or
 // added again under a new one, this many times at most, after a pause.
 constexpr int CANCELLED_RESERVATION_RETRIES = 5;

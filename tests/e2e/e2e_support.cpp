@@ -62,6 +62,7 @@ CommandResult EndToEnd::Valdrn(const std::vector<std::string>& asWords, const st
 CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, const std::string& sStdin) const
 {
     std::vector<std::string> asArgv = {"/usr/bin/env", "VALDRN_BACKUP_DIR=" + m_sBackupDir};
+    asArgv.insert(asArgv.end(), m_asEnvironment.begin(), m_asEnvironment.end());
     const std::vector<std::string> asProgram = ProgramUnderTest(VALDRN_BINARY);
     asArgv.insert(asArgv.end(), asProgram.begin(), asProgram.end());
     asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
@@ -71,7 +72,10 @@ CommandResult EndToEnd::ValdrnAlone(const std::vector<std::string>& asWords, con
 CommandResult EndToEnd::ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
                                        const std::string& sStdin, bool bLanOptions) const
 {
-    std::vector<std::string> asArgv = {"/usr/bin/env", "PATH=" + sPath, "VALDRN_BACKUP_DIR=" + m_sBackupDir};
+    // A process group of its own, as a shell gives a command: a signal
+    // sent to the group, as a terminal sends one, reaches VALDRN and no test.
+    std::vector<std::string> asArgv = {"setsid", "/usr/bin/env", "PATH=" + sPath, "VALDRN_BACKUP_DIR=" + m_sBackupDir};
+    asArgv.insert(asArgv.end(), m_asEnvironment.begin(), m_asEnvironment.end());
     std::vector<std::string> asProgram = ProgramUnderTest(VALDRN_BINARY);
     // A wrapper named without a directory is looked up here, not on sPath.
     if (asProgram[0].find('/') == std::string::npos) {

@@ -31,7 +31,8 @@ public:
 
     // VALDRN with the words and (unless bLanOptions is false) this BMC's
     // LAN+ options, with PATH as given (the wrapper of the program under
-    // test is found on the current PATH).
+    // test is found on the current PATH), in a session and process group
+    // of its own (setsid).
     CommandResult ValdrnWithPath(const std::string& sPath, const std::vector<std::string>& asWords,
                                  const std::string& sStdin = "", bool bLanOptions = true) const;
 
@@ -39,6 +40,8 @@ public:
     // a folder of this test's own, "backups" in its working directory,
     // unless set otherwise.
     const std::string& BackupDir() const { return m_sBackupDir; }
+    // An environment variable for every later run ("NAME=value").
+    void SetEnvironment(const std::string& sSetting) { m_asEnvironment.push_back(sSetting); }
     void SetBackupDir(const std::string& sFolder) { m_sBackupDir = sFolder; }
     // The copies saved there so far, oldest first (their names sort so).
     std::vector<std::string> SavedCopies() const;
@@ -61,6 +64,7 @@ private:
     TempDir m_dir;
     TestBmc m_bmc;
     std::string m_sBackupDir;
+    std::vector<std::string> m_asEnvironment;
 };
 
 // An ipmitool first on PATH that logs each command line, runs a piece of

@@ -15,8 +15,12 @@
 //                       saved before the first change is the way back
 //   valdrn-interrupted  SIGINT to VALDRN (Ctrl-C)
 //   valdrn-hung-up      SIGHUP to VALDRN (the ssh session closed)
+//   valdrn-group-interrupted  SIGINT to VALDRN's process group (Ctrl-C at a
+//                       terminal: ipmitool in flight must not get it)
+//   valdrn-group-quit   SIGQUIT to VALDRN's process group (Ctrl-backslash)
 // The signals to VALDRN arrive while ipmitool runs for the request, which
-// still reaches the BMC.
+// still reaches the BMC. VALDRN runs under setsid: its process group is
+// its own.
 #pragma once
 
 #include <string>

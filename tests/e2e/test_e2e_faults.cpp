@@ -72,15 +72,15 @@ TEST_F(Faults, ErrorLinesAreRetriedAtOnceSixTimes)
     // Get SDR Repository Info always fails the way ipmitool reports it.
     StandInIpmitool ipmitool(
         "case \"$*\" in *'raw 0x0a 0x20'*) echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x20 "
-        "rsp=0xc0): Node busy' >&2; exit 1;; esac");
+        "rsp=0xc1): Invalid command' >&2; exit 1;; esac");
     const CommandResult result =
         m_e2e.ValdrnWithPath(ipmitool.Path(), {"-u", "out.sdr", "encoding=ascii", "-debugmsg"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(CountOf(ipmitool.Calls(), "raw 0x0a 0x20"), 6);
     EXPECT_TRUE(Contains(result.sOut, "   Retry 5\n"));
     EXPECT_FALSE(Contains(result.sOut, "Wait 200 ms before retry")) << "error lines are retried without a pause";
-    EXPECT_TRUE(Contains(result.sOut, "cCode=0xC0"));
-    EXPECT_TRUE(Contains(result.sErr, "cc = C0 \n")) << result.sErr;
+    EXPECT_TRUE(Contains(result.sOut, "cCode=0xC1"));
+    EXPECT_TRUE(Contains(result.sErr, "cc = C1 \n")) << result.sErr;
     EXPECT_TRUE(Contains(result.sErr, "Failure to upload SDR data!\n")) << result.sErr;
 }
 

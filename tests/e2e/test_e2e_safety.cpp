@@ -151,19 +151,42 @@ TEST_F(SavedCopies, ACopyInAFarFolderIsRestoredByThePrintedCommand)
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
 }
 
-// A record too long for VALDRN (120 bytes) between two others: the copy
-// keeps the two, says partial, and the warning names the one left out;
-// the download itself goes on.
-TEST_F(SavedCopies, ARecordTooLongForACopyIsNamedAndTheOthersAreKept)
+// A record too long for VALDRN (120 bytes) between two others: the backup
+// cannot hold the repository whole, so nothing is erased; the warning
+// names the record.
+TEST_F(SavedCopies, ARecordTooLongForACopyStopsTheDownloadBeforeTheErase)
 {
     const std::string sLong = std::string("\x02\x01\x51\xC0\x73", 5) + std::string(115, '\x5A');
     m_e2e.Bmc().SeedRepository({S_asBefore[0], sLong, S_asBefore[2]});
+    const std::vector<std::string> asSeeded = m_e2e.Repository();
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_EQ(result.sErr,
+              "Warning: SDR record 0102h is 120 bytes long; the most a record can be is 101: the backup and its "
+              "saved copy leave it out.\n"
+              "<ERROR> The SDR repository could not be read whole, so nothing was changed "
+              "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n");
+    EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed. \n"
+                                      "Warning: The SDR Repository may have invalid SDR record if downloading is "
+                                      "failed. \n"))
+        << result.sOut;
+    EXPECT_FALSE(Contains(result.sOut, "records to download")) << result.sOut;
+    EXPECT_EQ(m_e2e.Repository(), asSeeded);
+    EXPECT_TRUE(m_e2e.SavedCopies().empty());
+}
+
+// The user who knows the repository is damaged goes on as the tool always
+// did: the copy keeps the two records, says partial, and restores them.
+TEST_F(SavedCopies, ARecordTooLongForACopyIsLeftOutWhenTheUserSaysGoOn)
+{
+    const std::string sLong = std::string("\x02\x01\x51\xC0\x73", 5) + std::string(115, '\x5A');
+    m_e2e.Bmc().SeedRepository({S_asBefore[0], sLong, S_asBefore[2]});
+    m_e2e.SetEnvironment("VALDRN_ALLOW_PARTIAL_BACKUP=1");
     const CommandResult result = DownloadSdr(S_asFile);
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_EQ(result.sErr,
               "Warning: SDR record 0102h is 120 bytes long; the most a record can be is 101: the backup and its "
               "saved copy leave it out.\n");
-    EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed. \n")) << result.sOut;
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFile));
     ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
     const std::string sCopy = Relative(m_e2e.SavedCopies()[0]);
@@ -174,17 +197,30 @@ TEST_F(SavedCopies, ARecordTooLongForACopyIsNamedAndTheOthersAreKept)
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds({S_asBefore[0], S_asBefore[2]}));
 }
 
-// The backup read stops at the third record for good: the copy holds the
-// two read and says "partial"; the download itself goes on and succeeds.
-TEST_F(SavedCopies, ABackupReadThatFailsLeavesAPartialCopy)
+// The backup read fails at the third record for good, through every new
+// read: nothing is erased. Told to go on, the run leaves a partial copy
+// of the two records read and the download succeeds.
+TEST_F(SavedCopies, ABackupReadThatFailsStopsTheDownloadOrLeavesAPartialCopy)
 {
     m_e2e.Bmc().SeedRepository(S_asBefore);
+    const std::vector<std::string> asSeeded = m_e2e.Repository();
     // Five reads for the first record, two for the second: the eighth is
     // the third record's header.
     m_e2e.Bmc().Knob("fail=0a:23:8:c1:0");
-    const CommandResult result = DownloadSdr(S_asFile);
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 1);
     EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed.")) << result.sOut;
+    EXPECT_TRUE(Contains(result.sErr, "<ERROR> The SDR repository could not be read whole, so nothing was changed "
+                                      "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n"))
+        << result.sErr;
+    m_e2e.Bmc().Knob("nofaults");
+    EXPECT_EQ(m_e2e.Repository(), asSeeded);
+    EXPECT_TRUE(m_e2e.SavedCopies().empty());
+
+    m_e2e.Bmc().Knob("fail=0a:23:8:c1:0");
+    m_e2e.SetEnvironment("VALDRN_ALLOW_PARTIAL_BACKUP=1");
+    result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
     ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
     const std::string sCopy = m_e2e.SavedCopies()[0];
     EXPECT_TRUE(Contains(Name(sCopy), "-partial.sdr")) << sCopy;
@@ -192,6 +228,22 @@ TEST_F(SavedCopies, ABackupReadThatFailsLeavesAPartialCopy)
     ASSERT_EQ(m_e2e.Valdrn({"-d", Relative(sCopy)}).iStatus, 0);
     const std::vector<std::string> asTwo(S_asBefore.begin(), S_asBefore.begin() + 2);
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(asTwo));
+}
+
+// A BMC that fails one Get SDR of the backup for a moment (six attempts
+// of one request): the backup is read again, whole, and the download
+// goes on.
+TEST_F(SavedCopies, ABackupReadThatFailsOnceIsReadAgain)
+{
+    m_e2e.Bmc().SeedRepository(S_asBefore);
+    m_e2e.Bmc().Knob("fail=0a:23:8:c1:6");
+    const CommandResult result = DownloadSdr(S_asFile);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_TRUE(Contains(result.sOut, "Backup data from SDR Repository Successful. \n")) << result.sOut;
+    EXPECT_FALSE(Contains(result.sOut, "Warning:")) << result.sOut;
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFile));
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    EXPECT_FALSE(Contains(Name(m_e2e.SavedCopies()[0]), "partial"));
 }
 
 // A folder that cannot be made: one warning line, and the download works.
@@ -273,7 +325,7 @@ StandInIpmitool Interrupting(const std::string& sCommand, int iOccurrence, const
     }
     return StandInIpmitool("case \"$*\" in *'raw " + sCommand + " '*) if [ \"$(grep -c 'raw " + sCommand +
                            " ' \"$(dirname \"$0\")/calls\")\" -eq " + std::to_string(iOccurrence) +
-                           " ]; then VALDRN_PID=$(awk '{print $4}' /proc/$PPID/stat); " + sKills + "fi;; esac");
+                           " ]; then VALDRN_PID=$PPID; " + sKills + "fi;; esac");
 }
 
 // Ctrl-C in the middle of adding records: the download stops, the

@@ -205,13 +205,13 @@ TEST_P(SdrRestore, FailedPartialAddRestoresTheRepository)
     // The records of S_asEvery take 19 partial adds; this one fails in all
     // six attempts.
     const int iFailing = GetParam();
-    m_e2e.Bmc().Knob("fail=0a:25:" + std::to_string(iFailing) + ":c0:6");
+    m_e2e.Bmc().Knob("fail=0a:25:" + std::to_string(iFailing) + ":c1:6");
     m_e2e.Write("in.sdr", SdrTextFile(S_asEvery));
     const CommandResult result = m_e2e.Valdrn({"-d", "in.sdr"});
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sErr,
               "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
-              "cc = C0 \nFailure to download SDR data!\n\n");
+              "cc = C1 \nFailure to download SDR data!\n\n");
     const std::string sRestore =
         "Restore SDR Repository. \n" +
         Format("There are %Xh SDR records to restore! \n", static_cast<unsigned>(asBefore.size())) +
@@ -291,7 +291,7 @@ TEST_F(SdrEndToEnd, MissingPartialAddSupport)
 // erased, so that the repository ends empty as it was.
 TEST_F(SdrEndToEnd, FailedDownloadIntoAnEmptyRepositoryEndsEmpty)
 {
-    m_e2e.Bmc().Knob("fail=0a:25:2:c0:6");
+    m_e2e.Bmc().Knob("fail=0a:25:2:c1:6");
     const CommandResult result = Download(S_asFew);
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_EQ(result.sOut, ProductHeader() + "There are 4h SDR records to download! \n" + WriteLines("download", 1));

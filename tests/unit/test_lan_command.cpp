@@ -359,9 +359,112 @@ TEST_F(StandInTest, BusyAndTimeoutArePausedBeforeTheNextAttempt)
         const auto start = std::chrono::steady_clock::now();
         EXPECT_TRUE(Send(NETFN_LUN_STORAGE, 0x22, record).bResult) << pchCode;
         const auto elapsed = std::chrono::steady_clock::now() - start;
-        EXPECT_GE(elapsed, std::chrono::milliseconds(200)) << pchCode;  // two pauses of 100 ms at least
+        EXPECT_GE(elapsed, std::chrono::milliseconds(150)) << pchCode;  // pauses of 50 and 100 ms
         EXPECT_EQ(ReadFile(m_dir.File("count")), "3\n");
     }
+}
+
+// Ctrl-C at a terminal goes to the whole foreground group: ipmitool runs
+// in a group of its own, so that it finishes the request in flight; it
+// reads nothing from the terminal.
+TEST_F(StandInTest, IpmitoolRunsInAProcessGroupOfItsOwnWithoutStandardInput)
+{
+    StandIn("cut -d' ' -f5 /proc/$$/stat > " + m_dir.File("pgrp") + "\nreadlink /proc/$$/fd/0 > " +
+            m_dir.File("stdin") + "\necho ' 01 02'\n");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    const std::string sGroup = ReadFile(m_dir.File("pgrp"));
+    EXPECT_NE(sGroup, std::to_string(getpgrp()) + "\n");
+    EXPECT_NE(sGroup, "");
+    EXPECT_EQ(ReadFile(m_dir.File("stdin")), "/dev/null\n");
+}
+
+// An ipmitool killed by a signal printed what looks like an answer: no
+// answer of the BMC's. Six attempts with pauses, then a failure.
+TEST_F(StandInTest, AnIpmitoolEndedBySignalIsAFailedAttempt)
+{
+    StandIn("printf ' 01 02 03'\nkill -INT $$\n");
+    IPMICommandRecord record = NewCommandRecord();
+    const Sent sent = Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record);
+    EXPECT_FALSE(sent.bResult);
+    EXPECT_EQ(record.u8CompletionCode, CC_NO_ANSWER);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "6\n");
+    EXPECT_EQ(CountOf(sent.sTrace, "\r   Wait 200 ms before retry\n"), 6);
+}
+
+// "sh: 1: ipmitool: not found" has none of the error words: read as an
+// answer it was a success. A non-zero status is a failed attempt.
+TEST_F(StandInTest, ANonZeroStatusIsAFailedAttemptWhateverWasPrinted)
+{
+    StandIn("echo 'sh: 1: ipmitool: not found'\nexit 127\n");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, record).bResult);
+    EXPECT_EQ(record.u8CompletionCode, CC_NO_ANSWER);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "6\n");
+}
+
+// No ipmitool on the PATH at all: every request fails.
+TEST_F(StandInTest, NoIpmitoolAtAllFailsEveryRequest)
+{
+    setenv("PATH", m_dir.Path().c_str(), 1);
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, CMD_CLEAR_SDR_REPOSITORY, record).bResult);
+    EXPECT_EQ(record.u8CompletionCode, CC_NO_ANSWER);
+}
+
+// A Get SDR that asked for 16 bytes and got fewer: the record would hold
+// zeros where the BMC's bytes were.
+TEST_F(StandInTest, AnAnswerShorterThanTheResponseIsAFailedAttempt)
+{
+    StandIn("echo ' ff ff 01 00 51 01'\n");
+    IPMICommandRecord record = NewCommandRecord();
+    for (unsigned char u8Byte : {0x00, 0x00, 0x00, 0x00, 0x05, 0x10}) {
+        record.au8RequestData[record.u8RequestLength++] = u8Byte;
+    }
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, CMD_GET_SDR, record).bResult);
+    EXPECT_EQ(record.u8CompletionCode, CC_NO_ANSWER);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "6\n");
+    // The bytes asked for, and the read succeeds.
+    StandIn("echo ' ff ff 01 00 51 01 10 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e'\n");
+    record.u8CompletionCode = CC_NO_ANSWER;
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_GET_SDR, record).bResult);
+}
+
+// A Read FRU Data answer must hold as many bytes as its count says.
+TEST_F(StandInTest, AReadFruAnswerShorterThanItsCountIsAFailedAttempt)
+{
+    StandIn("echo ' 04 01 02'\n");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, CMD_READ_FRU_DATA, record).bResult);
+    StandIn("echo ' 02 01 02'\n");
+    record = NewCommandRecord();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_READ_FRU_DATA, record).bResult);
+}
+
+// A busy BMC is waited for beyond six answers, within VALDRN_BUSY_TIMEOUT;
+// then the request fails.
+TEST_F(StandInTest, ABusyBMCIsWaitedForWithinTheBusyWait)
+{
+    StandIn(
+        "if [ $COUNT -lt 7 ]; then\n"
+        "  echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc0): Busy'; exit 1\n"
+        "else\n  echo ' 01 02'\nfi\n");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    EXPECT_EQ(ReadFile(m_dir.File("count")), "8\n");
+
+    StandIn("echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 cmd=0x22 rsp=0xc0): Busy'; exit 1\n");
+    std::remove(m_dir.File("count").c_str());
+    setenv("VALDRN_BUSY_TIMEOUT", "0.4", 1);
+    record = NewCommandRecord();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    unsetenv("VALDRN_BUSY_TIMEOUT");
+    EXPECT_EQ(record.u8CompletionCode, CC_NODE_BUSY);
+    EXPECT_GE(elapsed, std::chrono::milliseconds(400));
+    // Six attempts of their own after the busy wait ran out.
+    EXPECT_GE(std::stoi(ReadFile(m_dir.File("count"))), 9);
 }
 
 // popen fails once no file descriptor is left for its pipe; in a child of

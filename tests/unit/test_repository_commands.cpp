@@ -11,11 +11,13 @@
 #include <gtest/gtest.h>
 
 #include "base/interruption.h"
+#include "base/monotonic_clock.h"
 #include "base/working_storage.h"
 #include "bmc/fru_field_update.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/talk_to_bmc.h"
+#include "bmc/wait_limits.h"
 #include "cli/interface_options.h"
 #include "fru/fru_image.h"
 #include "support/sdr_fixtures.h"
@@ -319,7 +321,7 @@ TEST_F(RepositoryCommandTest, ABackupLeavesOutAnOversizedRecordAndKeepsTheOthers
     SDREntry asList[3] = {};
     unsigned short u16Count = 2;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), CMD_FAILED);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), SDR_RECORD_LEFT_OUT);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "Warning: SDR record 0009h is 255 bytes long; the most a record can be is 101: the backup and its saved "
@@ -327,6 +329,23 @@ TEST_F(RepositoryCommandTest, ABackupLeavesOutAnOversizedRecordAndKeepsTheOthers
     EXPECT_EQ(RecordOf(asList[0]), sSecond);
     EXPECT_EQ(asList[0].u8Cursor, sSecond.size());
     EXPECT_EQ(Requests().size(), 5u);
+}
+
+// A body of 251 bytes or more does not wrap the record's length to a
+// header-only record: it is too long, and said so.
+TEST_F(RepositoryCommandTest, ARecordOfOverTwoHundredAndFiftyBytesDoesNotWrap)
+{
+    Ok({0x01, 0x00});
+    Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0xC0, 0xFF});  // 0009h: 255 body bytes, the last record
+    SDREntry asList[2] = {};
+    unsigned short u16Count = 1;
+    CapturedOutput output;
+    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), SDR_RECORD_LEFT_OUT);
+    output.Finish();
+    EXPECT_EQ(output.Err(),
+              "Warning: SDR record 0009h is 260 bytes long; the most a record can be is 101: the backup and its saved "
+              "copy leave it out.\n");
+    EXPECT_EQ(Requests().size(), 2u);
 }
 
 TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
@@ -342,7 +361,7 @@ TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
               "cc = C4 \n");
 }
 
-// The agent is polled without pause until it answers; the 3000th poll
+// The agent is polled with short pauses until it answers; the 3000th poll
 // tells the user to wait.
 TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
 {
@@ -359,6 +378,66 @@ TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
         EXPECT_EQ(output.Out(), iPolls == 3000 ? "(please wait)... " : "") << iPolls;
         EXPECT_EQ(output.Err(), "");
     }
+}
+
+// An agent that never finishes does not hold the run for ever: after
+// VALDRN_INIT_AGENT_TIMEOUT it is a failed agent, as the Part reports one.
+TEST_F(RepositoryCommandTest, AnInitializationAgentThatNeverEndsFailsAtTheTimeLimit)
+{
+    m_stub->Answer(0, 0x00, {0x00});  // running, every time
+    setenv("VALDRN_INIT_AGENT_TIMEOUT", "0.3", 1);
+    CapturedOutput output;
+    const long lStart = MonotonicMilliseconds();
+    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    const long lElapsed = MonotonicMilliseconds() - lStart;
+    output.Finish();
+    unsetenv("VALDRN_INIT_AGENT_TIMEOUT");
+    EXPECT_GE(lElapsed, 300);
+    EXPECT_LT(lElapsed, 5000);
+    EXPECT_EQ(output.Err(),
+              "<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\ncc = 0 \n");
+}
+
+// A signal (Ctrl-C, SIGTERM) ends the polling at once.
+TEST_F(RepositoryCommandTest, ASignalEndsTheInitializationAgentsPolling)
+{
+    m_stub->Answer(0, 0x00, {0x00});
+    GuardAgainstInterruption();
+    raise(SIGTERM);
+    CapturedOutput output;
+    const long lStart = MonotonicMilliseconds();
+    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    const long lElapsed = MonotonicMilliseconds() - lStart;
+    output.Finish();
+    EndInterruptionGuard();
+    GuardAgainstInterruption();  // forgets the signal: the next tests start clean
+    EndInterruptionGuard();
+    EXPECT_LT(lElapsed, 2000);
+    EXPECT_LE(Requests().size(), 2u);
+}
+
+// The waits take seconds from the environment; anything else is named
+// and the default used.
+TEST(WaitLimitTest, SecondsFromTheEnvironmentOrTheDefault)
+{
+    unsetenv("VALDRN_ERASE_TIMEOUT");
+    EXPECT_EQ(WaitLimitMilliseconds(ERASE_WAIT), 60000);
+    setenv("VALDRN_ERASE_TIMEOUT", "600", 1);
+    EXPECT_EQ(WaitLimitMilliseconds(ERASE_WAIT), 600000);
+    setenv("VALDRN_ERASE_TIMEOUT", "0.25", 1);
+    EXPECT_EQ(WaitLimitMilliseconds(ERASE_WAIT), 250);
+    for (const char* pchBad : {"abc", "0", "-5", "10s", "100000", "nan"}) {
+        setenv("VALDRN_ERASE_TIMEOUT", pchBad, 1);
+        CapturedOutput output;
+        EXPECT_EQ(WaitLimitMilliseconds(ERASE_WAIT), 60000) << pchBad;
+        output.Finish();
+        EXPECT_EQ(output.Err(), std::string("Warning: VALDRN_ERASE_TIMEOUT=") + pchBad +
+                                    " is not a number of seconds; 60 is used.\n");
+    }
+    unsetenv("VALDRN_ERASE_TIMEOUT");
+    EXPECT_EQ(WaitLimitMilliseconds(BUSY_WAIT), 10000);
+    EXPECT_EQ(WaitLimitMilliseconds(INIT_AGENT_WAIT), 60000);
+    EXPECT_EQ(WaitLimitMilliseconds(LOCK_WAIT), 60000);
 }
 
 TEST_F(RepositoryCommandTest, AFailingInitializationAgentIsReported)
