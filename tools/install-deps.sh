@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake g++ make
   libgtest-dev libgmock-dev libbenchmark-dev
-  ipmitool freeipmi-tools openipmi libopenipmi-dev
+  ipmitool freeipmi-tools openipmi libopenipmi-dev strace util-linux
   qemu-system-x86 busybox-static cpio kmod
   valgrind clang libclang-rt-14-dev
   dpkg-dev man-db groff-base binutils gzip lintian

@@ -57,7 +57,7 @@ std::string SignalValdrn(const char* pchSignal)
 // Ctrl-backslash: VALDRN runs under setsid, so its group is its PID.
 std::string SignalValdrnsGroup(const char* pchSignal)
 {
-    return std::string("kill -") + pchSignal + " -- \"-$PPID\"; sleep 0.3";
+    return std::string("kill -") + pchSignal + " \"-$PPID\"; sleep 0.3";
 }
 
 // Starts the BMC again a second after it was killed from outside.
