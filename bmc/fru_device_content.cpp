@@ -79,10 +79,14 @@ bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigne
     if (!ReadUpTo(psContent, uMinBytes, uAreaSize)) {
         return false;
     }
-    psContent->sCopyPath = psContent->bIsImage
-                               ? SaveFRUDeviceCopy(u8FruID, psContent->au8Bytes.data(), psContent->uImageSize, true)
-                               : SaveFRUDeviceCopy(u8FruID, psContent->au8Bytes.data(),
-                                                   static_cast<unsigned int>(psContent->au8Bytes.size()), false);
+    // The copy holds every byte the run may change: the image, when the
+    // write stays within it; else all that was read (the write's range,
+    // the maker's bytes behind a shorter image, or a blank device whole),
+    // as raw bytes that ipmitool's "fru write" puts back.
+    const bool bImageCopy = psContent->bIsImage && uMinBytes <= psContent->uImageSize;
+    psContent->sCopyPath = SaveFRUDeviceCopy(
+        u8FruID, psContent->au8Bytes.data(),
+        bImageCopy ? psContent->uImageSize : static_cast<unsigned int>(psContent->au8Bytes.size()), bImageCopy);
     return true;
 }
 

@@ -16,7 +16,8 @@ struct FRUDeviceContent {
 // Reads what the device holds: the image its common header describes (at
 // least uMinBytes of it, for the range a write will cover), or, when the
 // bytes are no valid image, the whole area of uAreaSize bytes; then saves
-// the copy. False, after the failed read's message, when the device cannot
+// the copy: the image, or, when the write reaches past it or there is
+// none, every byte read, raw. False, after the failed read's message, when the device cannot
 // be read; the trace of a run does not show these reads.
 bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigned int uMinBytes,
                           FRUDeviceContent* psContent);

@@ -19,6 +19,7 @@ public:
     explicit EndToEnd(const std::string& sBmcOptions = "");
 
     TestBmc& Bmc() { return m_bmc; }
+    const TestBmc& Bmc() const { return m_bmc; }
     const std::string& WorkDir() const { return m_dir.Path(); }
     std::string File(const std::string& sName) const { return m_dir.File(sName); }
     void Write(const std::string& sName, const std::string& sBytes) const { WriteFile(File(sName), sBytes); }

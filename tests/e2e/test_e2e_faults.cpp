@@ -231,6 +231,26 @@ TEST_P(FailingStep, RepositoryIsEitherRestoredOrTheFile)
 
 INSTANTIATE_TEST_SUITE_P(EachRequest, FailingStep, testing::Range(0, DOWNLOAD_REQUESTS));
 
+// Ctrl-C and Ctrl-backslash as a terminal sends them, to VALDRN's whole
+// process group, at each request in turn: SIGINT at even requests,
+// SIGQUIT at odd ones (with VALDRN_FAULT_MATRIX=full, both at every one).
+class GroupSignalAtStep : public testing::TestWithParam<int> {};
+
+TEST_P(GroupSignalAtStep, RepositoryIsEitherRestoredOrTheFile)
+{
+    const RequestSequence sequence = DownloadSequence();
+    ASSERT_EQ(static_cast<int>(sequence.asRequests.size()), DOWNLOAD_REQUESTS);
+    const bool bEven = GetParam() % 2 == 0;
+    if (FullFaultMatrix() || bEven) {
+        RunOneFault(sequence, GetParam(), "valdrn-group-interrupted");
+    }
+    if (FullFaultMatrix() || !bEven) {
+        RunOneFault(sequence, GetParam(), "valdrn-group-quit");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EachRequest, GroupSignalAtStep, testing::Range(0, DOWNLOAD_REQUESTS));
+
 // --- uploads that cannot be written ---------------------------------------------------------
 
 class UploadFaults : public Faults {

@@ -121,6 +121,26 @@ TEST_P(FruFaultMatrix, TheDeviceEndsAsItWasOrAsTheFileOrTheWayBackIsNamed)
     }
 }
 
+// Ctrl-C and Ctrl-backslash to VALDRN's process group at every request:
+// SIGINT at even requests, SIGQUIT at odd ones (both with
+// VALDRN_FAULT_MATRIX=full).
+TEST_P(FruFaultMatrix, GroupSignalsAtEachRequestLoseNothing)
+{
+    const Operation operation = Operations()[static_cast<size_t>(GetParam())];
+    std::string sExpected;
+    const RequestSequence sequence = CleanRun(operation, &sExpected);
+    ASSERT_GE(sequence.asRequests.size(), 8u);
+    const int iRequests = static_cast<int>(sequence.asRequests.size());
+    for (int iRequest = 0; iRequest < iRequests; ++iRequest) {
+        if (FullFaultMatrix() || iRequest % 2 == 0) {
+            RunOneFault(operation, sequence, sExpected, iRequest, "valdrn-group-interrupted");
+        }
+        if (FullFaultMatrix() || iRequest % 2 == 1) {
+            RunOneFault(operation, sequence, sExpected, iRequest, "valdrn-group-quit");
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(EachRequest, FruFaultMatrix, testing::Values(0, 1),
                          [](const testing::TestParamInfo<int>& info) {
                              return std::string(info.param == 0 ? "download" : "update");

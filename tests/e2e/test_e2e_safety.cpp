@@ -166,9 +166,10 @@ TEST_F(SavedCopies, ARecordTooLongForACopyStopsTheDownloadBeforeTheErase)
               "saved copy leave it out.\n"
               "<ERROR> The SDR repository could not be read whole, so nothing was changed "
               "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n");
-    EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed. \n"
-                                      "Warning: The SDR Repository may have invalid SDR record if downloading is "
-                                      "failed. \n"))
+    EXPECT_TRUE(Contains(result.sOut,
+                         "Warning: Backup data from SDR Repository Failed. \n"
+                         "Warning: The SDR Repository may have invalid SDR record if downloading is "
+                         "failed. \n"))
         << result.sOut;
     EXPECT_FALSE(Contains(result.sOut, "records to download")) << result.sOut;
     EXPECT_EQ(m_e2e.Repository(), asSeeded);
@@ -210,8 +211,9 @@ TEST_F(SavedCopies, ABackupReadThatFailsStopsTheDownloadOrLeavesAPartialCopy)
     CommandResult result = DownloadSdr(S_asFile);
     EXPECT_EQ(result.iStatus, 1);
     EXPECT_TRUE(Contains(result.sOut, "Warning: Backup data from SDR Repository Failed.")) << result.sOut;
-    EXPECT_TRUE(Contains(result.sErr, "<ERROR> The SDR repository could not be read whole, so nothing was changed "
-                                      "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n"))
+    EXPECT_TRUE(Contains(result.sErr,
+                         "<ERROR> The SDR repository could not be read whole, so nothing was changed "
+                         "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n"))
         << result.sErr;
     m_e2e.Bmc().Knob("nofaults");
     EXPECT_EQ(m_e2e.Repository(), asSeeded);
@@ -410,6 +412,53 @@ TEST_F(SavedCopies, AKilledRunLeavesItsCopyOnDisk)
     const CommandResult restored = m_e2e.Valdrn({"-d", Relative(m_e2e.SavedCopies()[0])});
     EXPECT_EQ(restored.iStatus, 0) << restored.sErr;
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
+}
+
+// A short image followed by the maker's own bytes, and a longer file: the
+// copy holds every byte the write covers (raw, as ipmitool puts it back),
+// so that neither the way back printed by a failed run nor the copy left
+// by a killed one leaves the file's bytes behind the old image.
+TEST_F(SavedCopies, AFruCopyCoversTheMakersBytesBehindAShortImage)
+{
+    const std::string sShort =
+        FruImage({"", FruChassisArea(0x17, {FruAsciiField("P-1"), FruEmptyField()}), "", "", ""});
+    std::string sDevice = sShort;
+    for (size_t i = sDevice.size(); i < 512; ++i) {
+        sDevice += static_cast<char>(0x40 + i % 61);  // the maker's bytes
+    }
+    m_e2e.Write("device.bin", sDevice);
+    ASSERT_EQ(m_e2e.Bmc().Ipmitool({"fru", "write", "0", m_e2e.File("device.bin")}).iStatus, 0);
+    ASSERT_EQ(m_e2e.FruArea(0), sDevice);
+    ASSERT_GT(TypicalServerFru().size(), sShort.size() + 32);
+
+    // Every write from the third on refused, the undo's too: the printed
+    // command puts all the bytes back.
+    m_e2e.Bmc().Knob("fail=0a:12:3:c1:0");
+    const CommandResult failed = DownloadFru(TypicalServerFru());
+    m_e2e.Bmc().Knob("nofaults");
+    EXPECT_TRUE(Contains(failed.sErr, "FRU device 0x00 could not be put back as it was before this run.\n"))
+        << failed.sErr;
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    EXPECT_TRUE(Contains(Name(m_e2e.SavedCopies()[0]), "-fru0-")) << m_e2e.SavedCopies()[0];
+    EXPECT_TRUE(Contains(Name(m_e2e.SavedCopies()[0]), "-raw.bin")) << m_e2e.SavedCopies()[0];
+    EXPECT_NE(m_e2e.FruArea(0), sDevice);
+    const CommandResult restore = m_e2e.RunPrintedRestoreCommand(failed);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sOut << restore.sErr;
+    EXPECT_EQ(m_e2e.FruArea(0), sDevice);
+
+    // Killed half-way: the copy on disk puts all the bytes back.
+    const StandInIpmitool ipmitool = Interrupting("0x0a 0x12", 4, "K");
+    m_e2e.Write("in.fru", TypicalServerFru());
+    const CommandResult killed = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.fru", "fruID=0"});
+    ipmitool.WaitUntilIdle();
+    EXPECT_EQ(killed.iStatus, 128 + 9);
+    EXPECT_NE(m_e2e.FruArea(0), sDevice);
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 2u);
+    const std::string sCopy = m_e2e.SavedCopies()[1];
+    EXPECT_EQ(m_e2e.Read(Relative(sCopy)), sDevice.substr(0, m_e2e.Read(Relative(sCopy)).size()));
+    ASSERT_GE(m_e2e.Read(Relative(sCopy)).size(), TypicalServerFru().size());
+    ASSERT_EQ(m_e2e.Bmc().Ipmitool({"fru", "write", "0", sCopy}).iStatus, 0);
+    EXPECT_EQ(m_e2e.FruArea(0), sDevice);
 }
 
 }  // namespace
