@@ -21,6 +21,7 @@
 #include "bmc/ipmi_command.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_tokens.h"
+#include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_writer.h"
 
 namespace {
@@ -212,7 +213,7 @@ bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
 
 // The bytes as a new copy file, on disk (file and folder synced) before
 // any change is made; its path, or "" after the warning that names why.
-std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const char* pchSuffix,
+std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const std::string& sSuffix,
                       const std::string& sBytes)
 {
     std::string sFolder;
@@ -222,7 +223,7 @@ std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const 
     }
     const std::string sPrefix = TargetName() + "-" + sKind + "-";
     std::string sName;
-    const int iFd = CreateCopyFile(iFolder, sPrefix, pchSuffix, &sName);
+    const int iFd = CreateCopyFile(iFolder, sPrefix, sSuffix, &sName);
     bool bWritten = iFd >= 0 && WriteAll(iFd, reinterpret_cast<const unsigned char*>(sBytes.data()), sBytes.size()) &&
                     fsync(iFd) == 0;
     int iError = errno;
@@ -354,47 +355,65 @@ std::string DefaultCopyFolder()
     return std::string(pchHome != nullptr && pchHome[0] != '\0' ? pchHome : ".") + "/.local/state/valdrn/backups";
 }
 
-std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial, bool* pbCannotHold)
+namespace {
+
+// The records as an SDR text file, when that holds every one of them as it
+// is (types and lengths VALDRN knows, ID strings a line can carry); false
+// otherwise.
+bool AsSDRText(const std::vector<SDRRecordBytes>& asRecords, std::string* psText)
 {
-    const char* const pchWhat = "the SDR repository";
-    // The records read whole, in a list of their own: the writer's checks
-    // must not touch the list the restore adds from.
-    std::vector<SDREntry> aSlots(static_cast<size_t>(u16Count) + 1);
+    std::vector<SDREntry> aSlots(asRecords.size() + 1);
     MarkSDRSlotsFree(aSlots.data(), static_cast<unsigned int>(aSlots.size()));
-    unsigned int uKept = 0;
-    for (unsigned int i = 0; i < u16Count && i < list.uSlotCount; ++i) {
-        const SDREntry& entry = list.psSlots[i];
-        if (IsSDRSlotOccupied(entry) && entry.u8Cursor >= entry.u8RecordLength) {
-            aSlots[uKept++] = entry;
+    for (size_t i = 0; i < asRecords.size(); ++i) {
+        const SDRRecordBytes& sRecord = asRecords[i];
+        if (sRecord.size() > SDR_RECORD_DATA_SIZE || SDRRecordTotalLength(sRecord) != sRecord.size()) {
+            return false;
         }
+        SDREntry& entry = aSlots[i];
+        std::memcpy(entry.au8RecordData, sRecord.data(), sRecord.size());
+        entry.u16RecordID = ParseByIndex(entry.au8RecordData, 0, 2);
+        entry.u8RecordType = entry.au8RecordData[3];
+        entry.u8RecordLength = static_cast<unsigned char>(sRecord.size());
     }
-    // Made in memory: a full disk meets the copy's own write, never the
-    // dialogue of a file the user asked for.
-    std::string sText;
+    char* pchText = nullptr;
+    size_t uSize = 0;
+    FILE* pText = open_memstream(&pchText, &uSize);
+    if (pText == nullptr) {
+        return false;
+    }
     int iWritten = 0;
     {
-        char* pchText = nullptr;
-        size_t uSize = 0;
-        FILE* pText = open_memstream(&pchText, &uSize);
-        if (pText != nullptr) {
-            // The writer's own lines (its refusals) are not for the user
-            // here: what matters is whether the copy can be written.
-            SilencedOutput silenced;
-            iWritten = WriteSDRListToStream(pText, "copy", {aSlots.data(), uKept + 1}, FILE_ENCODING_ASCII);
-        }
-        sText.assign(pchText != nullptr ? pchText : "", pchText != nullptr ? uSize : 0);
-        std::free(pchText);
+        // The writer's refusals are not for the user here: the exact copy
+        // takes over.
+        SilencedOutput silenced;
+        iWritten = WriteSDRListToStream(pText, "copy", {aSlots.data(), static_cast<unsigned int>(aSlots.size())},
+                                        FILE_ENCODING_ASCII);
     }
-    if (iWritten != 1 || uKept == 0) {
+    psText->assign(pchText != nullptr ? pchText : "", pchText != nullptr ? uSize : 0);
+    std::free(pchText);
+    return iWritten == 1;
+}
+
+}  // namespace
+
+std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial)
+{
+    const char* const pchWhat = "the SDR repository";
+    if (asRecords.empty()) {
         // An empty file is no copy: -d refuses it.
-        if (pbCannotHold != nullptr) {
-            *pbCannotHold = true;
-        }
-        Warn(pchWhat, SavedCopyFolder(),
-             uKept == 0 ? "no record could be read" : "its records cannot be written as an SDR text file");
+        Warn(pchWhat, SavedCopyFolder(), "no record could be read");
         return "";
     }
-    const std::string sPath = WriteCopy(pchWhat, "sdr", bPartial ? "-partial.sdr" : ".sdr", sText);
+    // Made in memory: a full disk meets the copy's own write, never the
+    // dialogue of a file the user asked for. SDR text where it holds every
+    // record as it is; else the exact copy, which -d puts back as it is.
+    std::string sBytes;
+    const bool bText = AsSDRText(asRecords, &sBytes);
+    if (!bText) {
+        sBytes = ExactSDRCopyBytes(asRecords);
+    }
+    const std::string sPath =
+        WriteCopy(pchWhat, "sdr", std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
     return sPath.empty() ? "" : Saved(sPath);
 }
 

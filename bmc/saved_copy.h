@@ -18,7 +18,10 @@
 
 #include <string>
 
+#include <vector>
+
 #include "base/sdr_entry.h"
+#include "sdr/sdr_exact_copy.h"
 
 // How the program was started (argv[0]): the restore command names it so.
 void SetRestoreProgramName(const char* pchArgv0);
@@ -30,11 +33,11 @@ std::string DefaultCopyFolder();
 // host, or this machine's host name in-band.
 std::string TargetName();
 
-// The list's first u16Count records as an SDR text file that -d reads back;
-// "partial" in the name when the read of the repository did not complete.
-// The path, or "" after the warning; *pbCannotHold (when given) is set when
-// the records themselves cannot be written so.
-std::string SaveRepositoryCopy(SDRList list, unsigned short u16Count, bool bPartial, bool* pbCannotHold = nullptr);
+// The repository's records as -d puts them back: an SDR text file when
+// that holds every record as it is, else the exact copy (SDR binary format
+// 2 marked as such, ".bin"); "partial" in the name when the read of the
+// repository did not complete. The path, or "" after the warning.
+std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial);
 
 // A FRU device's bytes: as an image file -d puts back (bIsImage), or as all
 // the bytes read ("raw"), which ipmitool's "fru write" puts back.

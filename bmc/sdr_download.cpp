@@ -1,7 +1,6 @@
 #include "bmc/sdr_download.h"
 
 #include <unistd.h>
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,31 +23,24 @@ namespace {
 constexpr int BACKUP_READS = 3;
 constexpr unsigned int BACKUP_PAUSE_MS = 1000;
 
-// The repository's records into the repository list; true when complete.
-bool BackUpRepository(unsigned short u16Expected, unsigned short* pu16BackupCount)
+// The repository's records as the BMC holds them, byte for byte, into
+// *pasBackup; true when complete. Incomplete, *pasBackup keeps the most
+// records any read got whole.
+bool BackUpRepository(unsigned short u16Expected, std::vector<SDRRecordBytes>* pasBackup)
 {
     std::puts("Backup data from SDR Repository. ");
     std::puts("The back-up data will restore the SDR Repository if downloading is failed. ");
-    // A read again goes into a list of its own: should it fail sooner, the
-    // records the first read got whole stay for a partial copy.
-    std::vector<SDREntry> aAgain;
+    pasBackup->clear();
     for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
-        if (iRead == 2) {
-            aAgain.resize(SDR_LIST_SLOT_COUNT);
-            MarkSDRSlotsFree(aAgain.data(), SDR_LIST_SLOT_COUNT);
+        unsigned short u16Count = u16Expected;
+        std::vector<SDRRecordBytes> asRead;
+        const int iResult = ReadRepositoryRecords(&u16Count, &asRead, "backup");
+        if (iResult == SDR_RECORD_READ || asRead.size() > pasBackup->size()) {
+            *pasBackup = asRead;
         }
-        SDREntry* psInto = iRead == 1 ? G_psRepositorySDREntryList : aAgain.data();
-        *pu16BackupCount = u16Expected;
-        const int iResult = UploadSDRHandler(pu16BackupCount, psInto, "backup");
         if (iResult == SDR_RECORD_READ) {
-            if (psInto != G_psRepositorySDREntryList) {
-                std::copy(psInto, psInto + *pu16BackupCount + 1, G_psRepositorySDREntryList);
-            }
             std::puts("Backup data from SDR Repository Successful. \n");
             return true;
-        }
-        if (iResult == SDR_RECORD_LEFT_OUT) {
-            break;  // reading again cannot make the record shorter
         }
         if (iRead < BACKUP_READS) {
             usleep(BACKUP_PAUSE_MS * 1000 * static_cast<unsigned int>(iRead));
@@ -76,11 +68,11 @@ bool GoOnWithoutWholeBackup()
 }
 
 // True when the repository holds the backup again.
-bool RestoreRepository(unsigned short u16BackupCount)
+bool RestoreRepository(const std::vector<SDRRecordBytes>& asBackup)
 {
     std::puts("Restore SDR Repository. ");
-    std::printf("There are %Xh SDR records to restore! \n", u16BackupCount);
-    if (DownloadSDRHandler(u16BackupCount, G_psRepositorySDREntryList, "restore") != CMD_FAILED) {
+    std::printf("There are %Xh SDR records to restore! \n", static_cast<unsigned int>(asBackup.size()));
+    if (AddRepositoryRecords(asBackup, "restore") != CMD_FAILED) {
         std::puts("Restore SDR Repository Successful. ");
         return true;
     }
@@ -96,62 +88,74 @@ void EraseWhatWasAdded()
     ToClearSDR();
 }
 
-// The repository read back (quietly) and compared with the file's records.
-bool RepositoryHoldsTheFile(unsigned short u16Count)
+// The records without their IDs, which the BMC chooses.
+std::vector<SDRRecordBytes> WithoutIds(std::vector<SDRRecordBytes> asRecords)
 {
-    std::vector<SDREntry> aRead(SDR_LIST_SLOT_COUNT);
-    MarkSDRSlotsFree(aRead.data(), SDR_LIST_SLOT_COUNT);
+    for (SDRRecordBytes& sRecord : asRecords) {
+        sRecord.erase(0, sRecord.size() < 2 ? sRecord.size() : 2);
+    }
+    return asRecords;
+}
+
+// The repository read back (quietly) and compared with the records written,
+// record IDs aside.
+bool RepositoryHolds(const std::vector<SDRRecordBytes>& asWritten)
+{
     SilencedOutput silenced;
     SuppressedTrace quiet;
     SDRRepositoryInfo info = {};
-    unsigned short u16Read = 0;
     if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
         return false;
     }
-    u16Read = info.u16RecordCount;
-    return UploadSDRHandler(&u16Read, aRead.data(), "upload") == SDR_RECORD_READ &&
-           CompareSDRLists(LocalSDRList(), u16Count, {aRead.data(), SDR_LIST_SLOT_COUNT}, u16Read) == 1;
+    unsigned short u16Read = info.u16RecordCount;
+    std::vector<SDRRecordBytes> asRead;
+    return u16Read == asWritten.size() && ReadRepositoryRecords(&u16Read, &asRead, "upload") == SDR_RECORD_READ &&
+           WithoutIds(asRead) == WithoutIds(asWritten);
 }
 
-}  // namespace
+std::vector<SDRRecordBytes> RecordsOfList(const SDREntry* psList, unsigned short u16Count)
+{
+    std::vector<SDRRecordBytes> asRecords;
+    for (unsigned int i = 0; i < u16Count; ++i) {
+        asRecords.emplace_back(reinterpret_cast<const char*>(psList[i].au8RecordData), psList[i].u8RecordLength);
+    }
+    return asRecords;
+}
 
-bool DoSDRAddToBMC(unsigned short u16Count)
+// The download with its backup and restore, whatever holds the records:
+// uCount of them, u16Required bytes; add() erases the repository and adds
+// them, written() gives them as they were to be written.
+template <class Add, class Written>
+bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written written)
 {
     SDRRepositoryInfo info = {};
     if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_DOWNLOAD) != 0) {
         return false;
     }
-    const unsigned short u16Required = GetRequiredSDRSize(u16Count);
     const bool bBackupWanted = info.u16RecordCount != 0;
     // A notice only: the free space is the one before the erase.
     if (bBackupWanted && info.u16FreeSpace < u16Required) {
         std::printf("Lack of space in the SDR Repository, required=%d, free space=%d. \n", u16Required,
                     info.u16FreeSpace);
     }
-    unsigned short u16BackupCount = info.u16RecordCount;
-    const bool bBackedUp = bBackupWanted && BackUpRepository(info.u16RecordCount, &u16BackupCount);
+    std::vector<SDRRecordBytes> asBackup;
+    const bool bBackedUp = bBackupWanted && BackUpRepository(info.u16RecordCount, &asBackup);
     // A signal before the erase: nothing was changed, nothing to restore.
     if (StopForInterruption("download") || (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
         return false;
     }
-    // On disk before the erase: what could be read, whole or not. Records
-    // the copy cannot hold would be lost with a run that dies: no erase.
-    bool bCannotHold = false;
-    const std::string sCopy =
-        bBackupWanted ? SaveRepositoryCopy(RepositorySDRList(), info.u16RecordCount, !bBackedUp, &bCannotHold)
-                      : std::string();
-    if (bBackedUp && bCannotHold && !GoOnWithoutWholeBackup()) {
-        return false;
-    }
-    std::printf("There are %Xh SDR records to download! \n", u16Count);
-    const int iResult = DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download");
+    // On disk before the erase: what could be read, whole or not.
+    const std::string sCopy = bBackupWanted ? SaveRepositoryCopy(asBackup, !bBackedUp) : std::string();
+
+    std::printf("There are %Xh SDR records to download! \n", uCount);
+    const int iResult = add();
     DebugMessage("Download finished --- eState = %d \n", iResult);
     // Another agent cancelled a reservation half-way: it may have written
     // too. Success only when the repository holds the file.
     const bool bDownloaded =
-        iResult != CMD_FAILED && (ReservationsCancelledWhileAdding() == 0 || RepositoryHoldsTheFile(u16Count));
+        iResult != CMD_FAILED && (ReservationsCancelledWhileAdding() == 0 || RepositoryHolds(written()));
     if (bDownloaded) {
-        std::printf("Download SDR data Successful. (%Xh SDR records downloaded!) \n", u16Count);
+        std::printf("Download SDR data Successful. (%Xh SDR records downloaded!) \n", uCount);
         std::printf("Run Initialization Agent Command... ");
         std::fflush(stdout);
         std::puts(RunInitializationAgentCommand() == SDR_INIT_AGENT_COMPLETED ? "Completed! " : "Failed! ");
@@ -160,8 +164,29 @@ bool DoSDRAddToBMC(unsigned short u16Count)
     std::fputs("Failure to download SDR data!\n\n", stderr);
     if (!bBackupWanted) {
         EraseWhatWasAdded();
-    } else if (!bBackedUp || !RestoreRepository(u16BackupCount)) {
+    } else if (!bBackedUp || !RestoreRepository(asBackup)) {
         AdviseSavedCopy(sCopy);
     }
     return false;
+}
+
+}  // namespace
+
+bool DoSDRAddToBMC(unsigned short u16Count)
+{
+    return AddToBMC(
+        u16Count, GetRequiredSDRSize(u16Count),
+        [&] { return DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download"); },
+        [&] { return RecordsOfList(G_psLocalSDREntryList, u16Count); });
+}
+
+bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords)
+{
+    unsigned int uRequired = 0;
+    for (const SDRRecordBytes& sRecord : asRecords) {
+        uRequired += static_cast<unsigned int>(sRecord.size());
+    }
+    return AddToBMC(
+        static_cast<unsigned int>(asRecords.size()), static_cast<unsigned short>(uRequired),
+        [&] { return AddRepositoryRecords(asRecords, "download"); }, [&] { return asRecords; });
 }

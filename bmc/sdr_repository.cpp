@@ -13,6 +13,10 @@
 namespace {
 
 constexpr unsigned int CHUNK_SIZE = 16;
+// A Partial Add request: reservation, record ID, offset, progress, then
+// the data; the request buffer leaves room for 26 data bytes.
+constexpr unsigned int PARTIAL_ADD_HEADER = 6;
+constexpr unsigned int PARTIAL_ADD_DATA_ROOM = IPMI_REQUEST_DATA_SIZE - PARTIAL_ADD_HEADER;
 constexpr unsigned char ERASE_INITIATE = 0xAA;
 constexpr unsigned char ERASE_STATUS = 0x00;
 constexpr unsigned int PLEASE_WAIT_POLL = 3000;
@@ -112,12 +116,18 @@ int ReserveSDRCommand(unsigned short* pu16ReservationID)
 
 namespace {
 
-int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                SDREntry* psEntry, const char* pchVerb, eCancelHandling eCancel)
+bool IsBackup(const char* pchVerb)
 {
-    const unsigned int uOffset = psEntry->u8Cursor;
-    const unsigned int uReadSize =
-        uOffset + CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE;
+    return std::strcmp(pchVerb, "backup") == 0;
+}
+
+// One Get SDR: uReadSize bytes of the record at uOffset into pu8Into, the
+// next record's ID into *pu16NextRecordID. SDR_RECORD_READ_IN_PART when
+// read; CMD_FAILED (reported) or SDR_RESERVATION_CANCELLED otherwise.
+int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned int uOffset,
+                unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into, const char* pchVerb,
+                eCancelHandling eCancel)
+{
     DebugMessage("\n=> CMD_GET_SDR --- ReserveID=%04X, RequestRecordID=%04X, Offset=%02X, ReadSize=%02X ",
                  u16ReservationID, u16RecordID, uOffset, uReadSize);
     IPMICommandRecord record = NewCommandRecord();
@@ -130,7 +140,7 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
             return SDR_RESERVATION_CANCELLED;
         }
         // A failed backup is only a warning: a milder line.
-        if (std::strcmp(pchVerb, "backup") == 0) {
+        if (IsBackup(pchVerb)) {
             std::fputs("Executing IPMI command failed because of: Failure to get data from SDR repository.\n", stderr);
         } else {
             std::fputs("<ERROR> Error in executing IPMI command because of: Failure to get data from SDR repository.\n",
@@ -140,22 +150,45 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
         return CMD_FAILED;
     }
     *pu16NextRecordID = ParseByIndex(record.au8ResponseData, 0, 2);
-    std::memcpy(psEntry->au8RecordData + uOffset, record.au8ResponseData + 2, uReadSize);
+    std::memcpy(pu8Into, record.au8ResponseData + 2, uReadSize);
+    return SDR_RECORD_READ_IN_PART;
+}
+
+// The header just read: traced, and the progress line printed. Its total
+// length, never wrapped.
+unsigned int AnnounceRecord(const unsigned char* pu8Header, const char* pchVerb)
+{
+    const unsigned short u16RecordID = ParseByIndex(pu8Header, 0, 2);
+    const unsigned int uLength = pu8Header[SDR_HEADER_BODY_LENGTH] + SDR_HEADER_LENGTH;
+    DebugMessage("   Response Record ID=%04X, Type=%02Xh, Length=0x%2X\n", u16RecordID, pu8Header[SDR_HEADER_TYPE],
+                 uLength);
+    std::printf("    Start to %s SDR record ID %04Xh, type %Xh ... \n", pchVerb, u16RecordID,
+                pu8Header[SDR_HEADER_TYPE]);
+    return uLength;
+}
+
+int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+                SDREntry* psEntry, const char* pchVerb, eCancelHandling eCancel)
+{
+    const unsigned int uOffset = psEntry->u8Cursor;
+    const unsigned int uReadSize =
+        uOffset + CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE;
+    const int iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
+                                    psEntry->au8RecordData + uOffset, pchVerb, eCancel);
+    if (iResult != SDR_RECORD_READ_IN_PART) {
+        return iResult;
+    }
     if (uOffset == 0) {
         psEntry->u16RecordID = ParseByIndex(psEntry->au8RecordData, 0, 2);
         psEntry->u8RecordType = psEntry->au8RecordData[SDR_HEADER_TYPE];
         // Counted in full: a body of 251 bytes or more must not wrap to a
         // header-only record.
-        const unsigned int uLength = psEntry->au8RecordData[SDR_HEADER_BODY_LENGTH] + SDR_HEADER_LENGTH;
+        const unsigned int uLength = AnnounceRecord(psEntry->au8RecordData, pchVerb);
         psEntry->u8RecordLength = static_cast<unsigned char>(uLength);
-        DebugMessage("   Response Record ID=%04X, Type=%02Xh, Length=0x%2X\n", psEntry->u16RecordID,
-                     psEntry->u8RecordType, uLength);
-        std::printf("    Start to %s SDR record ID %04Xh, type %Xh ... \n", pchVerb, psEntry->u16RecordID,
-                    psEntry->u8RecordType);
         // No SDR is longer than 64 bytes; a list slot holds 101. A backup
         // reads on past such a record, so that its copy keeps the others.
         if (uLength > SDR_RECORD_DATA_SIZE) {
-            const bool bBackup = std::strcmp(pchVerb, "backup") == 0;
+            const bool bBackup = IsBackup(pchVerb);
             std::fprintf(stderr, "%s SDR record %04Xh is %u bytes long; the most a record can be is %u%s\n",
                          bBackup ? "Warning:" : "<ERROR>", psEntry->u16RecordID, uLength, SDR_RECORD_DATA_SIZE,
                          bBackup ? ": the backup and its saved copy leave it out." : ".");
@@ -166,27 +199,88 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
     return psEntry->u8Cursor < psEntry->u8RecordLength ? SDR_RECORD_READ_IN_PART : SDR_RECORD_READ;
 }
 
-// One record, from its header on, under a reservation of its own; read
-// again from the start under a new one when another agent cancels it.
-int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, const char* pchVerb)
+// One record read whole as the BMC holds it, any length: its header, then
+// 16-byte chunks (an offset is one byte; a body of 255 bytes still ends
+// within reach).
+int GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+                 SDRRecordBytes* psRecord, const char* pchVerb, eCancelHandling eCancel)
+{
+    unsigned char au8Header[SDR_HEADER_LENGTH] = {};
+    int iResult = GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header,
+                              pchVerb, eCancel);
+    if (iResult != SDR_RECORD_READ_IN_PART) {
+        return iResult;
+    }
+    const unsigned int uLength = AnnounceRecord(au8Header, pchVerb);
+    psRecord->assign(reinterpret_cast<const char*>(au8Header), SDR_HEADER_LENGTH);
+    psRecord->resize(uLength);
+    for (unsigned int uOffset = SDR_HEADER_LENGTH; uOffset < uLength; uOffset += CHUNK_SIZE) {
+        const unsigned int uReadSize = uLength - uOffset < CHUNK_SIZE ? uLength - uOffset : CHUNK_SIZE;
+        iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
+                              reinterpret_cast<unsigned char*>(&(*psRecord)[uOffset]), pchVerb, eCancel);
+        if (iResult != SDR_RECORD_READ_IN_PART) {
+            return iResult;
+        }
+    }
+    return SDR_RECORD_READ;
+}
+
+// Work under a reservation of its own, done again from its start under a
+// new one when another agent cancels it (a few times); the work gets the
+// reservation, how to handle a cancellation, and which try it is.
+template <class Work>
+int UnderFreshReservation(Work work)
 {
     for (int iTry = 0;; ++iTry) {
         unsigned short u16Reservation = 0;
         if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
             return CMD_FAILED;
         }
-        psEntry->u8Cursor = 0;
-        psEntry->u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
-        int iResult = CMD_FAILED;
-        do {
-            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, pchVerb,
-                                  CancelHandlingForTry(iTry));
-        } while (iResult == SDR_RECORD_READ_IN_PART);
+        const int iResult = work(u16Reservation, CancelHandlingForTry(iTry), iTry);
         if (iResult != SDR_RESERVATION_CANCELLED) {
             return iResult;
         }
         PauseAfterCancelledReservation();
     }
+}
+
+// One record into a list slot, from its header on.
+int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, const char* pchVerb)
+{
+    return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
+        psEntry->u8Cursor = 0;
+        psEntry->u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
+        int iResult = CMD_FAILED;
+        do {
+            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, pchVerb, eCancel);
+        } while (iResult == SDR_RECORD_READ_IN_PART);
+        return iResult;
+    });
+}
+
+// One record as the BMC holds it, any length.
+int ReadOneRawRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord,
+                     const char* pchVerb)
+{
+    return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
+        return GetRawRecord(u16Reservation, u16RecordID, pu16NextRecordID, psRecord, pchVerb, eCancel);
+    });
+}
+
+// The number of records read must be the one expected: the count checks
+// of an upload. True when it is (then stored).
+bool CountsAgree(unsigned int uRead, unsigned short* pu16Count)
+{
+    if (uRead > SDR_MAX_RECORD_COUNT) {
+        std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", 0xFFFF);
+        return false;
+    }
+    if (uRead != *pu16Count) {
+        std::fprintf(stderr, "SDR Record: needs %Xh, Got %Xh. \n", *pu16Count, uRead);
+        return false;
+    }
+    *pu16Count = static_cast<unsigned short>(uRead);
+    return true;
 }
 
 }  // namespace
@@ -234,17 +328,29 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
     if (uLeftOut != 0) {
         return SDR_RECORD_LEFT_OUT;
     }
-    const unsigned int uRead = uSlot + 1;
-    if (uRead > SDR_MAX_RECORD_COUNT) {
-        std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", 0xFFFF);
-        return CMD_FAILED;
+    return CountsAgree(uSlot + 1, pu16Count) ? iResult : CMD_FAILED;
+}
+
+int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, const char* pchVerb)
+{
+    pasRecords->clear();
+    unsigned short u16RecordID = 0x0000;
+    unsigned short u16NextRecordID = 0x0000;
+    // A chain of record IDs that never ends stops where a list would.
+    while (pasRecords->size() < SDR_LIST_SLOT_COUNT) {
+        pasRecords->emplace_back();
+        if (ReadOneRawRecord(u16RecordID, &u16NextRecordID, &pasRecords->back(), pchVerb) == CMD_FAILED) {
+            pasRecords->pop_back();
+            return CMD_FAILED;
+        }
+        if (u16NextRecordID == 0xFFFF) {
+            break;
+        }
+        DebugMessage("\n\n*** Get Next SDR Record ***\n");
+        u16RecordID = u16NextRecordID;
     }
-    if (uRead != *pu16Count) {
-        std::fprintf(stderr, "SDR Record: needs %Xh, Got %Xh. \n", *pu16Count, uRead);
-        return CMD_FAILED;
-    }
-    *pu16Count = static_cast<unsigned short>(uRead);
-    return iResult;
+    DebugMessage("\n\n### No More SDR Records Available ###\n\n");
+    return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? SDR_RECORD_READ : CMD_FAILED;
 }
 
 bool DoSDRGetFromBMC(unsigned short* pu16Count)
@@ -282,16 +388,10 @@ int ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8Action, eCa
 // another agent cancels it before the erase begins.
 int InitiateErase(unsigned short* pu16Reservation)
 {
-    for (int iTry = 0;; ++iTry) {
-        if (ReserveSDRCommand(pu16Reservation) == CMD_FAILED) {
-            return CMD_FAILED;
-        }
-        const int iResult = ClearSDRRequest(*pu16Reservation, ERASE_INITIATE, CancelHandlingForTry(iTry));
-        if (iResult != SDR_RESERVATION_CANCELLED) {
-            return iResult;
-        }
-        PauseAfterCancelledReservation();
-    }
+    return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
+        *pu16Reservation = u16Reservation;
+        return ClearSDRRequest(u16Reservation, ERASE_INITIATE, eCancel);
+    });
 }
 
 }  // namespace
@@ -335,26 +435,24 @@ int ToClearSDR()
 
 namespace {
 
-int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
+// One Partial Add at uOffset of the record that the BMC has named
+// *pu16RecordID so far (0: a new record): uWindow bytes from pu8Window go
+// into the request's data field, uSend of them are sent.
+int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordID, unsigned int uOffset,
+                    const unsigned char* pu8Window, unsigned int uWindow, unsigned int uSend, bool bLast,
+                    eCancelHandling eCancel)
 {
     DebugMessage("   PartialAddCommand ReserveID=%X, RecordSDRID=%X, DataOffset = %X\n", u16ReservationID,
-                 psEntry->u16RecordID, psEntry->u8Cursor);
-    const unsigned int uOffset = psEntry->u8Cursor;
-    const bool bLast = uOffset + CHUNK_SIZE >= psEntry->u8RecordLength;
+                 *pu16RecordID, uOffset);
     IPMICommandRecord record = NewCommandRecord();
     PutWord(record, u16ReservationID);
-    PutWord(record, psEntry->u16RecordID);
+    PutWord(record, *pu16RecordID);
     record.au8RequestData[4] = static_cast<unsigned char>(uOffset);
     record.au8RequestData[5] = bLast ? 1 : 0;
-    // Always 16 bytes in the request; its length decides how many are sent.
-    const unsigned int uCopy =
-        uOffset < SDR_RECORD_DATA_SIZE
-            ? (SDR_RECORD_DATA_SIZE - uOffset < CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : CHUNK_SIZE)
-            : 0;
-    std::memcpy(record.au8RequestData + 6, psEntry->au8RecordData + uOffset, uCopy);
-    record.u8RequestLength = static_cast<unsigned char>(bLast ? psEntry->u8RecordLength - uOffset + 6 : CHUNK_SIZE + 6);
+    std::memcpy(record.au8RequestData + PARTIAL_ADD_HEADER, pu8Window, uWindow);
+    record.u8RequestLength = static_cast<unsigned char>(uSend + PARTIAL_ADD_HEADER);
     DebugMessage("   RecordData\n");
-    DebugPrintArray(record.au8RequestData, CHUNK_SIZE + 6);
+    DebugPrintArray(record.au8RequestData, (uSend > CHUNK_SIZE ? uSend : CHUNK_SIZE) + PARTIAL_ADD_HEADER);
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, &record)) {
         if (Cancelled(record, eCancel)) {
@@ -364,9 +462,22 @@ int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelH
         return CMD_FAILED;
     }
     // Later chunks of the record name the ID the BMC gave it.
-    psEntry->u16RecordID = ParseByIndex(record.au8ResponseData, 0, 2);
-    DebugMessage("   SDRRecordID=%d\n", psEntry->u16RecordID);
+    *pu16RecordID = ParseByIndex(record.au8ResponseData, 0, 2);
+    DebugMessage("   SDRRecordID=%d\n", *pu16RecordID);
     return bLast ? SDR_PARTIAL_ADD_LAST : SDR_PARTIAL_ADD_MORE;
+}
+
+int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
+{
+    const unsigned int uOffset = psEntry->u8Cursor;
+    const bool bLast = uOffset + CHUNK_SIZE >= psEntry->u8RecordLength;
+    // Always 16 bytes in the request; its length decides how many are sent.
+    const unsigned int uCopy =
+        uOffset < SDR_RECORD_DATA_SIZE
+            ? (SDR_RECORD_DATA_SIZE - uOffset < CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : CHUNK_SIZE)
+            : 0;
+    return PartialAddBytes(u16ReservationID, &psEntry->u16RecordID, uOffset, psEntry->au8RecordData + uOffset, uCopy,
+                           bLast ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE, bLast, eCancel);
 }
 
 // Every chunk of one record under the reservation: SDR_PARTIAL_ADD_LAST
@@ -387,26 +498,69 @@ int AddRecordChunks(unsigned short u16Reservation, SDREntry* psEntry, eCancelHan
     return iResult;
 }
 
+// A record as the BMC held it, any length, in 16-byte chunks; an offset
+// is one byte, so a chunk that would start past 255 goes with the last
+// one (up to 20 bytes: the data field holds 26).
+int AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRecord, eCancelHandling eCancel)
+{
+    const auto* pu8Bytes = reinterpret_cast<const unsigned char*>(sRecord.data());
+    const auto uLength = static_cast<unsigned int>(sRecord.size());
+    unsigned short u16RecordID = 0;  // a new record
+    int iResult = CMD_FAILED;
+    for (unsigned int uOffset = 0; uOffset < uLength; uOffset += CHUNK_SIZE) {
+        const unsigned int uLeft = uLength - uOffset;
+        const bool bLast = uLeft <= CHUNK_SIZE || uOffset + CHUNK_SIZE > 0xFF;
+        iResult = PartialAddBytes(u16Reservation, &u16RecordID, uOffset, pu8Bytes + uOffset,
+                                  uLeft < PARTIAL_ADD_DATA_ROOM ? uLeft : PARTIAL_ADD_DATA_ROOM,
+                                  bLast ? uLeft : CHUNK_SIZE, bLast, eCancel);
+        if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED || bLast) {
+            return iResult;
+        }
+    }
+    return iResult;
+}
+
 // One record under a reservation of its own; added again from its first
 // byte under a new one when another agent cancels it (the BMC drops a
-// record whose partial add did not end).
-int AddOneRecord(unsigned int uSlot, SDREntry* psEntry, const char* pchVerb)
+// record whose partial add did not end). addChunks(reservation, handling)
+// adds it.
+template <class AddChunks>
+int AddOneRecord(unsigned int uSlot, const char* pchVerb, AddChunks addChunks)
 {
-    for (int iTry = 0;; ++iTry) {
-        unsigned short u16Reservation = 0;
-        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
-            return CMD_FAILED;
-        }
+    return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int iTry) {
         if (iTry == 0) {
             std::printf("    Start to %s #%2Xh SDR record  ... \n", pchVerb, uSlot);
         }
-        const int iResult = AddRecordChunks(u16Reservation, psEntry, CancelHandlingForTry(iTry));
-        if (iResult != SDR_RESERVATION_CANCELLED) {
-            return iResult;
+        const int iResult = addChunks(u16Reservation, eCancel);
+        if (iResult == SDR_RESERVATION_CANCELLED) {
+            ++S_uCancelledWhileAdding;
         }
-        ++S_uCancelledWhileAdding;
-        PauseAfterCancelledReservation();
+        return iResult;
+    });
+}
+
+// Erases the repository, then adds records 0 to uCount - 1 with
+// addOne(slot); a signal stops a download between records, a restore
+// runs to its end.
+template <class AddOne>
+int EraseThenAdd(unsigned int uCount, const char* pchVerb, AddOne addOne)
+{
+    const bool bMayStop = std::strcmp(pchVerb, "download") == 0;
+    if ((bMayStop && StopForInterruption(pchVerb)) || ToClearSDR() == CMD_FAILED) {
+        return CMD_FAILED;
     }
+    S_uCancelledWhileAdding = 0;
+    int iResult = CMD_FAILED;
+    for (unsigned int uSlot = 0; uSlot < uCount; ++uSlot) {
+        if (bMayStop && StopForInterruption(pchVerb)) {
+            return CMD_FAILED;
+        }
+        iResult = addOne(uSlot);
+        if (iResult == CMD_FAILED) {
+            return CMD_FAILED;
+        }
+    }
+    return iResult;
 }
 
 }  // namespace
@@ -423,23 +577,20 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
 
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb)
 {
-    // A signal stops a download between records; a restore runs to its end.
-    const bool bMayStop = std::strcmp(pchVerb, "download") == 0;
-    if ((bMayStop && StopForInterruption(pchVerb)) || ToClearSDR() == CMD_FAILED) {
-        return CMD_FAILED;
-    }
-    S_uCancelledWhileAdding = 0;
-    int iResult = CMD_FAILED;
-    for (unsigned int uSlot = 0; uSlot < u16Count; ++uSlot) {
-        if (bMayStop && StopForInterruption(pchVerb)) {
-            return CMD_FAILED;
-        }
-        iResult = AddOneRecord(uSlot, &psList[uSlot], pchVerb);
-        if (iResult == CMD_FAILED) {
-            return CMD_FAILED;
-        }
-    }
-    return iResult;
+    return EraseThenAdd(u16Count, pchVerb, [&](unsigned int uSlot) {
+        return AddOneRecord(uSlot, pchVerb, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
+            return AddRecordChunks(u16Reservation, &psList[uSlot], eCancel);
+        });
+    });
+}
+
+int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, const char* pchVerb)
+{
+    return EraseThenAdd(static_cast<unsigned int>(asRecords.size()), pchVerb, [&](unsigned int uSlot) {
+        return AddOneRecord(uSlot, pchVerb, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
+            return AddRawRecordChunks(u16Reservation, asRecords[uSlot], eCancel);
+        });
+    });
 }
 
 int RunInitializationAgentCommand()

@@ -4,6 +4,9 @@
 
 #include "bmc/command_results.h"
 #include "bmc/ipmi_command.h"
+#include <vector>
+
+#include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_record.h"
 
 // Upload (mode 1) needs Reserve; download (mode 0) also Partial Add.
@@ -31,6 +34,13 @@ int RunInitializationAgentCommand();
 int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb);
 // Erases the repository, then adds the list's first u16Count records.
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb);
+// The repository's records as the BMC holds them, whatever their type,
+// version or length (a backup that must restore exactly); 9 when as many
+// records were read as *pu16Count says.
+int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, const char* pchVerb);
+// Erases the repository, then adds the records byte for byte (a restore);
+// SDR_PARTIAL_ADD_LAST, or CMD_FAILED.
+int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, const char* pchVerb);
 // How often the last DownloadSDRHandler met a reservation cancelled by
 // another agent, who may have written into the repository meanwhile.
 unsigned int ReservationsCancelledWhileAdding();

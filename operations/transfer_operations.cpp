@@ -1,6 +1,7 @@
 #include "operations/transfer_operations.h"
 
 #include <cstdio>
+#include <vector>
 
 #include "base/interruption.h"
 #include "bmc/fru_inventory.h"
@@ -14,6 +15,7 @@
 #include "fru/fru_text_reader.h"
 #include "fru/fru_text_writer.h"
 #include "operations/bmc_session.h"
+#include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 #include "sdr/sdr_text_writer.h"
 
@@ -37,6 +39,18 @@ bool UserAgreesToReplace()
 
 int DownloadSDR(const char* pchFileName)
 {
+    // A saved copy that holds records no SDR file can: they go back as
+    // they are.
+    std::vector<SDRRecordBytes> asExact;
+    switch (ReadExactSDRCopyFile(pchFileName, &asExact)) {
+    case ExactCopyFile::READ:
+        return DoSDRRecordsAddToBMC(asExact) ? 1 : 0;
+    case ExactCopyFile::DAMAGED:
+        std::fputs("Failure to download SDR data!\n\n", stderr);
+        return 0;
+    case ExactCopyFile::NOT_EXACT_COPY:
+        break;
+    }
     unsigned short u16Records = 0;
     if (!ReadSDRFile(pchFileName, &u16Records)) {
         std::fputs("Failure to download SDR data!\n\n", stderr);

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "base/interface_state.h"
+#include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
@@ -272,19 +273,14 @@ TEST_F(SavedCopyTest, AFolderThatCannotBeMadeGivesOneWarning)
 }
 
 // Only the records read whole are kept, as a text file the reader takes.
-TEST_F(SavedCopyTest, ARepositoryCopyKeepsTheRecordsReadWhole)
+// Records an SDR text file holds as they are: the copy is SDR text, and
+// reads back as the same records.
+TEST_F(SavedCopyTest, ARepositoryCopyOfOrdinaryRecordsIsSdrText)
 {
-    TestSDRList list(8);
-    const std::string sFirst = SdrNamedRecord(1, 0x01, "Fan 1");
-    // As an upload leaves them: the cursor at the end of a record read
-    // whole, short of it where the read stopped.
-    PutRecord(list[0], sFirst);
-    list[0].u8Cursor = list[0].u8RecordLength;
-    PutRecord(list[1], SdrFixedRecord(2, 0x08, 0x10));
-    list[1].u8Cursor = 5;
+    const std::vector<std::string> asRecords = {SdrNamedRecord(1, 0x01, "Fan 1"), SdrFixedRecord(2, 0x08, 0x10)};
     UseLan("10.0.0.5", "admin");
     CapturedOutput output;
-    const std::string sPath = SaveRepositoryCopy(list.View(), 3, true);
+    const std::string sPath = SaveRepositoryCopy(asRecords, true);
     output.Finish();
     EXPECT_EQ(output.Out() + output.Err(), "");
     ASSERT_FALSE(sPath.empty());
@@ -296,16 +292,34 @@ TEST_F(SavedCopyTest, ARepositoryCopyKeepsTheRecordsReadWhole)
     CapturedOutput readOutput;
     ASSERT_EQ(ReadSDRFileToList(sPath.c_str(), readBack.View(), &u16Count), 1);
     readOutput.Finish();
-    ASSERT_EQ(u16Count, 1);
-    EXPECT_EQ(RecordOf(readBack[0]), sFirst);
-    EXPECT_EQ(list[0].u8Cursor, sFirst.size());  // the list itself untouched
+    ASSERT_EQ(u16Count, 2);
+    EXPECT_EQ(RecordOf(readBack[0]), asRecords[0]);
+    EXPECT_EQ(RecordOf(readBack[1]), asRecords[1]);
+}
+
+// One record an SDR text file cannot hold as it is (here 200 bytes): the
+// copy is the exact one, every record byte for byte.
+TEST_F(SavedCopyTest, ARepositoryCopyOfRecordsTextCannotHoldIsExact)
+{
+    const std::vector<std::string> asRecords = {SdrNamedRecord(1, 0x01, "Fan 1"),
+                                                SdrRecord(2, 0xC0, std::string(195, '\x5A')),
+                                                SdrRecord(3, 0xC1, std::string(255, '\x00'))};
+    CapturedOutput output;
+    const std::string sPath = SaveRepositoryCopy(asRecords, false);
+    output.Finish();
+    EXPECT_EQ(output.Out() + output.Err(), "");
+    ASSERT_FALSE(sPath.empty());
+    EXPECT_EQ(sPath.substr(sPath.size() - 4), ".bin");
+    EXPECT_EQ(ReadFile(sPath), ExactSDRCopyBytes(asRecords));
+    std::vector<std::string> asRead;
+    ASSERT_TRUE(ReadExactSDRCopy(ReadFile(sPath), sPath.c_str(), &asRead));
+    EXPECT_EQ(asRead, asRecords);
 }
 
 TEST_F(SavedCopyTest, NoRecordReadWholeIsNoCopy)
 {
-    TestSDRList list(4);
     CapturedOutput output;
-    EXPECT_EQ(SaveRepositoryCopy(list.View(), 2, true), "");
+    EXPECT_EQ(SaveRepositoryCopy({}, true), "");
     output.Finish();
     EXPECT_EQ(output.Err(), "Warning: no copy of the SDR repository could be saved in " + m_dir.File("backups") +
                                 ": no record could be read.\n");
