@@ -206,8 +206,8 @@ int GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, un
                  SDRRecordBytes* psRecord, const char* pchVerb, eCancelHandling eCancel)
 {
     unsigned char au8Header[SDR_HEADER_LENGTH] = {};
-    int iResult = GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header,
-                              pchVerb, eCancel);
+    int iResult =
+        GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header, pchVerb, eCancel);
     if (iResult != SDR_RECORD_READ_IN_PART) {
         return iResult;
     }

@@ -2,9 +2,9 @@
 // the loops that move a whole record list.
 #pragma once
 
+#include <vector>
 #include "bmc/command_results.h"
 #include "bmc/ipmi_command.h"
-#include <vector>
 
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_record.h"

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sdr/sdr_exact_copy.h"
 #include "support/fru_fixtures.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
@@ -62,6 +63,10 @@ void SdrSeeds()
     for (const std::string& sFile : CaseFiles(".bin")) {
         Seed("fuzz_sdr_binary_reader", sFile);
     }
+    std::string sOdd = SdrFixedRecord(9, 0xC1, 0x30);
+    sOdd[2] = '\x02';
+    Seed("fuzz_sdr_exact_copy", ExactSDRCopyBytes(asRecords));
+    Seed("fuzz_sdr_exact_copy", ExactSDRCopyBytes({sOdd, SdrRecord(10, 0xC0, std::string(255, '\x5A'))}));
     // The text reader's input starts with the encoding choice.
     const std::string sText = SdrTextFile(asRecords);
     for (char chEncoding : {'\0', '\1', '\2'}) {

@@ -16,7 +16,7 @@ max_runs=${3:-0}
 shift $(( $# >= 3 ? 3 : $# ))
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(fuzz_sdr_binary_reader fuzz_sdr_text_reader fuzz_fru_text_reader fuzz_fru_validation
+  targets=(fuzz_sdr_binary_reader fuzz_sdr_exact_copy fuzz_sdr_text_reader fuzz_fru_text_reader fuzz_fru_validation
            fuzz_fru_text_writer fuzz_sdr_text_writer fuzz_command_line fuzz_ipmitool_output)
 fi
 

@@ -19,7 +19,7 @@ int TestSDRFile(const char* pchFileName)
     std::vector<SDRRecordBytes> asExact;
     const ExactCopyFile eExact = ReadExactSDRCopyFile(pchFileName, &asExact);
     const int iResult = eExact == ExactCopyFile::NOT_EXACT_COPY ? ReadSDRFile(pchFileName, &u16Records)
-                                                                 : (eExact == ExactCopyFile::READ ? 1 : 0);
+                                                                : (eExact == ExactCopyFile::READ ? 1 : 0);
     if (iResult == 1) {
         std::printf("No error found in SDR file %s! \n \n", pchFileName);
     } else {

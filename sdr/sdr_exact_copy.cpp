@@ -55,8 +55,7 @@ unsigned short Crc(const std::string& sBytes, size_t uFrom, size_t uCount)
 
 bool Refuse(const char* pchPath, const char* pchWhat, unsigned long ulAt)
 {
-    std::fprintf(stderr, "<ERROR> The exact SDR copy %s is damaged: %s (file offset 0x%lX).\n", pchPath, pchWhat,
-                 ulAt);
+    std::fprintf(stderr, "<ERROR> The exact SDR copy %s is damaged: %s (file offset 0x%lX).\n", pchPath, pchWhat, ulAt);
     return false;
 }
 

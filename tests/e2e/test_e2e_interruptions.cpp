@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "e2e/e2e_support.h"
+#include "sdr/sdr_exact_copy.h"
 #include "support/sdr_fixtures.h"
 
 using namespace valdrn_test;
@@ -198,11 +199,12 @@ TEST_F(PeopleCauseIt, IpmitoolGoneHalfWayIsNoSuccess)
     EXPECT_EQ(Held(), WithoutIds(S_asBefore));
 }
 
-// Records the SDR text copy cannot hold (an OEM record of 70 bytes, a
-// type-01 record of 68, types 0x0A and 0xC1, version 0x02, an ID string
-// with a NUL or a line feed or shorter than its type/length byte says):
-// without a copy on disk, nothing is erased. Told to go on, a failed
-// download puts every record back byte for byte.
+// Records an SDR text file cannot hold as they are (an OEM record of 70
+// bytes, one of 255, a type-01 record of 68 bytes, types 0x0A and 0xC1,
+// version 0x02, an ID string with a NUL or a line feed or shorter than its
+// type/length byte says): the backup keeps them byte for byte, the copy is
+// the exact one, and both the run's own restore and the printed command
+// put the repository back as ipmitool reads it, record IDs aside.
 class RecordShapes : public testing::TestWithParam<int> {};
 
 std::string Shape(int iShape)
@@ -225,12 +227,14 @@ std::string Shape(int iShape)
         return SdrRecordWithIdBytes(0x0406, 0x02, 0xC4, std::string("AB\0D", 4));
     case 6:
         return SdrRecordWithIdBytes(0x0407, 0x02, 0xC4, "AB\nD");
-    default:
+    case 7:
         return SdrRecordWithIdBytes(0x0408, 0x02, 0xC6, "ABCD");
+    default:
+        return SdrRecord(0x0409, 0xC0, std::string(250, '\x44'));
     }
 }
 
-TEST_P(RecordShapes, NoEraseWithoutACopyAndTheRestoreIsExact)
+TEST_P(RecordShapes, TheCopyIsExactAndEveryWayBackRestoresByteForByte)
 {
     EndToEnd e2e;
     const std::vector<std::string> asRepository = {S_asBefore[0], Shape(GetParam()), S_asBefore[2]};
@@ -238,25 +242,55 @@ TEST_P(RecordShapes, NoEraseWithoutACopyAndTheRestoreIsExact)
     const std::vector<std::string> asSeeded = e2e.Repository();
     ASSERT_EQ(WithoutIds(asSeeded), WithoutIds(asRepository));
     e2e.Write("in.sdr", SdrTextFile(FaultTestFile()));
+
+    // The second add refused six times: the run's own restore.
+    e2e.Bmc().Knob("fail=0a:25:2:c1:6");
     CommandResult result = e2e.Valdrn({"-d", "in.sdr"});
     EXPECT_EQ(result.iStatus, 1);
-    EXPECT_TRUE(Contains(result.sErr,
-                         "its records cannot be written as an SDR text file.\n"
-                         "<ERROR> The SDR repository could not be read whole, so nothing was changed "
-                         "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n"))
-        << result.sErr;
-    EXPECT_EQ(e2e.Repository(), asSeeded);
-
-    e2e.SetEnvironment("VALDRN_ALLOW_PARTIAL_BACKUP=1");
-    e2e.Bmc().Knob("fail=0a:25:2:c1:6");
-    result = e2e.Valdrn({"-d", "in.sdr"});
-    EXPECT_EQ(result.iStatus, 1);
-    EXPECT_TRUE(Contains(result.sOut, "Restore SDR Repository Successful. \n")) << result.sOut;
+    EXPECT_TRUE(Contains(result.sOut, "Restore SDR Repository Successful. \n")) << result.sOut << result.sErr;
     e2e.Bmc().Knob("nofaults");
     EXPECT_EQ(WithoutIds(e2e.Repository()), WithoutIds(asSeeded));
+    ASSERT_EQ(e2e.SavedCopies().size(), 1u);
+    EXPECT_EQ(e2e.SavedCopies()[0].substr(e2e.SavedCopies()[0].size() - 4), ".bin");
+
+    // Every add refused, the restore's too: the printed command.
+    e2e.Bmc().Knob("fail=0a:25:2:c1:0");
+    result = e2e.Valdrn({"-d", "in.sdr"});
+    e2e.Bmc().Knob("nofaults");
+    EXPECT_EQ(result.iStatus, 1);
+    ASSERT_TRUE(Contains(result.sErr, "; to put it back, run:\n")) << result.sErr;
+    EXPECT_NE(WithoutIds(e2e.Repository()), WithoutIds(asSeeded));
+    const CommandResult restore = e2e.RunPrintedRestoreCommand(result);
+    EXPECT_EQ(restore.iStatus, 0) << restore.sOut << restore.sErr;
+    EXPECT_TRUE(Contains(restore.sOut, "Recognize SDR File as an exact copy of a repository (3 records) \n"))
+        << restore.sOut;
+    EXPECT_EQ(WithoutIds(e2e.Repository()), WithoutIds(asSeeded));
+    const std::string sCopy = "backups/" + std::filesystem::path(e2e.SavedCopies()[1]).filename().string();
+    const CommandResult tested = e2e.ValdrnAlone({"-t", sCopy});
+    EXPECT_EQ(tested.iStatus, 0) << tested.sErr;
 }
 
-INSTANTIATE_TEST_SUITE_P(EachShape, RecordShapes, testing::Range(0, 8));
+// A copy whose bytes were damaged on disk is refused whole: nothing of it
+// reaches the BMC.
+TEST(ExactCopies, ADamagedCopyIsRefusedBeforeAnyChange)
+{
+    EndToEnd e2e;
+    e2e.Bmc().SeedRepository(S_asBefore);
+    const std::vector<std::string> asSeeded = e2e.Repository();
+    std::string sCopy = ExactSDRCopyBytes({Shape(3), Shape(8)});
+    sCopy[30] = static_cast<char>(sCopy[30] ^ 0x01);
+    e2e.Write("copy.bin", sCopy);
+    const CommandResult result = e2e.Valdrn({"-d", "copy.bin"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_EQ(result.sErr,
+              "<ERROR> The exact SDR copy copy.bin is damaged: a record's CRC does not match (file offset 0x25).\n"
+              "Failure to download SDR data!\n\n");
+    EXPECT_EQ(e2e.Repository(), asSeeded);
+    const CommandResult tested = e2e.ValdrnAlone({"-t", "copy.bin"});
+    EXPECT_EQ(tested.iStatus, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachShape, RecordShapes, testing::Range(0, 9));
 
 // Two runs against one BMC at once: the second waits for the first's lock
 // and stops before any change when its wait is over, naming the first;

@@ -151,51 +151,26 @@ TEST_F(SavedCopies, ACopyInAFarFolderIsRestoredByThePrintedCommand)
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asBefore));
 }
 
-// A record too long for VALDRN (120 bytes) between two others: the backup
-// cannot hold the repository whole, so nothing is erased; the warning
-// names the record.
-TEST_F(SavedCopies, ARecordTooLongForACopyStopsTheDownloadBeforeTheErase)
+// A record longer than VALDRN takes from a file (120 bytes) between two
+// others: the backup keeps it byte for byte, the copy is the exact one,
+// which -t finds whole and -d puts back as it was.
+TEST_F(SavedCopies, ARecordTooLongForAnSdrFileIsKeptInAnExactCopy)
 {
     const std::string sLong = std::string("\x02\x01\x51\xC0\x73", 5) + std::string(115, '\x5A');
     m_e2e.Bmc().SeedRepository({S_asBefore[0], sLong, S_asBefore[2]});
     const std::vector<std::string> asSeeded = m_e2e.Repository();
     const CommandResult result = DownloadSdr(S_asFile);
-    EXPECT_EQ(result.iStatus, 1);
-    EXPECT_EQ(result.sErr,
-              "Warning: SDR record 0102h is 120 bytes long; the most a record can be is 101: the backup and its "
-              "saved copy leave it out.\n"
-              "<ERROR> The SDR repository could not be read whole, so nothing was changed "
-              "(VALDRN_ALLOW_PARTIAL_BACKUP=1 downloads all the same).\n");
-    EXPECT_TRUE(Contains(result.sOut,
-                         "Warning: Backup data from SDR Repository Failed. \n"
-                         "Warning: The SDR Repository may have invalid SDR record if downloading is "
-                         "failed. \n"))
-        << result.sOut;
-    EXPECT_FALSE(Contains(result.sOut, "records to download")) << result.sOut;
-    EXPECT_EQ(m_e2e.Repository(), asSeeded);
-    EXPECT_TRUE(m_e2e.SavedCopies().empty());
-}
-
-// The user who knows the repository is damaged goes on as the tool always
-// did: the copy keeps the two records, says partial, and restores them.
-TEST_F(SavedCopies, ARecordTooLongForACopyIsLeftOutWhenTheUserSaysGoOn)
-{
-    const std::string sLong = std::string("\x02\x01\x51\xC0\x73", 5) + std::string(115, '\x5A');
-    m_e2e.Bmc().SeedRepository({S_asBefore[0], sLong, S_asBefore[2]});
-    m_e2e.SetEnvironment("VALDRN_ALLOW_PARTIAL_BACKUP=1");
-    const CommandResult result = DownloadSdr(S_asFile);
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(result.sErr,
-              "Warning: SDR record 0102h is 120 bytes long; the most a record can be is 101: the backup and its "
-              "saved copy leave it out.\n");
+    EXPECT_EQ(result.sErr, "");
+    EXPECT_TRUE(Contains(result.sOut, "Backup data from SDR Repository Successful. \n")) << result.sOut;
     EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(S_asFile));
     ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
     const std::string sCopy = Relative(m_e2e.SavedCopies()[0]);
-    EXPECT_TRUE(Contains(sCopy, "-partial.sdr")) << sCopy;
+    EXPECT_EQ(sCopy.substr(sCopy.size() - 4), ".bin") << sCopy;
     EXPECT_EQ(m_e2e.ValdrnAlone({"-t", sCopy}).iStatus, 0);
     const CommandResult restored = m_e2e.Valdrn({"-d", sCopy});
     EXPECT_EQ(restored.iStatus, 0) << restored.sErr;
-    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds({S_asBefore[0], S_asBefore[2]}));
+    EXPECT_EQ(WithoutIds(m_e2e.Repository()), WithoutIds(asSeeded));
 }
 
 // The backup read fails at the third record for good, through every new

@@ -348,6 +348,51 @@ TEST_F(RepositoryCommandTest, ARecordOfOverTwoHundredAndFiftyBytesDoesNotWrap)
     EXPECT_EQ(Requests().size(), 2u);
 }
 
+// A record of 260 bytes (a body of 255) is read whole as the BMC holds it:
+// the header, then 16-byte chunks; the last starts at offset 245.
+TEST_F(RepositoryCommandTest, TheBackupReadsARecordOfAnyLengthWhole)
+{
+    const std::string sRecord = SdrRecord(0x0009, 0xC1, std::string(255, '\x5A'));
+    Ok({0x01, 0x00});
+    Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
+    for (size_t uOffset = 5; uOffset < sRecord.size(); uOffset += 16) {
+        Ok(GetSdrAnswer(0xFFFF, sRecord, uOffset, 16));
+    }
+    unsigned short u16Count = 1;
+    std::vector<std::string> asRecords;
+    CapturedOutput output;
+    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRecords, "backup"), SDR_RECORD_READ);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    EXPECT_EQ(output.Out(), "    Start to backup SDR record ID 0009h, type C1h ... \n");
+    ASSERT_EQ(asRecords.size(), 1u);
+    EXPECT_EQ(asRecords[0], sRecord);
+    EXPECT_EQ(Requests().size(), 18u);
+    EXPECT_EQ(Requests().back(), "RawRequest 28 23 capacity=100 [01 00 00 00 F5 0F]");
+}
+
+// ... and added back so: 16-byte chunks while the next offset fits a
+// byte, the last one (offset 240) with the 20 bytes left.
+TEST_F(RepositoryCommandTest, TheRestoreAddsARecordOfAnyLengthWhole)
+{
+    const std::string sRecord = SdrRecord(0x0009, 0xC1, std::string(255, '\x5A'));
+    Ok({0x01, 0x00});  // the erase's reservation
+    Ok({0x01});        // erased at once
+    Ok({0x02, 0x00});  // the record's reservation
+    for (int i = 0; i < 16; ++i) {
+        Ok({0x07, 0x00});
+    }
+    CapturedOutput output;
+    EXPECT_EQ(AddRepositoryRecords({sRecord}, "restore"), SDR_PARTIAL_ADD_LAST);
+    output.Finish();
+    EXPECT_EQ(output.Out(), "    Start to restore # 0h SDR record  ... \n");
+    const std::vector<std::string> asRequests = Requests();
+    ASSERT_EQ(asRequests.size(), 19u);
+    EXPECT_EQ(asRequests[3], "RawRequest 28 25 capacity=100 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    EXPECT_EQ(asRequests[17], "RawRequest 28 25 capacity=100 [02 00 07 00 E0 00 " + HexBytes(sRecord, 224, 16) + "]");
+    EXPECT_EQ(asRequests[18], "RawRequest 28 25 capacity=100 [02 00 07 00 F0 01 " + HexBytes(sRecord, 240, 20) + "]");
+}
+
 TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
 {
     SDREntry entry = {};
