@@ -336,6 +336,42 @@ TEST_F(PeopleCauseIt, TwoRunsAtOnceNeverInterleave)
     EXPECT_EQ(Held(), WithoutIds(asSecond));
 }
 
+// Another agent writes a record while the download runs and so cancels
+// its reservation: the run reads the repository back, finds the record that
+// is not the file's, and puts the repository back instead of claiming
+// success. A cancellation with no such writer reads back clean.
+TEST_F(PeopleCauseIt, AnotherWriterDuringTheDownloadIsFoundByTheReadBack)
+{
+    const std::vector<std::string> asFile = FaultTestFile();
+    m_e2e.Write("in.sdr", SdrTextFile(asFile));
+    std::string sForeign;
+    for (unsigned char u8Byte : SdrFixedRecord(0x0999, 0xC0, 0x10)) {
+        char achByte[8];
+        std::snprintf(achByte, sizeof achByte, " 0x%02x", u8Byte);
+        sForeign += achByte;
+    }
+    const std::vector<std::string> asLan = m_e2e.Bmc().LanOptions();
+    // The other agent adds its record, then reserves the repository, which
+    // cancels the run's reservation: the run's next add is refused (0xC5).
+    const std::string sOther =
+        std::string(IPMITOOL_PROGRAM) + " -I lanplus -H " + asLan[3] + " -U admin -P secret -C 3";
+    const std::string sWriter =
+        sOther + " raw 0x0a 0x24" + sForeign + " >/dev/null 2>&1; " + sOther + " raw 0x0a 0x22 >/dev/null 2>&1";
+    const StandInIpmitool ipmitool(AtOccurrence("0x0a 0x25", 2, sWriter));
+    const CommandResult result = m_e2e.ValdrnWithPath(ipmitool.Path(), {"-d", "in.sdr"});
+    EXPECT_EQ(result.iStatus, 1);
+    EXPECT_FALSE(Contains(result.sOut, "Download SDR data Successful.")) << result.sOut;
+    EXPECT_TRUE(Contains(result.sErr, "Failure to download SDR data!\n")) << result.sErr;
+    EXPECT_TRUE(Contains(result.sOut, "Restore SDR Repository Successful. \n")) << result.sOut;
+    EXPECT_EQ(Held(), WithoutIds(S_asBefore));
+
+    m_e2e.Bmc().Knob("fail=0a:25:2:c5:1");
+    const CommandResult clean = m_e2e.Valdrn({"-d", "in.sdr"});
+    EXPECT_EQ(clean.iStatus, 0) << clean.sErr;
+    EXPECT_TRUE(Contains(clean.sOut, "Download SDR data Successful.")) << clean.sOut;
+    EXPECT_EQ(Held(), WithoutIds(asFile));
+}
+
 // Copies stamped while the clock was ahead (names and times in the
 // future) sort as the newest: the run keeps its own copy all the same,
 // and the command it prints names a file that exists and restores.

@@ -33,7 +33,11 @@ ask() {
 #   sigint      VALDRN gets SIGINT while the BMC holds the request
 #   sighup      ... SIGHUP (the ssh session closed)
 #   sigkill     VALDRN is killed while the BMC holds the request
-KINDS="c0 c1 c3 c5 ca ff bmc-frozen bmc-reset sigint sighup sigkill"
+#   sigquit     ... SIGQUIT (Ctrl-backslash)
+#   group-sigint, group-sigquit  ... to VALDRN's whole process group, as a
+#               terminal sends Ctrl-C and Ctrl-backslash (VALDRN runs under
+#               setsid); neither ends a run that has changed the BMC
+KINDS="c0 c1 c3 c5 ca ff bmc-frozen bmc-reset sigint sighup sigkill sigquit group-sigint group-sigquit"
 
 # VALDRN with the interface's options; output in run.out and run.err.
 valdrn() {
@@ -79,16 +83,22 @@ run_with_fault() {  # kind, request ("0a:25"), occurrence
         STATUS=$?
         ask revive
         ;;
-    sigint | sighup | sigkill)
+    sig* | group-sig*)
         ask knob "stall=$request:$nth:4000"
         # shellcheck disable=SC2086
-        VALDRN $OPERATION $INTERFACE < /dev/null > run.out 2> run.err &
+        case $kind in
+        group-*) setsid VALDRN $OPERATION $INTERFACE < /dev/null > run.out 2> run.err & ;;
+        *) VALDRN $OPERATION $INTERFACE < /dev/null > run.out 2> run.err & ;;
+        esac
         pid=$!
         ask stalled
         STALLED=$ANSWER
         case $kind in
         sigint) kill -INT "$pid" ;;
         sighup) kill -HUP "$pid" ;;
+        sigquit) kill -QUIT "$pid" ;;
+        group-sigint) kill -INT "-$pid" ;;
+        group-sigquit) kill -QUIT "-$pid" ;;
         *) kill -KILL "$pid" ;;
         esac
         wait "$pid"
@@ -129,7 +139,12 @@ judge() {  # case name
     # The signal must have met VALDRN while the BMC held the request.
     [ "$STALLED" = ok ] || outcome=no-stall
     case $1 in
-    *-sigint | *-sighup) cat run.out run.err ;;
+    *-sigkill) ;;
+    *-sig*)
+        cat run.out run.err
+        # Only SIGKILL ends a run that may have changed the BMC.
+        [ "$STATUS" -gt 128 ] && [ "$outcome" != before ] && outcome=ended-by-signal
+        ;;
     esac
     echo "VMTEST-CASE $1 status=$STATUS outcome=$outcome claimed=$claimed"
 }
