@@ -231,6 +231,9 @@ TEST_F(SdrEndToEnd, EraseThatNeverCompletes)
 {
     ASSERT_EQ(Download(S_asFew).iStatus, 0);
     m_e2e.Bmc().Knob("erase_polls=100000");
+    // Two erases (the download's, the restore's), each given two seconds
+    // instead of a minute.
+    m_e2e.SetEnvironment("VALDRN_ERASE_TIMEOUT=2");
     const CommandResult result = Download(S_asEvery);
     EXPECT_EQ(result.iStatus, 1);
     const std::string sFailure =
