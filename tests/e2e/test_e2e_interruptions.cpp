@@ -74,6 +74,21 @@ protected:
     }
     // The repository as the test BMC holds it, record IDs aside.
     std::vector<std::string> Held() const { return WithoutIds(m_e2e.Repository()); }
+    // VALDRN itself (never a test wrapper) run by another program's words
+    // (bash run.sh, strace ...), with this BMC's LAN+ options, PATH as
+    // given and the environment settings.
+    CommandResult ValdrnBehind(const std::vector<std::string>& asFront, const std::vector<std::string>& asWords,
+                               const std::string& sPath, const std::vector<std::string>& asSettings = {}) const
+    {
+        std::vector<std::string> asArgv = {"/usr/bin/env", "PATH=" + sPath, "VALDRN_BACKUP_DIR=" + m_e2e.BackupDir()};
+        asArgv.insert(asArgv.end(), asSettings.begin(), asSettings.end());
+        asArgv.insert(asArgv.end(), asFront.begin(), asFront.end());
+        asArgv.push_back(VALDRN_BINARY);
+        asArgv.insert(asArgv.end(), asWords.begin(), asWords.end());
+        const std::vector<std::string> asLan = m_e2e.Bmc().LanOptions();
+        asArgv.insert(asArgv.end(), asLan.begin(), asLan.end());
+        return RunCommand(asArgv, "", m_e2e.WorkDir());
+    }
 
     EndToEnd m_e2e;
 };
@@ -158,17 +173,7 @@ TEST_F(PeopleCauseIt, APipeIntoHeadStopsTheDownloadAndPutsTheRepositoryBack)
     const StandInIpmitool ipmitool("sleep 0.05");
     m_e2e.Write("in.sdr", SdrTextFile(SixRecords()));
     m_e2e.Write("run.sh", "\"$@\" | head -n 13 > head.out\necho \"status ${PIPESTATUS[0]}\" >&2\n");
-    std::vector<std::string> asArgv = {"/usr/bin/env",
-                                       "PATH=" + ipmitool.Path(),
-                                       "VALDRN_BACKUP_DIR=" + m_e2e.BackupDir(),
-                                       "bash",
-                                       "run.sh",
-                                       VALDRN_BINARY,
-                                       "-d",
-                                       "in.sdr"};
-    const std::vector<std::string> asLan = m_e2e.Bmc().LanOptions();
-    asArgv.insert(asArgv.end(), asLan.begin(), asLan.end());
-    const CommandResult result = RunCommand(asArgv, "", m_e2e.WorkDir());
+    const CommandResult result = ValdrnBehind({"bash", "run.sh"}, {"-d", "in.sdr"}, ipmitool.Path());
     ipmitool.WaitUntilIdle();
     EXPECT_TRUE(Contains(result.sErr, "<ERROR> Interrupted by signal 13: the download stops here.\n")) << result.sErr;
     EXPECT_TRUE(Contains(result.sErr, "status 1\n")) << result.sErr;
@@ -310,10 +315,7 @@ TEST_F(PeopleCauseIt, TwoRunsAtOnceNeverInterleave)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     const std::vector<std::string> asLan = m_e2e.Bmc().LanOptions();
-    std::vector<std::string> asWords = {"VALDRN_LOCK_TIMEOUT=1", VALDRN_BINARY, "-d", "second.sdr"};
-    asWords.insert(asWords.end(), asLan.begin(), asLan.end());
-    asWords.insert(asWords.begin(), {"/usr/bin/env", "VALDRN_BACKUP_DIR=" + m_e2e.BackupDir()});
-    const CommandResult second = RunCommand(asWords, "", m_e2e.WorkDir());
+    const CommandResult second = ValdrnBehind({}, {"-d", "second.sdr"}, plain.Path(), {"VALDRN_LOCK_TIMEOUT=1"});
     running.join();
     EXPECT_EQ(first.iStatus, 0) << first.sErr;
     EXPECT_EQ(second.iStatus, 1);
@@ -474,24 +476,9 @@ TEST_F(PeopleCauseIt, TheCopyIsSyncedBeforeTheErase)
 {
     m_e2e.Write("in.sdr", SdrTextFile(FaultTestFile()));
     const StandInIpmitool ipmitool;
-    std::vector<std::string> asArgv = {"/usr/bin/env",
-                                       "PATH=" + ipmitool.Path(),
-                                       "VALDRN_BACKUP_DIR=" + m_e2e.BackupDir(),
-                                       "strace",
-                                       "-f",
-                                       "-v",
-                                       "-s",
-                                       "64",
-                                       "-e",
-                                       "trace=openat,fsync,execve",
-                                       "-o",
-                                       m_e2e.File("trace"),
-                                       VALDRN_BINARY,
-                                       "-d",
-                                       "in.sdr"};
-    const std::vector<std::string> asLan = m_e2e.Bmc().LanOptions();
-    asArgv.insert(asArgv.end(), asLan.begin(), asLan.end());
-    const CommandResult result = RunCommand(asArgv, "", m_e2e.WorkDir());
+    const CommandResult result =
+        ValdrnBehind({"strace", "-f", "-v", "-s", "64", "-e", "trace=openat,fsync,execve", "-o", m_e2e.File("trace")},
+                     {"-d", "in.sdr"}, ipmitool.Path());
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
     const std::string sTrace = m_e2e.Read("trace");
     const size_t uCreated = sTrace.find("-sdr-");
