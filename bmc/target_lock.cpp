@@ -26,7 +26,16 @@ bool IsFolder(const char* pchPath)
 int OpenLockFile(const std::string& sPath)
 {
     const int iFd = open(sPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
-    return iFd >= 0 || errno != EACCES ? iFd : open(sPath.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (iFd >= 0) {
+        // Readable by all whatever the umask: another user's run must be
+        // able to wait for this one.
+        struct stat info = {};
+        if (fstat(iFd, &info) == 0 && info.st_uid == geteuid()) {
+            fchmod(iFd, 0644);
+        }
+        return iFd;
+    }
+    return errno != EACCES ? iFd : open(sPath.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
 }
 
 // "process N, started at TIME", as the holder wrote it.

@@ -351,11 +351,15 @@ TEST_F(FruEndToEnd, AFailedWriteIsUndone)
               "cc = D5 \nFRU device 0x00 was put back as it was before this run.\n"
               "Failure to download FRU data! \n\n");
     EXPECT_EQ(m_e2e.FruArea(0), sBefore);
-    // The copy saved before the write is the image, which -d puts back.
+    // The file reaches past the old image: the copy saved before the write
+    // holds every byte the write covers, raw, for ipmitool to put back.
     ASSERT_EQ(m_e2e.SavedCopies().size(), 2u);
     const std::string sCopy = m_e2e.SavedCopies()[1];
-    EXPECT_EQ(sCopy.substr(sCopy.size() - 4), ".fru");
-    EXPECT_EQ(m_e2e.Read("backups/" + std::filesystem::path(sCopy).filename().string()), sChassisOnly);
+    EXPECT_EQ(sCopy.substr(sCopy.size() - 8), "-raw.bin");
+    const std::string sSaved = m_e2e.Read("backups/" + std::filesystem::path(sCopy).filename().string());
+    EXPECT_GE(sSaved.size(), TypicalServerFru().size());
+    EXPECT_EQ(sSaved, sBefore.substr(0, sSaved.size()));
+    EXPECT_EQ(sSaved.substr(0, sChassisOnly.size()), sChassisOnly);
 }
 
 TEST_F(FruEndToEnd, AnErasedDeviceDoesNotUpload)
