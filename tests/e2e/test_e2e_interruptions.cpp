@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "e2e/e2e_support.h"
+#include "bmc/target_lock.h"
 #include "sdr/sdr_exact_copy.h"
 #include "support/sdr_fixtures.h"
 
@@ -179,6 +181,28 @@ TEST_F(PeopleCauseIt, APipeIntoHeadStopsTheDownloadAndPutsTheRepositoryBack)
     EXPECT_TRUE(Contains(result.sErr, "status 1\n")) << result.sErr;
     EXPECT_EQ(Held(), WithoutIds(S_asBefore));
     EXPECT_EQ(m_e2e.Read("head.out").substr(0, ProductHeader().size()), ProductHeader());
+}
+
+// Started with standard output closed (VALDRN ... >&-): no file VALDRN
+// opens (the lock, the copy) takes its number, so no progress line lands
+// in one of them.
+TEST_F(PeopleCauseIt, AClosedStandardOutputNeverLandsInACopy)
+{
+    m_e2e.Write("in.sdr", SdrTextFile(FaultTestFile()));
+    const StandInIpmitool ipmitool;
+    const CommandResult result = ValdrnBehind({"sh", "-c", "exec \"$@\" >&-", "sh"}, {"-d", "in.sdr"}, ipmitool.Path());
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(Held(), WithoutIds(FaultTestFile()));
+    ASSERT_EQ(m_e2e.SavedCopies().size(), 1u);
+    const std::string sCopy = "backups/" + std::filesystem::path(m_e2e.SavedCopies()[0]).filename().string();
+    EXPECT_FALSE(Contains(m_e2e.Read(sCopy), "Start to")) << m_e2e.Read(sCopy);
+    const std::string sLock = ReadFile(TargetLockPath(m_e2e.Bmc().LanOptions()[3]));
+    EXPECT_EQ(sLock.rfind("process ", 0), 0u) << sLock;
+    EXPECT_EQ(std::count(sLock.begin(), sLock.end(), '\n'), 1) << sLock;
+    EXPECT_FALSE(Contains(sLock, "Start to")) << sLock;
+    EXPECT_EQ(m_e2e.ValdrnAlone({"-t", sCopy}).iStatus, 0);
+    EXPECT_EQ(m_e2e.Valdrn({"-d", sCopy}).iStatus, 0);
+    EXPECT_EQ(Held(), WithoutIds(S_asBefore));
 }
 
 // ipmitool gone half-way ("sh: 1: ipmitool: not found", status 127): no
