@@ -184,7 +184,6 @@ void ExpectNoDataLost(const EndToEnd& e2e, const CommandResult& result, const st
         // (the connection test), so the target holds what it held.
         EXPECT_EQ(outcome.pfnContent(e2e), outcome.sBefore)
             << "ended by signal " << result.iStatus - 128 << ": " << sWhat;
-        EXPECT_TRUE(e2e.SavedCopies().empty()) << sWhat;
     } else {
         EXPECT_TRUE(result.iStatus == 0 || result.iStatus == 1) << "status " << result.iStatus << ": " << sWhat;
     }
