@@ -19,5 +19,4 @@ enum SDRCommandResult : int {
     FRU_READ_DONE = 14,
     FRU_WRITE_DONE = 15,
     SDR_RESERVATION_CANCELLED = 16,  // not reported: the caller reserves anew and repeats
-    SDR_RECORD_LEFT_OUT = 17,        // a backup's record too long for a list slot: reported, skipped
 };

@@ -180,12 +180,14 @@ pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
     posix_spawn_file_actions_adddup2(&actions, iPipeWrite, STDERR_FILENO);
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setpgroup(&attributes, 0);
-    // The guard's handlers become the defaults in the child anyway; the
-    // mask must not carry over.
-    sigset_t empty;
-    sigemptyset(&empty);
-    posix_spawnattr_setsigmask(&attributes, &empty);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    // Every signal as a new program expects it: no mask, no signal ignored
+    // (SIGPIPE is, once standard output's reader has gone).
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    sigfillset(&signals);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = -1;
     const int iError = posix_spawnp(&pid, S_pchIpmitool, &actions, &attributes, apchArgs.data(), environ);
     posix_spawnattr_destroy(&attributes);

@@ -185,14 +185,12 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
         // header-only record.
         const unsigned int uLength = AnnounceRecord(psEntry->au8RecordData, pchVerb);
         psEntry->u8RecordLength = static_cast<unsigned char>(uLength);
-        // No SDR is longer than 64 bytes; a list slot holds 101. A backup
-        // reads on past such a record, so that its copy keeps the others.
+        // No SDR is longer than 64 bytes; a list slot holds 101. (A backup
+        // reads records of any length: ReadRepositoryRecords.)
         if (uLength > SDR_RECORD_DATA_SIZE) {
-            const bool bBackup = IsBackup(pchVerb);
-            std::fprintf(stderr, "%s SDR record %04Xh is %u bytes long; the most a record can be is %u%s\n",
-                         bBackup ? "Warning:" : "<ERROR>", psEntry->u16RecordID, uLength, SDR_RECORD_DATA_SIZE,
-                         bBackup ? ": the backup and its saved copy leave it out." : ".");
-            return bBackup ? SDR_RECORD_LEFT_OUT : CMD_FAILED;
+            std::fprintf(stderr, "<ERROR> SDR record %04Xh is %u bytes long; the most a record can be is %u.\n",
+                         psEntry->u16RecordID, uLength, SDR_RECORD_DATA_SIZE);
+            return CMD_FAILED;
         }
     }
     psEntry->u8Cursor = static_cast<unsigned char>(psEntry->u8Cursor + uReadSize);
@@ -297,23 +295,12 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
     unsigned short u16RecordID = 0x0000;
     unsigned short u16NextRecordID = 0x0000;
     int iResult = CMD_FAILED;
-    unsigned int uLeftOut = 0;
     psList[0].u16RecordID = 0;
     for (;;) {
         SDREntry& entry = psList[uSlot];
         iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, pchVerb);
         if (iResult == CMD_FAILED) {
             return CMD_FAILED;
-        }
-        if (iResult == SDR_RECORD_LEFT_OUT) {
-            // The slot takes the next record; the backup is incomplete. A
-            // chain of record IDs that never ends stops as a full list does.
-            entry.u16RecordID = SDR_FREE_SLOT_ID;
-            if (u16NextRecordID == 0xFFFF || uSlot + ++uLeftOut >= SDR_LIST_SLOT_COUNT) {
-                return SDR_RECORD_LEFT_OUT;
-            }
-            u16RecordID = u16NextRecordID;
-            continue;
         }
         DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(uSlot), *pu16Count);
         // The list's last slot ends the reading as the last record does.
@@ -325,9 +312,6 @@ int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pc
         u16RecordID = u16NextRecordID;
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
-    if (uLeftOut != 0) {
-        return SDR_RECORD_LEFT_OUT;
-    }
     return CountsAgree(uSlot + 1, pu16Count) ? iResult : CMD_FAILED;
 }
 

@@ -29,8 +29,7 @@ void SetSDREraseTimeLimit(long lMilliseconds);
 int RunInitializationAgentCommand();
 
 // The repository, from its first record, into the list; 9 when as many
-// records were read as *pu16Count says (then set to the number read),
-// SDR_RECORD_LEFT_OUT when a record was too long for a slot.
+// records were read as *pu16Count says (then set to the number read).
 int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb);
 // Erases the repository, then adds the list's first u16Count records.
 int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb);

@@ -298,54 +298,20 @@ TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
 
 TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
 {
-    Ok({0x01, 0x00});
-    Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0x01, 0xFA});  // claims 255 bytes
-    SDREntry asList[1] = {};
-    unsigned short u16Count = 1;
-    CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), CMD_FAILED);
-    output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is 255 bytes long; the most a record can be is 101.\n");
-}
-
-// A backup reads on past a record too long for a slot: the slot takes the
-// next record, the warning names the one left out, and the backup fails.
-TEST_F(RepositoryCommandTest, ABackupLeavesOutAnOversizedRecordAndKeepsTheOthers)
-{
-    const std::string sSecond = SdrFixedRecord(0x0003, 0x08, 0x10);
-    Ok({0x01, 0x00});
-    Ok({0x03, 0x00, 0x09, 0x00, 0x51, 0x01, 0xFA});  // 0009h claims 255 bytes; next 0003h
-    Ok({0x02, 0x00});
-    Ok(GetSdrAnswer(0xFFFF, sSecond, 0, 5));
-    Ok(GetSdrAnswer(0xFFFF, sSecond, 5));
-    SDREntry asList[3] = {};
-    unsigned short u16Count = 2;
-    CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), SDR_RECORD_LEFT_OUT);
-    output.Finish();
-    EXPECT_EQ(output.Err(),
-              "Warning: SDR record 0009h is 255 bytes long; the most a record can be is 101: the backup and its saved "
-              "copy leave it out.\n");
-    EXPECT_EQ(RecordOf(asList[0]), sSecond);
-    EXPECT_EQ(asList[0].u8Cursor, sSecond.size());
-    EXPECT_EQ(Requests().size(), 5u);
-}
-
-// A body of 251 bytes or more does not wrap the record's length to a
-// header-only record: it is too long, and said so.
-TEST_F(RepositoryCommandTest, ARecordOfOverTwoHundredAndFiftyBytesDoesNotWrap)
-{
-    Ok({0x01, 0x00});
-    Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0xC0, 0xFF});  // 0009h: 255 body bytes, the last record
-    SDREntry asList[2] = {};
-    unsigned short u16Count = 1;
-    CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "backup"), SDR_RECORD_LEFT_OUT);
-    output.Finish();
-    EXPECT_EQ(output.Err(),
-              "Warning: SDR record 0009h is 260 bytes long; the most a record can be is 101: the backup and its saved "
-              "copy leave it out.\n");
-    EXPECT_EQ(Requests().size(), 2u);
+    // 255 bytes, and 260: a body of 251 bytes or more is counted in full,
+    // never wrapped to a header-only record.
+    for (const unsigned char u8Body : {0xFA, 0xFF}) {
+        m_stub->Reset();
+        Ok({0x01, 0x00});
+        Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0x01, u8Body});
+        SDREntry asList[1] = {};
+        unsigned short u16Count = 1;
+        CapturedOutput output;
+        EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), CMD_FAILED);
+        output.Finish();
+        EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is " + std::to_string(u8Body + 5) +
+                                    " bytes long; the most a record can be is 101.\n");
+    }
 }
 
 // A record of 260 bytes (a body of 255) is read whole as the BMC holds it:
