@@ -162,9 +162,9 @@ std::vector<std::string> IpmitoolArguments(unsigned char u8NetFn, unsigned char 
 }
 
 // ipmitool started in a process group of its own, so that a Ctrl-C (or
-// Ctrl-backslash) at the terminal reaches VALDRN alone and the request in flight ends as
-// the BMC answers it; its standard output and error into one pipe, its
-// standard input from /dev/null. The child's PID, or -1.
+// Ctrl-backslash) at the terminal reaches VALDRN alone and the request in
+// flight ends as the BMC answers it; its standard output and error into
+// one pipe, its standard input from /dev/null. The child's PID, or -1.
 pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
 {
     std::vector<char*> apchArgs;
