@@ -475,8 +475,8 @@ TEST_F(PeopleCauseIt, AFullCopiesFolderAsksNothingAndSaysWhy)
     EXPECT_EQ(Held(), WithoutIds(FaultTestFile()));
 }
 
-// An erase slower than the erase wait fails as the Part's erase failure
-// does (and its way back works); the default wait, a minute, sees it end.
+// An erase slower than the erase wait fails as an erase that never ends
+// does; the default wait, a minute, sees it end.
 TEST_F(PeopleCauseIt, TheEraseWaitCanBeSetAndIsGenerousByDefault)
 {
     EndToEnd e2e("erase_polls=25");

@@ -392,7 +392,7 @@ TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
 }
 
 // An agent that never finishes does not hold the run for ever: after
-// VALDRN_INIT_AGENT_TIMEOUT it is a failed agent, as the Part reports one.
+// VALDRN_INIT_AGENT_TIMEOUT it is a failed agent, reported as one.
 TEST_F(RepositoryCommandTest, AnInitializationAgentThatNeverEndsFailsAtTheTimeLimit)
 {
     m_stub->Answer(0, 0x00, {0x00});  // running, every time
