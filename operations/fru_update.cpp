@@ -13,9 +13,12 @@ int UpdateFRUField(FRUUpdateRequest* psRequest)
     if (!OpenBMCSession()) {
         return 1;
     }
+    // Waiting for another run, nothing has changed yet: a signal may end
+    // the wait as it ends any run.
     TargetLock lock;
+    const bool bLocked = LockBMCForChanges(&lock);
     GuardAgainstInterruption();
-    const bool bUpdated = LockBMCForChanges(&lock) && WriteFRUFieldUpdate(psRequest);
+    const bool bUpdated = bLocked && WriteFRUFieldUpdate(psRequest);
     CloseBMCSession();
     std::puts(bUpdated ? "Update FRU data successful!\n" : "Update FRU data failed!\n");
     PrintSavedCopyAdvice();
