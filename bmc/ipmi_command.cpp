@@ -1,11 +1,13 @@
 #include "bmc/ipmi_command.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/interface_state.h"
 #include "base/trace.h"
 #include "bmc/talk_to_bmc.h"
+#include "bmc/transport.h"
 
 namespace {
 
@@ -75,34 +77,46 @@ bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRec
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return false;
     }
-    if (eInterfaceInUse == eInterfaceLanPlus) {
-        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord);
+    IPMITransport* pTransport = CurrentTransport();
+    if (pTransport == nullptr) {
+        return DoSystemInterfaceCommand(nullptr, u8NetFnLun, u8Cmd, psRecord);
     }
+    return pTransport->Send(u8NetFnLun, u8Cmd, psRecord);
+}
+
+bool DoSystemInterfaceCommand(TTalkToBMC* pTalk, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                              IPMICommandRecord* psRecord)
+{
     std::memset(psRecord->au8ResponseData, 0, sizeof psRecord->au8ResponseData);
     const auto u8NetFn = static_cast<unsigned char>(u8NetFnLun >> 2);
     const auto u8Lun = static_cast<unsigned char>(u8NetFnLun & 3);
     DebugMessage("   NetFn=0x%X, Cmd=0x%X, ReqLen=0x%X\n   ReqData=", u8NetFn, u8Cmd, psRecord->u8RequestLength);
     DebugPrintArray(psRecord->au8RequestData, psRecord->u8RequestLength);
-    if (G_pTalkBMC == nullptr) {
-        psRecord->u8CompletionCode = 0xFF;  // no interface open: nothing was sent
+    if (pTalk == nullptr) {
+        psRecord->u8CompletionCode = CC_NO_ANSWER;  // no interface open: nothing was sent
     } else {
         if (psRecord->u16ResponseLength > IPMI_RESPONSE_DATA_SIZE) {
             psRecord->u16ResponseLength = IPMI_RESPONSE_DATA_SIZE;
         }
-        G_pTalkBMC->RequestBMC(u8NetFn, u8Cmd, u8Lun, psRecord->au8RequestData, psRecord->u8RequestLength,
-                               psRecord->au8ResponseData, &psRecord->u16ResponseLength);
-        psRecord->u8CompletionCode = G_pTalkBMC->CompletionCode();
+        pTalk->RequestBMC(u8NetFn, u8Cmd, u8Lun, psRecord->au8RequestData, psRecord->u8RequestLength,
+                          psRecord->au8ResponseData, &psRecord->u16ResponseLength);
+        psRecord->u8CompletionCode = pTalk->CompletionCode();
     }
     DebugMessage("   cCode=0x%X, RspLen=0x%X\n   RspData=", psRecord->u8CompletionCode, psRecord->u16ResponseLength);
     DebugPrintArray(psRecord->au8ResponseData, TracedLength(psRecord->u16ResponseLength));
     DebugMessage("\n");
-    if (psRecord->u8CompletionCode != 0) {
+    return IsAcceptedAnswer(u8NetFnLun, u8Cmd, *psRecord);
+}
+
+bool IsAcceptedAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record)
+{
+    if (record.u8CompletionCode != 0) {
         return false;
     }
-    if (psRecord->u16ResponseLength < 2 && !AcceptsShortAnswer(u8Cmd)) {
+    if (record.u16ResponseLength < 2 && !AcceptsShortAnswer(u8Cmd)) {
         return false;
     }
-    return !IsShortAnswer(u8NetFnLun, u8Cmd, *psRecord);
+    return !IsShortAnswer(u8NetFnLun, u8Cmd, record);
 }
 
 bool IsShortAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record)
@@ -112,7 +126,12 @@ bool IsShortAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMIComm
 
 int InitializeRMCPPlus()
 {
-    return 1;  // every ipmitool run opens and closes its own session
+    // VALDRN_LAN_SESSION=run: one ipmitool session for the whole run, opened
+    // by its first request; else every ipmitool run opens and closes its own.
+    const char* pchMode = std::getenv("VALDRN_LAN_SESSION");
+    const bool bOneSession = pchMode != nullptr && std::strcmp(pchMode, "run") == 0;
+    UseTransport(bOneSession ? NewIpmitoolSessionTransport() : NewIpmitoolPerRequestTransport());
+    return 1;
 }
 
 bool GetDeviceID()

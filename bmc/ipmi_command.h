@@ -58,8 +58,20 @@ struct SDRRepositoryInfo {
 };
 
 // True when the request succeeded (completion code 0 and, for most
-// commands, a response of at least 2 bytes).
+// commands, a response of at least 2 bytes). Sent through the run's
+// transport (bmc/transport.h); with none open, nothing is sent and the
+// completion code is CC_NO_ANSWER.
 bool DoIPMICommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
+
+class TTalkToBMC;
+// One request through a system-interface library (pTalk, or none open),
+// traced, its answer judged by IsAcceptedAnswer.
+bool DoSystemInterfaceCommand(TTalkToBMC* pTalk, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                              IPMICommandRecord* psRecord);
+// Completion code 0 and a whole answer: at least 2 bytes after the code
+// (Clear SDR Repository, Run Initialization Agent and Write FRU Data may
+// answer shorter), and not IsShortAnswer.
+bool IsAcceptedAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMICommandRecord& record);
 
 // True when a completed request's answer is shorter than the command's
 // response: the bytes the callers read would not be the BMC's. Clear SDR
@@ -77,6 +89,8 @@ void ReportCommandFailure(const char* pchReason, const IPMICommandRecord& record
 // One request over LAN+: up to six ipmitool runs.
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
 
+// Opens the LAN+ transport of the run (one ipmitool per request, or one
+// session with VALDRN_LAN_SESSION=run); returns 1.
 int InitializeRMCPPlus();
 // Opens the interface chosen on the command line; false after a message.
 bool InitializeInterface();

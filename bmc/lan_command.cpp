@@ -18,6 +18,7 @@
 #include "base/monotonic_clock.h"
 #include "base/trace.h"
 #include "bmc/ipmi_command.h"
+#include "bmc/transport.h"
 #include "bmc/wait_limits.h"
 
 extern char** environ;
@@ -67,6 +68,8 @@ std::string Hex(unsigned int uValue)
     return achHex;
 }
 
+// The request as the trace shows it: ipmitool's command line with the
+// password, though ipmitool itself gets it in its environment.
 std::string CommandLine(unsigned char u8NetFn, unsigned char u8Cmd)
 {
     std::string sLine = S_pchIpmitool;
@@ -74,9 +77,8 @@ std::string CommandLine(unsigned char u8NetFn, unsigned char u8Cmd)
     if (GetLowByteOfWord(sIolData.u16CipherSuiteID) != 0xFF) {
         sLine += " -C " + std::to_string(sIolData.u16CipherSuiteID);
     }
-    sLine += " -I " + QuoteForShell(sIolData.achInterface) + " -U " + QuoteForShell(sIolData.achUserName) + " -P " +
-             QuoteForShell(sIolData.achPassword) + " -H " + QuoteForShell(sIolData.achHostIP) + " raw " + Hex(u8NetFn) +
-             " " + Hex(u8Cmd) + " ";
+    sLine += std::string(" -I ") + sIolData.achInterface + " -U " + sIolData.achUserName + " -P " +
+             sIolData.achPassword + " -H " + sIolData.achHostIP + " raw " + Hex(u8NetFn) + " " + Hex(u8Cmd) + " ";
     return sLine;
 }
 
@@ -144,21 +146,54 @@ Attempt ReadErrorOutput(char* pchOutput, unsigned char u8Cmd, IPMICommandRecord*
     return ATTEMPT_RETRY_NOW;
 }
 
-// ipmitool's words as it is run (no shell between): the same as the
-// traced command line, unquoted.
-std::vector<std::string> IpmitoolArguments(unsigned char u8NetFn, unsigned char u8Cmd, const IPMICommandRecord& record,
-                                           unsigned int uRequestLength)
+}  // namespace
+
+std::vector<std::string> IpmitoolLogin()
 {
     std::vector<std::string> asArgs = {S_pchIpmitool};
     if (GetLowByteOfWord(sIolData.u16CipherSuiteID) != 0xFF) {
         asArgs.insert(asArgs.end(), {"-C", std::to_string(sIolData.u16CipherSuiteID)});
     }
-    asArgs.insert(asArgs.end(), {"-I", sIolData.achInterface, "-U", sIolData.achUserName, "-P", sIolData.achPassword,
-                                 "-H", sIolData.achHostIP, "raw", Hex(u8NetFn), Hex(u8Cmd)});
-    for (unsigned int i = 0; i < uRequestLength; ++i) {
-        asArgs.push_back(Hex(record.au8RequestData[i]));
-    }
+    asArgs.insert(asArgs.end(), {"-I", sIolData.achInterface, "-U", sIolData.achUserName, "-E", "-H", sIolData.achHostIP});
     return asArgs;
+}
+
+std::vector<std::string> IpmitoolEnvironment()
+{
+    std::vector<std::string> asEnvironment;
+    for (char** ppchEntry = environ; ppchEntry != nullptr && *ppchEntry != nullptr; ++ppchEntry) {
+        // ipmitool -E prefers IPMITOOL_PASSWORD: one left from the caller
+        // must not log in instead of -P's.
+        if (std::strncmp(*ppchEntry, "IPMI_PASSWORD=", 14) != 0 &&
+            std::strncmp(*ppchEntry, "IPMITOOL_PASSWORD=", 18) != 0) {
+            asEnvironment.push_back(*ppchEntry);
+        }
+    }
+    asEnvironment.push_back(std::string("IPMI_PASSWORD=") + sIolData.achPassword);
+    return asEnvironment;
+}
+
+std::vector<char*> ArgumentVector(const std::vector<std::string>& asWords)
+{
+    std::vector<char*> apchWords;
+    for (const std::string& sWord : asWords) {
+        apchWords.push_back(const_cast<char*>(sWord.c_str()));
+    }
+    apchWords.push_back(nullptr);
+    return apchWords;
+}
+
+namespace {
+
+// The request as words of ipmitool's "raw" command.
+std::vector<std::string> RawWords(unsigned char u8NetFn, unsigned char u8Cmd, const IPMICommandRecord& record,
+                                  unsigned int uRequestLength)
+{
+    std::vector<std::string> asWords = {"raw", Hex(u8NetFn), Hex(u8Cmd)};
+    for (unsigned int i = 0; i < uRequestLength; ++i) {
+        asWords.push_back(Hex(record.au8RequestData[i]));
+    }
+    return asWords;
 }
 
 // ipmitool started in a process group of its own, so that a Ctrl-C (or
@@ -167,11 +202,9 @@ std::vector<std::string> IpmitoolArguments(unsigned char u8NetFn, unsigned char 
 // one pipe, its standard input from /dev/null. The child's PID, or -1.
 pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
 {
-    std::vector<char*> apchArgs;
-    for (const std::string& sArg : asArgs) {
-        apchArgs.push_back(const_cast<char*>(sArg.c_str()));
-    }
-    apchArgs.push_back(nullptr);
+    std::vector<char*> apchArgs = ArgumentVector(asArgs);
+    const std::vector<std::string> asEnvironment = IpmitoolEnvironment();
+    std::vector<char*> apchEnvironment = ArgumentVector(asEnvironment);
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
@@ -189,7 +222,8 @@ pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
     posix_spawnattr_setsigdefault(&attributes, &signals);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = -1;
-    const int iError = posix_spawnp(&pid, S_pchIpmitool, &actions, &attributes, apchArgs.data(), environ);
+    const int iError =
+        posix_spawnp(&pid, S_pchIpmitool, &actions, &attributes, apchArgs.data(), apchEnvironment.data());
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return iError == 0 ? pid : -1;
@@ -229,9 +263,34 @@ int WaitFor(pid_t pid)
     return iStatus;
 }
 
-Attempt RunIpmitool(const std::vector<std::string>& asArgs, unsigned char u8NetFnLun, unsigned char u8Cmd,
-                    char* pchOutput, IPMICommandRecord* psRecord)
+// ipmitool run once for the request, as the Parts of the tool always did.
+class PerRequestRunner : public IpmitoolRunner {
+public:
+    Attempt Run(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                char* pchOutput, IPMICommandRecord* psRecord) override
+    {
+        return RunIpmitoolOnce(asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
+    }
+};
+
+class PerRequestTransport : public IPMITransport {
+public:
+    bool Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord) override
+    {
+        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, m_runner);
+    }
+
+private:
+    PerRequestRunner m_runner;
+};
+
+}  // namespace
+
+Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                        char* pchOutput, IPMICommandRecord* psRecord)
 {
+    std::vector<std::string> asArgs = IpmitoolLogin();
+    asArgs.insert(asArgs.end(), asRaw.begin(), asRaw.end());
     std::fflush(nullptr);
     int aiPipe[2] = {-1, -1};
     const pid_t pid = pipe2(aiPipe, O_CLOEXEC) == 0 ? SpawnIpmitool(asArgs, aiPipe[1]) : -1;
@@ -257,7 +316,10 @@ Attempt RunIpmitool(const std::vector<std::string>& asArgs, unsigned char u8NetF
     return JudgeAttempt(eAttempt, iStatus, u8NetFnLun, u8Cmd, psRecord);
 }
 
-}  // namespace
+std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport()
+{
+    return std::make_unique<PerRequestTransport>();
+}
 
 Attempt InterpretIpmitoolOutput(char* pchOutput, size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord)
 {
@@ -307,6 +369,13 @@ std::string QuoteForShell(const char* pchValue)
 
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord)
 {
+    PerRequestRunner runner;
+    return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, runner);
+}
+
+bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord,
+                      IpmitoolRunner& runner)
+{
     const auto u8NetFn = static_cast<unsigned char>(u8NetFnLun >> 2);
     DebugMessage("   NetFn=0x%X, Cmd=0x%X, ReqLen=0x%X\n   ReqData=", u8NetFn, u8Cmd, psRecord->u8RequestLength);
     DebugPrintArray(psRecord->au8RequestData, psRecord->u8RequestLength);
@@ -323,8 +392,8 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
         for (unsigned int i = 0; i < uRequestLength; ++i) {
             DebugMessage("%s ", Hex(psRecord->au8RequestData[i]).c_str());
         }
-        const Attempt eAttempt = RunIpmitool(IpmitoolArguments(u8NetFn, u8Cmd, *psRecord, uRequestLength), u8NetFnLun,
-                                             u8Cmd, achOutput, psRecord);
+        const Attempt eAttempt =
+            runner.Run(RawWords(u8NetFn, u8Cmd, *psRecord, uRequestLength), u8NetFnLun, u8Cmd, achOutput, psRecord);
         if ((eAttempt == ATTEMPT_SUCCEEDED && psRecord->u8CompletionCode == 0) || eAttempt == ATTEMPT_STOP) {
             break;
         }

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "bmc/ipmi_command.h"
 
@@ -27,3 +29,32 @@ Attempt InterpretIpmitoolOutput(char* pchOutput, std::size_t uRead, unsigned cha
 // completion code is CC_NO_ANSWER.
 Attempt JudgeAttempt(Attempt eAttempt, int iWaitStatus, unsigned char u8NetFnLun, unsigned char u8Cmd,
                      IPMICommandRecord* psRecord);
+
+// One attempt of a request: ipmitool given the "raw" words (asRaw), its
+// output (at most IPMITOOL_OUTPUT_SIZE bytes, NUL-terminated in pchOutput)
+// judged into the record.
+class IpmitoolRunner {
+public:
+    virtual ~IpmitoolRunner() = default;
+    virtual Attempt Run(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                        char* pchOutput, IPMICommandRecord* psRecord) = 0;
+};
+
+// The attempt loop of DoIPMILanCommand (six attempts, pauses, busy waits)
+// with each attempt made by the runner.
+bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord,
+                      IpmitoolRunner& runner);
+
+// One ipmitool run for the attempt: spawned without a shell, in a process
+// group of its own, standard input /dev/null, output and errors read.
+Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
+                        char* pchOutput, IPMICommandRecord* psRecord);
+
+// ipmitool's words up to the command: cipher suite (unless 0xFF),
+// interface, user, -E (the password comes from the environment) and host.
+std::vector<std::string> IpmitoolLogin();
+// VALDRN's environment for ipmitool, with IPMI_PASSWORD set to -P's value
+// (and no IPMITOOL_PASSWORD, which ipmitool -E would prefer).
+std::vector<std::string> IpmitoolEnvironment();
+// The words as an execve vector (pointers into asWords, nullptr-ended).
+std::vector<char*> ArgumentVector(const std::vector<std::string>& asWords);

@@ -65,6 +65,9 @@ static_assert(std::is_same<decltype(&RawIPMBRequest), TRawIPMBRequest>::value,
 static_assert(std::is_same<decltype(&InitKCSIO), TInitKCSIO>::value, "InitKCSIO and TInitKCSIO differ");
 static_assert(std::is_same<decltype(&UinitKCSIO), TUinitKCSIO>::value, "UinitKCSIO and TUinitKCSIO differ");
 static_assert(std::is_same<decltype(&KCSIORequest), TKCSIORequest>::value, "KCSIORequest and TKCSIORequest differ");
+// TTalkToBMC calls either library through one request and one close entry.
+static_assert(std::is_same<TRawRequest, TKCSIORequest>::value, "the two request entries differ");
+static_assert(std::is_same<TRawClose, TUinitKCSIO>::value, "the two close entries differ");
 static_assert(std::is_same<decltype(&KCSIOSetIOTimeOut), TKCSIOSetTime>::value, "KCSIOSetIOTimeOut differs");
 static_assert(std::is_same<decltype(&KCSIOSetMessageTransferTimeOut), TKCSIOSetTime>::value,
               "KCSIOSetMessageTransferTimeOut differs");

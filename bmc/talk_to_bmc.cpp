@@ -6,9 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "base/interface_state.h"
+#include "bmc/ipmi_command.h"
+#include "bmc/transport.h"
 
 const char* G_pchOpenRawLibrary = "libopenraw.so";
 const char* G_pchKCSIOLibrary = "libkcsio.so";
@@ -59,29 +63,21 @@ bool CloseDllFile(void* pHandle)
 }
 
 TTalkToBMC::TTalkToBMC(unsigned char u8InterfaceType)
-    : m_achIniFilePath(), m_pRawHandle(nullptr), m_pKCSHandle(nullptr), m_pfnInitKCSIO(nullptr),
-      m_pfnUinitKCSIO(nullptr), m_pfnKCSIORequest(nullptr), m_pfnKCSIOSetIOTimeOut(nullptr),
-      m_pfnKCSIOSetMessageTransferTimeOut(nullptr), m_pfnKCSIOSetWaitTimeBeforeReadRsp(nullptr),
-      m_u8CompletionCode(0xFF), m_lFirmwareInfoAddress(0), m_u8InterfaceType(u8InterfaceType), m_iLastStatus(0),
-      m_pLibrary(nullptr), m_pfnRawOpen(nullptr), m_pfnRawClose(nullptr), m_pfnRawRequest(nullptr),
+    : m_achIniFilePath(), m_pHandle(nullptr), m_pfnRequest(nullptr), m_pfnClose(nullptr), m_pfnInitKCSIO(nullptr),
+      m_pfnKCSIOSetIOTimeOut(nullptr), m_pfnKCSIOSetMessageTransferTimeOut(nullptr),
+      m_pfnKCSIOSetWaitTimeBeforeReadRsp(nullptr), m_u8CompletionCode(0xFF), m_lFirmwareInfoAddress(0),
+      m_u8InterfaceType(u8InterfaceType), m_iLastStatus(0), m_pLibrary(nullptr), m_pfnRawOpen(nullptr),
       m_pfnRawIPMBRequest(nullptr)
 {
 }
 
 TTalkToBMC::~TTalkToBMC()
 {
-    if (m_pRawHandle != nullptr && m_pLibrary != nullptr) {
-        if (m_pfnRawClose != nullptr) {
-            m_pfnRawClose(m_pRawHandle);
+    if (m_pHandle != nullptr && m_pLibrary != nullptr) {
+        if (m_pfnClose != nullptr) {
+            m_pfnClose(m_pHandle);
         }
-        m_pRawHandle = nullptr;
-        UnloadLibrary();
-    }
-    if (m_pKCSHandle != nullptr && m_pLibrary != nullptr) {
-        if (m_pfnUinitKCSIO != nullptr) {
-            m_pfnUinitKCSIO(m_pKCSHandle);
-        }
-        m_pKCSHandle = nullptr;
+        m_pHandle = nullptr;
         UnloadLibrary();
     }
 }
@@ -95,13 +91,11 @@ void TTalkToBMC::UnloadLibrary()
 {
     CloseDllFile(m_pLibrary);
     m_pLibrary = nullptr;
+    m_pfnRequest = nullptr;
+    m_pfnClose = nullptr;
     m_pfnRawOpen = nullptr;
-    m_pfnRawClose = nullptr;
-    m_pfnRawRequest = nullptr;
     m_pfnRawIPMBRequest = nullptr;
     m_pfnInitKCSIO = nullptr;
-    m_pfnUinitKCSIO = nullptr;
-    m_pfnKCSIORequest = nullptr;
     m_pfnKCSIOSetIOTimeOut = nullptr;
     m_pfnKCSIOSetMessageTransferTimeOut = nullptr;
     m_pfnKCSIOSetWaitTimeBeforeReadRsp = nullptr;
@@ -132,8 +126,8 @@ bool TTalkToBMC::LoadOpenRaw()
         return false;
     }
     m_pfnRawOpen = reinterpret_cast<TRawOpen>(apSymbols[0]);
-    m_pfnRawClose = reinterpret_cast<TRawClose>(apSymbols[1]);
-    m_pfnRawRequest = reinterpret_cast<TRawRequest>(apSymbols[2]);
+    m_pfnClose = reinterpret_cast<TRawClose>(apSymbols[1]);
+    m_pfnRequest = reinterpret_cast<TRawRequest>(apSymbols[2]);
     m_pfnRawIPMBRequest = reinterpret_cast<TRawIPMBRequest>(apSymbols[3]);
     return true;
 }
@@ -167,8 +161,8 @@ bool TTalkToBMC::LoadKCSIO()
         return false;
     }
     m_pfnInitKCSIO = reinterpret_cast<TInitKCSIO>(apSymbols[0]);
-    m_pfnUinitKCSIO = reinterpret_cast<TUinitKCSIO>(apSymbols[1]);
-    m_pfnKCSIORequest = reinterpret_cast<TKCSIORequest>(apSymbols[2]);
+    m_pfnClose = reinterpret_cast<TUinitKCSIO>(apSymbols[1]);
+    m_pfnRequest = reinterpret_cast<TKCSIORequest>(apSymbols[2]);
     m_pfnKCSIOSetIOTimeOut = reinterpret_cast<TKCSIOSetTime>(apSymbols[3]);
     m_pfnKCSIOSetMessageTransferTimeOut = reinterpret_cast<TKCSIOSetTime>(apSymbols[4]);
     m_pfnKCSIOSetWaitTimeBeforeReadRsp = reinterpret_cast<TKCSIOSetTime>(apSymbols[5]);
@@ -185,15 +179,15 @@ bool TTalkToBMC::InitKCS(unsigned int uPortAddress, RegisterSpacing eSpacing)
     RegisterSpacing eFileSpacing = ThirtyTwoBitBoundary;
     const int iConfig = GetConfig(&eInterface, &u16Port, &eFileSpacing, &m_lFirmwareInfoAddress);
     if (iConfig == TALK_CONFIG_MISSING) {
-        m_pKCSHandle = m_pfnInitKCSIO(static_cast<unsigned short>(uPortAddress), eSpacing);
+        m_pHandle = m_pfnInitKCSIO(static_cast<unsigned short>(uPortAddress), eSpacing);
     } else if (iConfig == TALK_SUCCESS) {
         // The interface named in the file is only checked, not passed on.
-        m_pKCSHandle = m_pfnInitKCSIO(u16Port, eFileSpacing);
+        m_pHandle = m_pfnInitKCSIO(u16Port, eFileSpacing);
     } else {
         UnloadLibrary();
         return false;
     }
-    if (m_pKCSHandle == nullptr) {
+    if (m_pHandle == nullptr) {
         UnloadLibrary();
         TBMCDebug("Init: %s failed!\n", "InitKCSIO");
         return false;
@@ -203,12 +197,8 @@ bool TTalkToBMC::InitKCS(unsigned int uPortAddress, RegisterSpacing eSpacing)
 
 bool TTalkToBMC::Init(void* pArg, unsigned int uPortAddress, RegisterSpacing eSpacing)
 {
-    if (m_pRawHandle != nullptr) {
-        TBMCDebug("Init: RawOpen has been done!\n");
-        return false;
-    }
-    if (m_pKCSHandle != nullptr) {
-        TBMCDebug("Init: InitKCSIO has been done!\n");
+    if (m_pHandle != nullptr) {
+        TBMCDebug("Init: the library has been opened already!\n");
         return false;
     }
     if (m_u8InterfaceType == 2 && pArg == nullptr) {
@@ -219,8 +209,8 @@ bool TTalkToBMC::Init(void* pArg, unsigned int uPortAddress, RegisterSpacing eSp
         if (!LoadOpenRaw()) {
             return false;
         }
-        m_pRawHandle = m_pfnRawOpen();
-        if (m_pRawHandle == nullptr) {
+        m_pHandle = m_pfnRawOpen();
+        if (m_pHandle == nullptr) {
             UnloadLibrary();
             TBMCDebug("Init: %s failed!\n", "RawOpen");
             return false;
@@ -236,14 +226,8 @@ bool TTalkToBMC::Init(void* pArg, unsigned int uPortAddress, RegisterSpacing eSp
 
 bool TTalkToBMC::IsConnectToBMCOK()
 {
-    if (m_u8InterfaceType == INTERFACE_OPENIPMI_RAW) {
-        if (m_pRawHandle == nullptr) {
-            TBMCDebug("IsConnectToBMCOK: Raw API is not available!\n");
-            return false;
-        }
-        return true;
-    }
-    return m_u8InterfaceType == INTERFACE_KCS_IO && m_pKCSHandle != nullptr;
+    // Set only by an Init that loaded the library and opened it.
+    return m_pHandle != nullptr;
 }
 
 int TTalkToBMC::RequestBMC(unsigned char u8NetFn, unsigned char u8Cmd, unsigned char u8Lun, unsigned char* pu8ReqData,
@@ -259,24 +243,13 @@ int TTalkToBMC::RequestBMC(unsigned char u8NetFn, unsigned char u8Cmd, unsigned 
         return TALK_INVALID_HANDLE;
     }
     const auto u8NetFnLun = static_cast<unsigned char>((u8NetFn << 2) | u8Lun);
-    if (m_u8InterfaceType == INTERFACE_KCS_IO) {
-        if (m_pfnKCSIORequest == nullptr) {
-            TBMCDebug("requestBMC: Invalid function address - %s()!\n", "KCSIORequest");
-            return TALK_INVALID_FUNCTION;
-        }
-        m_iLastStatus = m_pfnKCSIORequest(m_pKCSHandle, u8NetFnLun, u8Cmd, pu8ReqData, u8ReqLen, &m_u8CompletionCode,
-                                          pu8RspData, pu16RspLen);
-    } else if (m_u8InterfaceType == INTERFACE_OPENIPMI_RAW) {
-        if (m_pfnRawRequest == nullptr) {
-            TBMCDebug("requestBMC: Invalid function address - %s()!\n", "RawRequest");
-            return TALK_INVALID_FUNCTION;
-        }
-        m_iLastStatus = m_pfnRawRequest(m_pRawHandle, u8NetFnLun, u8Cmd, pu8ReqData, u8ReqLen, &m_u8CompletionCode,
-                                        pu8RspData, pu16RspLen);
-    } else {
-        TBMCDebug("requestBMC: Support KCS interface only!\n");
-        return TALK_NOT_SUPPORTED;
+    // Either library's request entry, as Init loaded it.
+    if (m_pfnRequest == nullptr) {
+        TBMCDebug("requestBMC: Invalid function address!\n");
+        return TALK_INVALID_FUNCTION;
     }
+    m_iLastStatus =
+        m_pfnRequest(m_pHandle, u8NetFnLun, u8Cmd, pu8ReqData, u8ReqLen, &m_u8CompletionCode, pu8RspData, pu16RspLen);
     if (m_iLastStatus != 0) {
         TBMCDebug("RawRequst failed: status = %d\n", m_iLastStatus);
     }
@@ -303,16 +276,13 @@ int TTalkToBMC::RequestIPMB(unsigned char u8SlaveAddress, unsigned char u8NetFn,
     if (!IsConnectToBMCOK()) {
         return TALK_INVALID_HANDLE;
     }
-    if (m_u8InterfaceType != INTERFACE_OPENIPMI_RAW) {
+    // libopenraw.so alone bridges to IPMB.
+    if (m_pfnRawIPMBRequest == nullptr) {
         TBMCDebug("requestIPMB: Support KCS interface only!\n");
         return TALK_NOT_SUPPORTED;
     }
-    if (m_pfnRawIPMBRequest == nullptr) {
-        TBMCDebug("requestIPMB: Invalid function address - %s()!\n", "RawIPMBRequest");
-        return TALK_INVALID_FUNCTION;
-    }
     const auto u8NetFnLun = static_cast<unsigned char>((u8NetFn << 2) | u8Lun);
-    m_iLastStatus = m_pfnRawIPMBRequest(m_pRawHandle, u8SlaveAddress, u8NetFnLun, u8Cmd, pu8ReqData, u8ReqLen,
+    m_iLastStatus = m_pfnRawIPMBRequest(m_pHandle, u8SlaveAddress, u8NetFnLun, u8Cmd, pu8ReqData, u8ReqLen,
                                         &m_u8CompletionCode, pu8RspData, pu16RspLen);
     TBMCDebug("Send Command [%d] NetFn [%d] :\n", u8Cmd, u8NetFn);
     TBMCDebug("CompletCode = %d\tResponse Length = %d\n", m_u8CompletionCode, *pu16RspLen);
@@ -321,15 +291,12 @@ int TTalkToBMC::RequestIPMB(unsigned char u8SlaveAddress, unsigned char u8NetFn,
 
 bool TTalkToBMC::SetKCSTime(TKCSIOSetTime pfnSetter, const char* pchName, unsigned char u8Value, const char* pchWhat)
 {
-    if (m_pKCSHandle == nullptr) {
-        TBMCDebug("%s: supports interface INTERFACE_KCS_IO only.\n", pchWhat);
+    // libkcsio.so alone has the setters.
+    if (m_pHandle == nullptr || pfnSetter == nullptr) {
+        TBMCDebug("%s: supports interface INTERFACE_KCS_IO only (%s).\n", pchWhat, pchName);
         return false;
     }
-    if (pfnSetter == nullptr) {
-        TBMCDebug("%s: Invalid function address - %s()!\n", pchWhat, pchName);
-        return false;
-    }
-    if (pfnSetter(m_pKCSHandle, u8Value) != 0) {
+    if (pfnSetter(m_pHandle, u8Value) != 0) {
         TBMCDebug("Failed to %s.\n", pchWhat);
         return false;
     }
@@ -447,15 +414,35 @@ const char* TTalkToBMC::ErrorMessage(int iCode) const
     }
 }
 
+namespace {
+
+// A system-interface library as the run's transport.
+class LibraryTransport : public IPMITransport {
+public:
+    explicit LibraryTransport(unsigned char u8InterfaceType) : m_talk(u8InterfaceType) {}
+    TTalkToBMC& Talk() { return m_talk; }
+    bool Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord) override
+    {
+        return DoSystemInterfaceCommand(m_talk.IsConnectToBMCOK() ? &m_talk : nullptr, u8NetFnLun, u8Cmd, psRecord);
+    }
+
+private:
+    TTalkToBMC m_talk;
+};
+
+}  // namespace
+
 bool InitializeKCS()
 {
     TerminateConnSession();
-    G_pTalkBMC =
-        new (std::nothrow) TTalkToBMC(eInterfaceInUse == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW);
-    if (G_pTalkBMC == nullptr) {
+    auto pTransport = std::unique_ptr<LibraryTransport>(new (std::nothrow) LibraryTransport(
+        eInterfaceInUse == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW));
+    if (pTransport == nullptr) {
         std::fputs("\n\nKCS creation error. Please check configuration.\n\n", stderr);
         return false;
     }
+    G_pTalkBMC = &pTransport->Talk();
+    UseTransport(std::move(pTransport));
     // A failed start leaves the instance for TerminateConnSession to free.
     if (!G_pTalkBMC->Init(nullptr, DEFAULT_KCS_PORT, ThirtyTwoBitBoundary) || !G_pTalkBMC->IsConnectToBMCOK()) {
         std::fputs("\n\nKCS initialization error. Please check configuration.\n\n", stderr);
@@ -471,8 +458,8 @@ void TerminateKCS()
 
 void TerminateConnSession()
 {
-    delete G_pTalkBMC;
     G_pTalkBMC = nullptr;
+    UseTransport(nullptr);
 }
 
 int CheckKCS(unsigned short u16ArgCount, char* apchArgs[])

@@ -70,11 +70,12 @@ private:
     void UnloadLibrary();
 
     char m_achIniFilePath[256];
-    void* m_pRawHandle;
-    void* m_pKCSHandle;
+    // The open library's handle and its request and close entries, the
+    // same shape in both libraries.
+    void* m_pHandle;
+    TRawRequest m_pfnRequest;
+    TRawClose m_pfnClose;
     TInitKCSIO m_pfnInitKCSIO;
-    TUinitKCSIO m_pfnUinitKCSIO;
-    TKCSIORequest m_pfnKCSIORequest;
     TKCSIOSetTime m_pfnKCSIOSetIOTimeOut;
     TKCSIOSetTime m_pfnKCSIOSetMessageTransferTimeOut;
     TKCSIOSetTime m_pfnKCSIOSetWaitTimeBeforeReadRsp;
@@ -84,18 +85,18 @@ private:
     int m_iLastStatus;
     void* m_pLibrary;
     TRawOpen m_pfnRawOpen;
-    TRawClose m_pfnRawClose;
-    TRawRequest m_pfnRawRequest;
     TRawIPMBRequest m_pfnRawIPMBRequest;
 };
 
-// The one in-band access object of a run.
+// The one in-band access object of a run, held by the run's transport
+// (bmc/transport.h).
 extern TTalkToBMC* G_pTalkBMC;
 
-// Creates G_pTalkBMC for the chosen local interface and opens it.
+// Opens the chosen local interface's library as the run's transport, its
+// TTalkToBMC as G_pTalkBMC.
 bool InitializeKCS();
 void TerminateKCS();
-// Releases G_pTalkBMC, if any.
+// Ends the run's transport (G_pTalkBMC with it, or the LAN+ session).
 void TerminateConnSession();
 // The hidden -kcs option.
 int CheckKCS(unsigned short u16ArgCount, char* apchArgs[]);

@@ -18,4 +18,8 @@ constexpr WaitLimit INIT_AGENT_WAIT = {"VALDRN_INIT_AGENT_TIMEOUT", 60000};
 // Another VALDRN run changing the same BMC.
 constexpr WaitLimit LOCK_WAIT = {"VALDRN_LOCK_TIMEOUT", 60000};
 
+// One request in the ipmitool session of VALDRN_LAN_SESSION=run, up to
+// its marker (ipmitool's own retries against a BMC gone take about 10 s).
+constexpr WaitLimit LAN_REQUEST_WAIT = {"VALDRN_LAN_REQUEST_TIMEOUT", 30000};
+
 long WaitLimitMilliseconds(const WaitLimit& limit);

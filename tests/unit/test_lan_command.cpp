@@ -16,6 +16,7 @@
 
 #include "base/trace.h"
 #include "bmc/ipmi_command.h"
+#include "bmc/transport.h"
 #include "bmc/test_bmc.h"
 #include "cli/interface_options.h"
 #include "support/test_support.h"
@@ -34,6 +35,13 @@ void UseLan(const std::string& sHost, const std::string& sUser, const std::strin
     std::snprintf(sIolData.achInterface, sizeof sIolData.achInterface, "lanplus");
     sIolData.u16CipherSuiteID = u16Cipher;
     eInterfaceInUse = eInterfaceLanPlus;
+    InitializeRMCPPlus();  // the transport that VALDRN_LAN_SESSION names
+}
+
+void EndLan()
+{
+    eInterfaceInUse = eInterfaceOpenIPMI;
+    UseTransport(nullptr);
 }
 
 IPMICommandRecord Record(std::initializer_list<unsigned char> au8Request, unsigned char u8CompletionCode = 0)
@@ -84,7 +92,7 @@ protected:
         s_pBmc->Knob("nofaults");
         UseLan(s_pBmc->Address(), TestBmc::User(), TestBmc::Password());
     }
-    void TearDown() override { eInterfaceInUse = eInterfaceOpenIPMI; }
+    void TearDown() override { EndLan(); }
 
     std::string CommandLine(const std::string& sNetFnCmd) const
     {
@@ -219,7 +227,9 @@ TEST_F(LanTest, PasswordWithShellCharactersReachesIpmitoolWhole)
     IPMICommandRecord record = Record({});
     const Sent sent = Send(NETFN_LUN_APP, CMD_GET_DEVICE_ID, record);
     EXPECT_TRUE(sent.bResult) << sent.sTrace;
-    EXPECT_NE(sent.sTrace.find("-U odd -P 'a'\\''b\"c$d;e f' -H "), std::string::npos) << sent.sTrace;
+    // The trace shows the command as it always has; ipmitool itself gets
+    // the password in its environment, untouched by any shell.
+    EXPECT_NE(sent.sTrace.find("-U odd -P a'b\"c$d;e f -H "), std::string::npos) << sent.sTrace;
 }
 
 // --- stand-in ipmitool ------------------------------------------------------------------
@@ -236,16 +246,35 @@ protected:
     void TearDown() override
     {
         setenv("PATH", m_sSavedPath.c_str(), 1);
-        eInterfaceInUse = eInterfaceOpenIPMI;
+        EndLan();
     }
-    // The script's body; it may use $COUNT, the number of earlier runs.
+    // The script's body, run once per request; it may use $COUNT, the
+    // number of earlier runs. As "ipmitool ... shell" (VALDRN_LAN_SESSION=
+    // run) it is run for each "raw" line, and a run that fails ends the
+    // session with its status, as an ipmitool that died would.
     void StandIn(const std::string& sBody)
     {
-        WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\nCOUNT=$(cat " + m_dir.File("count") +
-                                              " 2>/dev/null || echo 0)\n"
-                                              "echo $((COUNT + 1)) > " +
-                                              m_dir.File("count") + "\necho \"$@\" >> " + m_dir.File("argv") + "\n" +
-                                              sBody);
+        const std::string sOnce = m_dir.File("ipmitool-once");
+        WriteFile(sOnce, "#!/bin/sh\nCOUNT=$(cat " + m_dir.File("count") +
+                             " 2>/dev/null || echo 0)\n"
+                             "echo $((COUNT + 1)) > " +
+                             m_dir.File("count") + "\necho \"$@\" >> " + m_dir.File("argv") + "\n" + sBody);
+        WriteFile(m_dir.File("ipmitool"),
+                  "#!/bin/bash\n"
+                  "if [ \"${!#}\" != shell ]; then exec " +
+                      sOnce +
+                      " \"$@\"; fi\n"
+                      "set -- \"${@:1:$(($# - 1))}\"\n"
+                      "while IFS= read -r LINE; do\n"
+                      "  case \"$LINE\" in\n"
+                      "    exit) exit 0 ;;\n"
+                      "    echo\\ *) echo \"${LINE#echo } \" ;;\n"
+                      "    raw\\ *) " +
+                      sOnce +
+                      " \"$@\" $LINE < /dev/null || exit $? ;;\n"
+                      "  esac\n"
+                      "done\n");
+        chmod(sOnce.c_str(), 0755);
         chmod(m_dir.File("ipmitool").c_str(), 0755);
     }
     std::string Argv() const { return ReadFile(m_dir.File("argv")); }
@@ -262,7 +291,7 @@ TEST_F(StandInTest, NoOutputIsAnEmptyAnswer)
     EXPECT_TRUE(sent.bResult);
     EXPECT_EQ(record.u8CompletionCode, 0);
     EXPECT_EQ(record.u16ResponseLength, 0);
-    EXPECT_EQ(Argv(), "-C 3 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x0a 0x2c 0x01\n");
+    EXPECT_EQ(Argv(), "-C 3 -I lanplus -U user -E -H 10.1.2.3 raw 0x0a 0x2c 0x01\n");
 }
 
 TEST_F(StandInTest, CipherOptionOnlyBelow255)
@@ -272,11 +301,12 @@ TEST_F(StandInTest, CipherOptionOnlyBelow255)
     IPMICommandRecord record = Record({});
     EXPECT_TRUE(Send(NETFN_LUN_APP, 0x01, record).bResult);
     sIolData.u16CipherSuiteID = 0;
+    InitializeRMCPPlus();  // a new login: a new run's transport
     record = Record({});
     const Sent sent = Send(NETFN_LUN_APP, 0x01, record);
     EXPECT_EQ(Argv(),
-              "-I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n"
-              "-C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01\n");
+              "-I lanplus -U user -E -H 10.1.2.3 raw 0x06 0x01\n"
+              "-C 0 -I lanplus -U user -E -H 10.1.2.3 raw 0x06 0x01\n");
     EXPECT_NE(sent.sTrace.find("   ipmitool -C 0 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x06 0x01 "),
               std::string::npos);
 }
@@ -514,3 +544,183 @@ TEST(PopenFailingDeathTest, SixAttemptsWithPausesAndTheCodeOnEntryDecides)
 }
 
 }  // namespace
+
+// --- one ipmitool session for the run (VALDRN_LAN_SESSION=run) ---------------------
+
+class SessionTest : public StandInTest {
+protected:
+    void SetUp() override
+    {
+        setenv("VALDRN_LAN_SESSION", "run", 1);
+        StandInTest::SetUp();
+    }
+    void TearDown() override
+    {
+        StandInTest::TearDown();
+        unsetenv("VALDRN_LAN_SESSION");
+        unsetenv("VALDRN_LAN_REQUEST_TIMEOUT");
+    }
+    // A stand-in "ipmitool ... shell": each start is logged in "starts",
+    // each line it reads in "lines"; the piece of shell sShell runs for each
+    // "raw" line (with $RAWS, the number of raw lines this start read).
+    void ShellStandIn(const std::string& sShell)
+    {
+        WriteFile(m_dir.File("ipmitool"),
+                  "#!/bin/bash\n"
+                  "echo \"$*\" >> " +
+                      m_dir.File("starts") +
+                      "\n"
+                      "[ \"${!#}\" = shell ] || { echo ' 01 02'; exit 0; }\n"
+                      "RAWS=0\n"
+                      "while IFS= read -r LINE; do\n"
+                      "  echo \"$LINE\" >> " +
+                      m_dir.File("lines") +
+                      "\n"
+                      "  echo \"ipmitool> $LINE\"\n"
+                      "  case \"$LINE\" in\n"
+                      "    exit) exit 0 ;;\n"
+                      "    echo\\ *) echo \"${LINE#echo } \" ;;\n"
+                      "    raw\\ *) RAWS=$((RAWS + 1)); " +
+                      sShell +
+                      " ;;\n"
+                      "  esac\n"
+                      "done\n");
+        chmod(m_dir.File("ipmitool").c_str(), 0755);
+    }
+    int Starts() const { return CountOf(ReadFile(m_dir.File("starts")), "\n"); }
+};
+
+// Every request through one ipmitool: its prompt and the lines it echoes
+// are not part of the answer; the session is closed with "exit".
+TEST_F(SessionTest, OneIpmitoolCarriesEveryRequest)
+{
+    ShellStandIn("echo ' 11 22 33'");
+    for (int i = 0; i < 5; ++i) {
+        IPMICommandRecord record = NewCommandRecord();
+        ASSERT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+        EXPECT_EQ(record.u16ResponseLength, 3);
+        EXPECT_EQ(record.au8ResponseData[2], 0x33);
+    }
+    EXPECT_EQ(Starts(), 1);
+    EXPECT_EQ(ReadFile(m_dir.File("starts")), "-C 3 -I lanplus -U user -E -H 10.1.2.3 shell\n");
+    UseTransport(nullptr);
+    const std::string sLines = ReadFile(m_dir.File("lines"));
+    EXPECT_EQ(CountOf(sLines, "raw 0x0a 0x22\n"), 5);
+    EXPECT_EQ(sLines.substr(sLines.size() - 5), "exit\n");
+}
+
+// The trace is the one of a run per request: the same command lines.
+TEST_F(SessionTest, TheTraceIsTheOneOfARunPerRequest)
+{
+    ShellStandIn("echo ' 11 22'");
+    IPMICommandRecord record = NewCommandRecord();
+    const Sent sent = Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record);
+    EXPECT_EQ(sent.sTrace,
+              "   NetFn=0xA, Cmd=0x22, ReqLen=0x0\n   ReqData=None\n"
+              "   ipmitool -C 3 -I lanplus -U user -P pass -H 10.1.2.3 raw 0x0a 0x22 "
+              "   cCode=0x0, RspLen=0x2\n   RspData=11 22 \n\n");
+}
+
+// ipmitool's complaint comes on standard error: read for the request it
+// belongs to, as a run per request would have read it.
+TEST_F(SessionTest, AComplaintOnStandardErrorIsTheRequestsOwn)
+{
+    ShellStandIn("if [ $RAWS -eq 1 ]; then echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 "
+                 "cmd=0x22 rsp=0xc5): Reservation cancelled' >&2; else echo ' 01 02'; fi");
+    IPMICommandRecord record = NewCommandRecord();
+    const Sent sent = Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record);
+    EXPECT_TRUE(sent.bResult);
+    EXPECT_EQ(CountOf(sent.sTrace, "\r   Execute ipmitool: Unable to send RAW command"), 1) << sent.sTrace;
+    EXPECT_EQ(Starts(), 1);
+}
+
+// A session that dies (the BMC restarted under it, ipmitool killed) is
+// started again and the request repeated under the same attempts.
+TEST_F(SessionTest, ASessionThatDiesIsStartedAgain)
+{
+    ShellStandIn("if [ $(cat " + m_dir.File("starts") + " | wc -l) -eq 1 ]; then kill -KILL $$; fi; echo ' 01 02'");
+    IPMICommandRecord record = NewCommandRecord();
+    CapturedOutput output;
+    const bool bResult = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, &record);
+    output.Finish();
+    EXPECT_TRUE(bResult);
+    EXPECT_EQ(Starts(), 2);
+    EXPECT_EQ(output.Err(), "");
+}
+
+// A BMC that stopped answering within the session: "Unable to send RAW
+// command" without a response code. The session is ended and a new one
+// started for the next attempt.
+TEST_F(SessionTest, ARequestNobodyAnsweredEndsTheSession)
+{
+    ShellStandIn("if [ $(cat " + m_dir.File("starts") +
+                 " | wc -l) -eq 1 ]; then echo 'Unable to send RAW command (channel=0x0 netfn=0xa lun=0x0 "
+                 "cmd=0x22)' >&2; else echo ' 01 02'; fi");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    EXPECT_EQ(Starts(), 2);
+}
+
+// No marker within VALDRN_LAN_REQUEST_TIMEOUT: the stuck session is
+// killed, a new one answers.
+TEST_F(SessionTest, AStuckSessionIsKilledAfterTheRequestTimeout)
+{
+    setenv("VALDRN_LAN_REQUEST_TIMEOUT", "0.5", 1);
+    ShellStandIn("if [ $(cat " + m_dir.File("starts") + " | wc -l) -eq 1 ]; then sleep 600; fi; echo ' 01 02'");
+    IPMICommandRecord record = NewCommandRecord();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_EQ(Starts(), 2);
+}
+
+// Three session failures in a row: one warning, and the rest of the run
+// goes with one ipmitool per request (here the stand-in answers those).
+TEST_F(SessionTest, RepeatedFailuresFallBackToOneIpmitoolPerRequest)
+{
+    ShellStandIn("kill -KILL $$");
+    CapturedOutput output;
+    IPMICommandRecord record = NewCommandRecord();
+    const bool bFirst = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, &record);
+    record = NewCommandRecord();
+    const bool bSecond = DoIPMICommand(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, &record);
+    output.Finish();
+    EXPECT_TRUE(bFirst);
+    EXPECT_TRUE(bSecond);
+    EXPECT_EQ(output.Err(),
+              "<WARNING> The ipmitool session failed 3 times in a row: one ipmitool per request from here on.\n");
+    const std::string sStarts = ReadFile(m_dir.File("starts"));
+    EXPECT_EQ(CountOf(sStarts, " shell\n"), 3);
+    EXPECT_EQ(CountOf(sStarts, " raw 0x0a 0x22\n"), 2);
+}
+
+// A refused login ends ipmitool at once: read as the one run per request
+// would have been, the connection test stops at the first attempt.
+TEST_F(SessionTest, ARefusedLoginReadsAsItAlwaysHas)
+{
+    WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\necho \"$*\" >> " + m_dir.File("starts") +
+                                          "\necho 'Error: Unable to establish IPMI v2 / RMCP+ session' >&2\nexit 1\n");
+    chmod(m_dir.File("ipmitool").c_str(), 0755);
+    CapturedOutput output;
+    const bool bResult = InitializeInterface();
+    output.Finish();
+    EXPECT_FALSE(bResult);
+    EXPECT_EQ(output.Err(), "\n\nGet Device ID failed. Please check LAN+ configuration.\n\n");
+    EXPECT_EQ(Starts(), 1);
+}
+
+// The password travels in ipmitool's environment, never in arguments; an
+// IPMITOOL_PASSWORD of the caller's (which ipmitool -E prefers) is dropped.
+TEST_F(SessionTest, ThePasswordIsInTheEnvironmentAlone)
+{
+    setenv("IPMITOOL_PASSWORD", "stale", 1);
+    ShellStandIn("echo \" $(printf '%s' \"$IPMI_PASSWORD\" | od -An -tx1) ${IPMITOOL_PASSWORD:-00}\"");
+    UseLan("10.1.2.3", "user", "p w'$");
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult);
+    unsetenv("IPMITOOL_PASSWORD");
+    ASSERT_EQ(record.u16ResponseLength, 6);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(record.au8ResponseData), 5), "p w'$");
+    EXPECT_EQ(record.au8ResponseData[5], 0x00);
+    EXPECT_EQ(ReadFile(m_dir.File("starts")).find("p w"), std::string::npos);
+}
