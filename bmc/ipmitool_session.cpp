@@ -294,6 +294,10 @@ public:
         if (m_bFallenBack) {
             return RunIpmitoolOnce(asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
         }
+        // What VALDRN printed goes out before each request, as with a run
+        // per request: a reader gone (| head) is met during the operation,
+        // whose signal guard handles it, not at exit.
+        std::fflush(nullptr);
         if (!m_shell.Running() && !StartShell()) {
             // As a run that could not be started: the completion code stays.
             DebugMessage("   Error to execute ipmitool\n");

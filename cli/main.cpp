@@ -2,6 +2,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
 
 #include "bmc/saved_copy.h"
 #include "cli/entry_point.h"
@@ -20,6 +23,22 @@ void KeepStandardStreamsOpen()
     }
 }
 
+// Any local user reads a process's arguments (ps, /proc/<pid>/cmdline):
+// the password after -P is blanked there as soon as the run starts, the
+// run working on its own copies of the words.
+std::vector<std::string> CopyWordsHidingPassword(int argc, char* argv[])
+{
+    std::vector<std::string> asWords(argv, argv + argc);
+    for (int i = 1; i + 1 < argc; ++i) {
+        const bool bPasswordOption = (argv[i][0] == '-' || argv[i][0] == '/') && std::strcmp(argv[i] + 1, "P") == 0;
+        const char chNext = argv[i + 1][0];
+        if (bPasswordOption && chNext != '-' && chNext != '/') {
+            std::memset(argv[i + 1], 'x', std::strlen(argv[i + 1]));
+        }
+    }
+    return asWords;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[])
@@ -29,5 +48,11 @@ int main(int argc, char* argv[])
     ShowProductHeader();
     TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
     RegisterOptionTable(engine);
-    return RunCommandLine(engine, argc, argv);
+    std::vector<std::string> asWords = CopyWordsHidingPassword(argc, argv);
+    std::vector<char*> apchWords;
+    for (std::string& sWord : asWords) {
+        apchWords.push_back(&sWord[0]);
+    }
+    apchWords.push_back(nullptr);
+    return RunCommandLine(engine, argc, apchWords.data());
 }

@@ -111,20 +111,55 @@ StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sE
 {
     const std::string sLog = m_dir.File("calls");
     WriteFile(sLog, "");
+    WriteFile(m_dir.File("started"), "");
     WriteFile(m_dir.File("ended"), "");
     // Each run, however it ends, adds a line to "ended": a run whose
     // VALDRN was killed goes on by itself (WaitUntilIdle).
-    WriteFile(m_dir.File("ipmitool"), "#!/bin/sh\ntrap 'echo >> " + m_dir.File("ended") + "' EXIT\necho \"$*\" >> " +
-                                          sLog + "\nN=$(wc -l < " + sLog + ")\n" + sHook + "\n" IPMITOOL_PROGRAM " " +
-                                          sExtraOptions + " \"$@\"\n");
+    // As "ipmitool ... shell" (VALDRN_LAN_SESSION=run) it passes each line
+    // on to a real ipmitool shell, logging each "raw" line as the command
+    // line a run per request would have had and running the hook before
+    // it, with those words as "$@": the hook meets the same requests in
+    // both modes. A hook that exits has given the request's whole output
+    // (the line is not passed on); one that kills $$ ends the session.
+    // However it ends, the real one is told to exit: it would spin at the
+    // end of its input.
+    WriteFile(m_dir.File("ipmitool"),
+              "#!/bin/bash\n"
+              "echo >> " + m_dir.File("started") + "\n"
+              "trap 'echo >> " + m_dir.File("ended") + "' EXIT\n"
+              "if [ \"${!#}\" = shell ]; then\n"
+              "  set -- \"${@:1:$(($# - 1))}\"\n"
+              "  exec 3> >((cat; echo exit) | exec " IPMITOOL_PROGRAM " " + sExtraOptions + " \"$@\" shell)\n"
+              "  trap 'echo exit >&3; echo >> " + m_dir.File("ended") + "' EXIT\n"
+              "  trap 'exit 1' TERM INT HUP\n"
+              "  while IFS= read -r LINE; do\n"
+              "    ST=199\n"
+              "    if [ \"${LINE#raw }\" != \"$LINE\" ]; then\n"
+              "      echo \"$* $LINE\" >> " + sLog + "\n"
+              "      N=$(wc -l < " + sLog + ")\n"
+              "      (set -- \"$@\" $LINE\n" + sHook + "\nexit 199); ST=$?\n"
+              "    fi\n"
+              "    [ $ST -eq 199 ] && printf '%s\\n' \"$LINE\" >&3\n"
+              "  done\n"
+              "  exit 0\n"
+              "fi\n"
+              "echo \"$*\" >> " + sLog + "\nN=$(wc -l < " + sLog + ")\n" + sHook + "\n" IPMITOOL_PROGRAM " " +
+                  sExtraOptions + " \"$@\"\n");
     chmod(m_dir.File("ipmitool").c_str(), 0755);
+}
+
+int StandInIpmitool::Runs() const
+{
+    const std::string sStarted = ReadFile(m_dir.File("started"));
+    return static_cast<int>(std::count(sStarted.begin(), sStarted.end(), '\n'));
 }
 
 void StandInIpmitool::WaitUntilIdle() const
 {
     for (int i = 0; i < 600; ++i) {
         const std::string sEnded = ReadFile(m_dir.File("ended"));
-        if (static_cast<size_t>(std::count(sEnded.begin(), sEnded.end(), '\n')) >= Calls().size()) {
+        const std::string sStarted = ReadFile(m_dir.File("started"));
+        if (std::count(sEnded.begin(), sEnded.end(), '\n') >= std::count(sStarted.begin(), sStarted.end(), '\n')) {
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));

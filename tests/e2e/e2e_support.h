@@ -78,6 +78,8 @@ public:
     std::string Path() const;
     // The command lines ipmitool was run with, in order.
     std::vector<std::string> Calls() const;
+    // How many times ipmitool was started (a session is one start).
+    int Runs() const;
     // Waits until every run has ended (at most 30 s).
     void WaitUntilIdle() const;
 
