@@ -1,10 +1,14 @@
-// Wall time of -d and -u over LAN+ (a 50-record SDR repository, a 2 KiB
-// FRU image) against the test BMC, next to the summed wall time of the
-// very same ipmitool command lines run one after another by a plain shell
-// script. The lines are recorded from a VALDRN run through an ipmitool
-// wrapper that logs its arguments; before every timed run the BMC is put
-// back into the same state, so VALDRN and the script make the same
-// requests and get the same answers.
+// Wall time over LAN+ against the test BMC, on the same data, interleaved,
+// medians: VALDRN with one ipmitool per request (the default), VALDRN with
+// one ipmitool session for the run (VALDRN_LAN_SESSION=run), and
+// ipmitool's own command for the same work:
+//   -d of 119 SDR records      ipmitool sdr fill file (erase, add)
+//   -u of those 119 records    ipmitool sdr dump
+//   -d of a 342-byte FRU image ipmitool fru write
+//   -u of a 2 KiB FRU device   ipmitool fru read
+// VALDRN does more than ipmitool for the same work (the backup and its
+// checks before a download, the read-back after it). Before every timed
+// run the BMC is put back into the same state.
 //
 // Usage: lan_transfer_bench VALDRN-BINARY [ROUNDS]
 #include <sys/stat.h>
@@ -13,7 +17,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -27,18 +30,20 @@ using namespace valdrn_test;
 
 namespace {
 
-std::vector<std::string> FiftyRecords()
+constexpr size_t SDR_RECORDS = 119;
+
+std::vector<std::string> ServerRecords()
 {
     const std::vector<std::string> asKinds = SdrRecordsOfEveryType();
     std::vector<std::string> asRecords;
-    for (size_t i = 0; asRecords.size() < 50; ++i) {
+    for (size_t i = 0; asRecords.size() < SDR_RECORDS; ++i) {
         asRecords.push_back(asKinds[i % asKinds.size()]);
     }
     return asRecords;
 }
 
-// The typical server image with OEM records after it, up to 2 KiB.
-std::string TwoKibFruImage()
+// The typical server image: chassis, board and product areas.
+FruAreas TypicalFruAreas()
 {
     FruAreas areas;
     areas.sChassis = FruChassisArea(0x17, {FruAsciiField("CHS-R200-01"), FruAsciiField("CSN20261121A")});
@@ -48,6 +53,13 @@ std::string TwoKibFruImage()
     areas.sProduct = FruProductArea(
         0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"), FruAsciiField("R200-8"),
                FruAsciiField("A01"), FruAsciiField("PSN998877"), FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
+    return areas;
+}
+
+// ... with OEM records after it, up to 2 KiB.
+std::string TwoKibFruImage()
+{
+    FruAreas areas = TypicalFruAreas();
     const size_t uBefore = FruImage(areas).size();
     const size_t uRecords = (2048 - uBefore) / 205;
     for (size_t i = 0; i < uRecords; ++i) {
@@ -66,12 +78,6 @@ public:
     Bench(const std::string& sValdrn, const std::string& sDirectory)
         : m_sValdrn(sValdrn), m_sDir(sDirectory), m_bmc("", sDirectory + "/bmc")
     {
-        mkdir((m_sDir + "/bin").c_str(), 0700);
-        // Logs each run's arguments, shell-quoted, then runs the real one.
-        WriteFile(m_sDir + "/bin/ipmitool",
-                  "#!/bin/bash\nprintf '%q ' ipmitool \"$@\" >> \"$IPMITOOL_LOG\"\n"
-                  "echo >> \"$IPMITOOL_LOG\"\nexec /usr/bin/ipmitool \"$@\"\n");
-        chmod((m_sDir + "/bin/ipmitool").c_str(), 0700);
     }
 
     TestBmc& Bmc() { return m_bmc; }
@@ -89,16 +95,13 @@ public:
         m_bmc.Start();
     }
 
-    // One VALDRN run in the work directory; its wall time.
-    double RunValdrn(const std::vector<std::string>& asWords, bool bRecord)
+    // One VALDRN run in the work directory, per request or in one session;
+    // its wall time.
+    double RunValdrn(const std::vector<std::string>& asWords, bool bSession)
     {
         std::remove((m_sDir + "/out.txt").c_str());
-        std::string sCommand = "cd " + m_sDir + " && VALDRN_BACKUP_DIR=" + m_sDir + "/backups ";
-        if (bRecord) {
-            std::remove((m_sDir + "/lines").c_str());
-            sCommand += "IPMITOOL_LOG=" + m_sDir + "/lines PATH=" + m_sDir + "/bin:$PATH ";
-        }
-        sCommand += m_sValdrn;
+        std::string sCommand = "cd " + m_sDir + " && VALDRN_BACKUP_DIR=" + m_sDir + "/backups VALDRN_LAN_SESSION=" +
+                               (bSession ? "run " : "request ") + m_sValdrn;
         for (const std::string& sWord : asWords) {
             sCommand += " '" + sWord + "'";
         }
@@ -106,44 +109,36 @@ public:
             sCommand += " '" + sWord + "'";
         }
         sCommand += " > " + m_sDir + "/valdrn.log 2>&1";
+        return Timed(sCommand, ReadFile(m_sDir + "/valdrn.log"));
+    }
+
+    // ipmitool's own command for the same work; its wall time.
+    double RunIpmitool(const std::vector<std::string>& asWords)
+    {
+        std::remove((m_sDir + "/out.bin").c_str());
+        std::string sCommand = "cd " + m_sDir + " && ipmitool";
+        for (const std::string& sWord : {"-I", "lanplus", "-C", "3", "-U", TestBmc::User().c_str(), "-P",
+                                         TestBmc::Password().c_str(), "-H", m_bmc.Address().c_str()}) {
+            sCommand += std::string(" '") + sWord + "'";
+        }
+        for (const std::string& sWord : asWords) {
+            sCommand += " '" + sWord + "'";
+        }
+        return Timed(sCommand + " > ipmitool.log 2>&1", "");
+    }
+
+private:
+    double Timed(const std::string& sCommand, const std::string& sLog)
+    {
         const auto start = std::chrono::steady_clock::now();
         const int iStatus = std::system(sCommand.c_str());
         const double dSeconds = Seconds(start);
         if (iStatus != 0) {
-            throw std::runtime_error("VALDRN failed: " + sCommand + "\n" + ReadFile(m_sDir + "/valdrn.log"));
+            throw std::runtime_error("failed: " + sCommand + "\n" + sLog + ReadFile(m_sDir + "/valdrn.log"));
         }
         return dSeconds;
     }
 
-    // The recorded lines as one shell script; its wall time.
-    double RunScript()
-    {
-        const auto start = std::chrono::steady_clock::now();
-        const int iStatus = std::system(("sh -e " + m_sDir + "/script > /dev/null 2>&1").c_str());
-        const double dSeconds = Seconds(start);
-        if (iStatus != 0) {
-            throw std::runtime_error("the ipmitool script failed");
-        }
-        return dSeconds;
-    }
-
-    size_t MakeScript()
-    {
-        std::ifstream lines(m_sDir + "/lines");
-        std::string sLine;
-        std::string sScript;
-        size_t uCount = 0;
-        while (std::getline(lines, sLine)) {
-            sScript += sLine + "\n";
-            ++uCount;
-        }
-        WriteFile(m_sDir + "/script", sScript);
-        return uCount;
-    }
-
-    const std::string& Dir() const { return m_sDir; }
-
-private:
     std::string m_sValdrn;
     std::string m_sDir;
     TestBmc m_bmc;
@@ -155,23 +150,25 @@ double Median(std::vector<double> adValues)
     return adValues[adValues.size() / 2];
 }
 
-void Measure(Bench& bench, const char* pchName, const std::vector<std::string>& asWords, int iRounds)
+void Measure(Bench& bench, const char* pchName, const std::vector<std::string>& asWords,
+             const std::vector<std::string>& asIpmitool, int iRounds)
 {
-    bench.Restore();
-    bench.RunValdrn(asWords, true);
-    const size_t uRuns = bench.MakeScript();
-    std::vector<double> adValdrn;
-    std::vector<double> adScript;
+    std::vector<double> adRequest;
+    std::vector<double> adSession;
+    std::vector<double> adIpmitool;
     for (int i = 0; i < iRounds; ++i) {
         bench.Restore();
-        adValdrn.push_back(bench.RunValdrn(asWords, false));
+        adRequest.push_back(bench.RunValdrn(asWords, false));
         bench.Restore();
-        adScript.push_back(bench.RunScript());
+        adSession.push_back(bench.RunValdrn(asWords, true));
+        bench.Restore();
+        adIpmitool.push_back(bench.RunIpmitool(asIpmitool));
     }
-    const double dValdrn = Median(adValdrn);
-    const double dScript = Median(adScript);
-    std::printf("%-28s ipmitool runs %4zu   VALDRN %7.3f s   script %7.3f s   ratio %.3f\n", pchName, uRuns, dValdrn,
-                dScript, dValdrn / dScript);
+    const double dRequest = Median(adRequest);
+    const double dSession = Median(adSession);
+    const double dIpmitool = Median(adIpmitool);
+    std::printf("%-26s per request %7.3f s (%6.1f x)   one session %6.3f s (%4.2f x)   ipmitool %6.3f s\n", pchName,
+                dRequest, dRequest / dIpmitool, dSession, dSession / dIpmitool, dIpmitool);
     std::fflush(stdout);
 }
 
@@ -193,19 +190,29 @@ int main(int argc, char* argv[])
         }
         Bench bench(achValdrn, dir.Path());
         bench.Bmc().Start();
-        WriteFile(dir.File("in.sdr"), SdrTextFile(FiftyRecords()));
-        const std::string sImage = TwoKibFruImage();
+        const std::vector<std::string> asRecords = ServerRecords();
+        WriteFile(dir.File("in.sdr"), SdrTextFile(asRecords));
+        std::string sRecords;
+        for (const std::string& sRecord : asRecords) {
+            sRecords += sRecord;
+        }
+        WriteFile(dir.File("in.sdr.bin"), sRecords);
+        const std::string sImage = FruImage(TypicalFruAreas());
         WriteFile(dir.File("in.fru.bin"), sImage);
-        std::printf("SDR: 50 records; FRU image: %zu bytes; median of %d rounds (wall time)\n", sImage.size(), iRounds);
-        // The repository already holds the 50 records, as on a server being
+        WriteFile(dir.File("two-kib.fru.bin"), TwoKibFruImage());
+        std::printf("SDR: %zu records; FRU image: %zu bytes, device read: 2 KiB; median of %d rounds (wall time)\n",
+                    asRecords.size(), sImage.size(), iRounds);
+        // The repository already holds the records, as on a server being
         // re-provisioned: the download backs them up first.
         bench.RunValdrn({"-d", "in.sdr"}, false);
-        bench.RunValdrn({"-d", "in.fru.bin", "fruID=0"}, false);
+        bench.RunValdrn({"-d", "two-kib.fru.bin", "fruID=0"}, false);
         bench.Snapshot();
-        Measure(bench, "-d SDR text, 50 records", {"-d", "in.sdr"}, iRounds);
-        Measure(bench, "-u SDR, 50 records", {"-u", "out.txt", "encoding=ascii"}, iRounds);
-        Measure(bench, "-d FRU binary, 2 KiB", {"-d", "in.fru.bin", "fruID=0"}, iRounds);
-        Measure(bench, "-u FRU, 2 KiB device", {"-u", "out.txt", "encoding=ascii", "fruID=0"}, iRounds);
+        Measure(bench, "-d SDR text, records", {"-d", "in.sdr"}, {"sdr", "fill", "file", "in.sdr.bin"}, iRounds);
+        Measure(bench, "-u SDR, records", {"-u", "out.txt", "encoding=ascii"}, {"sdr", "dump", "out.bin"}, iRounds);
+        Measure(bench, "-d FRU binary image", {"-d", "in.fru.bin", "fruID=0"}, {"fru", "write", "0", "in.fru.bin"},
+                iRounds);
+        Measure(bench, "-u FRU, 2 KiB device", {"-u", "out.txt", "encoding=ascii", "fruID=0"},
+                {"fru", "read", "0", "out.bin"}, iRounds);
         bench.Bmc().Stop();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

@@ -112,25 +112,24 @@ StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sE
     const std::string sLog = m_dir.File("calls");
     WriteFile(sLog, "");
     WriteFile(m_dir.File("started"), "");
-    WriteFile(m_dir.File("ended"), "");
-    // Each run, however it ends, adds a line to "ended": a run whose
-    // VALDRN was killed goes on by itself (WaitUntilIdle).
+    // Each run adds its PID to "started": a run whose VALDRN was killed goes
+    // on by itself (WaitUntilIdle).
     // As "ipmitool ... shell" (VALDRN_LAN_SESSION=run) it passes each line
     // on to a real ipmitool shell, logging each "raw" line as the command
     // line a run per request would have had and running the hook before
     // it, with those words as "$@": the hook meets the same requests in
     // both modes. A hook that exits has given the request's whole output
-    // (the line is not passed on); one that kills $$ ends the session.
-    // However it ends, the real one is told to exit: it would spin at the
-    // end of its input.
+    // (the line is not passed on); one that exits with 126 or more (not
+    // found, killed) or kills $$ ends the session, as does the real one's
+    // end. However it ends, the real one is told to exit: it would spin at
+    // the end of its input.
     WriteFile(m_dir.File("ipmitool"),
               "#!/bin/bash\n"
-              "echo >> " + m_dir.File("started") + "\n"
-              "trap 'echo >> " + m_dir.File("ended") + "' EXIT\n"
+              "echo $$ >> " + m_dir.File("started") + "\n"
               "if [ \"${!#}\" = shell ]; then\n"
               "  set -- \"${@:1:$(($# - 1))}\"\n"
-              "  exec 3> >((cat; echo exit) | exec " IPMITOOL_PROGRAM " " + sExtraOptions + " \"$@\" shell)\n"
-              "  trap 'echo exit >&3; echo >> " + m_dir.File("ended") + "' EXIT\n"
+              "  exec 3> >(" IPMITOOL_PROGRAM " " + sExtraOptions + " \"$@\" shell < <(cat; echo exit); kill -TERM $$)\n"
+              "  trap 'echo exit >&3' EXIT\n"
               "  trap 'exit 1' TERM INT HUP\n"
               "  while IFS= read -r LINE; do\n"
               "    ST=199\n"
@@ -139,6 +138,7 @@ StandInIpmitool::StandInIpmitool(const std::string& sHook, const std::string& sE
               "      N=$(wc -l < " + sLog + ")\n"
               "      (set -- \"$@\" $LINE\n" + sHook + "\nexit 199); ST=$?\n"
               "    fi\n"
+              "    [ $ST -ge 126 ] && [ $ST -ne 199 ] && exit $ST\n"
               "    [ $ST -eq 199 ] && printf '%s\\n' \"$LINE\" >&3\n"
               "  done\n"
               "  exit 0\n"
@@ -154,12 +154,33 @@ int StandInIpmitool::Runs() const
     return static_cast<int>(std::count(sStarted.begin(), sStarted.end(), '\n'));
 }
 
+namespace {
+
+// Running, not a zombie left for its parent to reap.
+bool IsRunning(const std::string& sPid)
+{
+    try {
+        const std::string sStat = ReadFile("/proc/" + sPid + "/stat");
+        const size_t uAfterName = sStat.rfind(") ");
+        return uAfterName != std::string::npos && sStat.compare(uAfterName + 2, 1, "Z") != 0;
+    } catch (const std::exception&) {
+        return false;  // gone
+    }
+}
+
+}  // namespace
+
 void StandInIpmitool::WaitUntilIdle() const
 {
+    // Every run started has ended, however: VALDRN kills a session that is
+    // stuck, and a killed run writes no line of its own.
     for (int i = 0; i < 600; ++i) {
-        const std::string sEnded = ReadFile(m_dir.File("ended"));
-        const std::string sStarted = ReadFile(m_dir.File("started"));
-        if (std::count(sEnded.begin(), sEnded.end(), '\n') >= std::count(sStarted.begin(), sStarted.end(), '\n')) {
+        std::istringstream started(ReadFile(m_dir.File("started")));
+        bool bAnyRunning = false;
+        for (std::string sPid; std::getline(started, sPid);) {
+            bAnyRunning = bAnyRunning || IsRunning(sPid);
+        }
+        if (!bAnyRunning) {
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));

@@ -39,12 +39,25 @@ options:
         rather than let it be cut). Shell characters are passed intact.
       - Never logged; it is shown as C(...) in a restore command.
         Required with C(interface=lanplus).
+      - How it travels - VALDRN gets it as the value of C(-P) and blanks it in its own
+        argument list as it starts (C(ps) shows C(xxxx)); C(ipmitool) gets it in its
+        environment (C(IPMI_PASSWORD) with C(-E)), never in its arguments.
     type: str
   cipher_suite:
     description:
       - RMCP+ cipher suite ID, 0 to 19 or 128 to 191.
     type: int
     default: 3
+  lan_session:
+    description:
+      - With C(interface=lanplus) - C(run) has VALDRN use one C(ipmitool) session for its
+        whole run (environment variable C(VALDRN_LAN_SESSION=run)), many times faster;
+        VALDRN falls back to one C(ipmitool) per request when the session keeps failing.
+        C(request) starts one C(ipmitool) per request, as VALDRN does by default.
+      - Either way VALDRN prints the same and makes the same requests.
+    type: str
+    choices: [run, request]
+    default: run
   valdrn_path:
     description:
       - The VALDRN program to run. By default C(VALDRN) found on the PATH

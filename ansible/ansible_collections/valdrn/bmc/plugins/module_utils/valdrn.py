@@ -26,6 +26,7 @@ CONNECTION_ARGUMENT_SPEC = dict(
     valdrn_path=dict(type='path'),
     chdir=dict(type='path', default='/'),
     backup_dir=dict(type='path'),
+    lan_session=dict(type='str', default='run', choices=['run', 'request']),
 )
 CONNECTION_REQUIRED_IF = [('interface', 'lanplus', ('bmc_host', 'bmc_user', 'bmc_password'))]
 
@@ -189,7 +190,8 @@ class Valdrn(object):
 
     def run(self, operation_args):
         args = [self.program] + operation_args + self.connection_args()
-        environ = {}
+        # One ipmitool session for the whole run, or one ipmitool per request.
+        environ = {'VALDRN_LAN_SESSION': self.params['lan_session']}
         if self.params['backup_dir']:
             environ['VALDRN_BACKUP_DIR'] = os.path.abspath(self.params['backup_dir'])
         # "n" to any question, so that nothing is overwritten unasked.

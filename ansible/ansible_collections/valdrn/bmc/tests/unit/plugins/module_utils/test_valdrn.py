@@ -132,6 +132,18 @@ class ConnectionTest(unittest.TestCase):
                          ['-n', 'lanplus', '-H', '10.0.0.5', '-U', 'admin', '-P', "p'w;$x", '-C', '3'])
         self.assertEqual(valdrn.program, '/usr/sbin/VALDRN')
 
+    def test_lan_session_reaches_valdrn_in_its_environment(self):
+        for params, expected in ((LAN, 'run'), (lan(lan_session='request'), 'request')):
+            module = FakeModule(**params)
+            seen = {}
+
+            def run_command(args, cwd=None, environ_update=None, data=None):
+                seen.update(environ_update)
+                return 0, '', ''
+            module.run_command = run_command
+            Valdrn(module).run(['-v', 'a.sdr'])
+            self.assertEqual(seen.get('VALDRN_LAN_SESSION'), expected)
+
     def test_in_band_interfaces_are_named_with_msgintf(self):
         for interface in ('openipmi', 'kcsio'):
             self.assertEqual(Valdrn(FakeModule(interface=interface)).connection_args(), ['-msgintf', interface])
