@@ -42,7 +42,8 @@ std::vector<std::string> ServerRecords()
     return asRecords;
 }
 
-// The typical server image: chassis, board and product areas.
+// The typical server image: chassis, board and product areas and one OEM
+// record, 342 bytes.
 FruAreas TypicalFruAreas()
 {
     FruAreas areas;
@@ -53,6 +54,7 @@ FruAreas TypicalFruAreas()
     areas.sProduct = FruProductArea(
         0x19, {FruAsciiField("Valdrin Systems"), FruAsciiField("Valdrin R200"), FruAsciiField("R200-8"),
                FruAsciiField("A01"), FruAsciiField("PSN998877"), FruAsciiField("ASSET-42"), FruAsciiField("FRU v1.0")});
+    areas.sMultiRecord = FruMultiRecord(0xC0, std::string(145, 'O'), true);
     return areas;
 }
 
@@ -60,6 +62,7 @@ FruAreas TypicalFruAreas()
 std::string TwoKibFruImage()
 {
     FruAreas areas = TypicalFruAreas();
+    areas.sMultiRecord.clear();
     const size_t uBefore = FruImage(areas).size();
     const size_t uRecords = (2048 - uBefore) / 205;
     for (size_t i = 0; i < uRecords; ++i) {
@@ -109,7 +112,7 @@ public:
             sCommand += " '" + sWord + "'";
         }
         sCommand += " > " + m_sDir + "/valdrn.log 2>&1";
-        return Timed(sCommand, ReadFile(m_sDir + "/valdrn.log"));
+        return Timed(sCommand);
     }
 
     // ipmitool's own command for the same work; its wall time.
@@ -117,24 +120,24 @@ public:
     {
         std::remove((m_sDir + "/out.bin").c_str());
         std::string sCommand = "cd " + m_sDir + " && ipmitool";
-        for (const std::string& sWord : {"-I", "lanplus", "-C", "3", "-U", TestBmc::User().c_str(), "-P",
-                                         TestBmc::Password().c_str(), "-H", m_bmc.Address().c_str()}) {
-            sCommand += std::string(" '") + sWord + "'";
+        for (const std::string& sWord : std::vector<std::string>{"-I", "lanplus", "-C", "3", "-U", TestBmc::User(),
+                                                                 "-P", TestBmc::Password(), "-H", m_bmc.Address()}) {
+            sCommand += " '" + sWord + "'";
         }
         for (const std::string& sWord : asWords) {
             sCommand += " '" + sWord + "'";
         }
-        return Timed(sCommand + " > ipmitool.log 2>&1", "");
+        return Timed(sCommand + " > ipmitool.log 2>&1");
     }
 
 private:
-    double Timed(const std::string& sCommand, const std::string& sLog)
+    double Timed(const std::string& sCommand)
     {
         const auto start = std::chrono::steady_clock::now();
         const int iStatus = std::system(sCommand.c_str());
         const double dSeconds = Seconds(start);
         if (iStatus != 0) {
-            throw std::runtime_error("failed: " + sCommand + "\n" + sLog + ReadFile(m_sDir + "/valdrn.log"));
+            throw std::runtime_error("failed: " + sCommand);
         }
         return dSeconds;
     }

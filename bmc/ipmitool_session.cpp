@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -363,20 +364,9 @@ private:
     bool m_bFallenBack = false;
 };
 
-class SessionTransport : public IPMITransport {
-public:
-    bool Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord) override
-    {
-        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, m_runner);
-    }
-
-private:
-    SessionRunner m_runner;
-};
-
 }  // namespace
 
 std::unique_ptr<IPMITransport> NewIpmitoolSessionTransport()
 {
-    return std::make_unique<SessionTransport>();
+    return NewLanTransport(std::make_unique<SessionRunner>());
 }

@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bmc/lan_command.h"
@@ -273,15 +275,18 @@ public:
     }
 };
 
-class PerRequestTransport : public IPMITransport {
+// LAN+: every request through the attempt loop, each attempt made by the
+// runner.
+class LanTransport : public IPMITransport {
 public:
+    explicit LanTransport(std::unique_ptr<IpmitoolRunner> pRunner) : m_pRunner(std::move(pRunner)) {}
     bool Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord) override
     {
-        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, m_runner);
+        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, *m_pRunner);
     }
 
 private:
-    PerRequestRunner m_runner;
+    std::unique_ptr<IpmitoolRunner> m_pRunner;
 };
 
 }  // namespace
@@ -316,9 +321,14 @@ Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8N
     return JudgeAttempt(eAttempt, iStatus, u8NetFnLun, u8Cmd, psRecord);
 }
 
+std::unique_ptr<IPMITransport> NewLanTransport(std::unique_ptr<IpmitoolRunner> pRunner)
+{
+    return std::make_unique<LanTransport>(std::move(pRunner));
+}
+
 std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport()
 {
-    return std::make_unique<PerRequestTransport>();
+    return NewLanTransport(std::make_unique<PerRequestRunner>());
 }
 
 Attempt InterpretIpmitoolOutput(char* pchOutput, size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,10 @@ public:
 // with each attempt made by the runner.
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord,
                       IpmitoolRunner& runner);
+
+class IPMITransport;
+// The LAN+ transport whose attempts the runner makes.
+std::unique_ptr<IPMITransport> NewLanTransport(std::unique_ptr<IpmitoolRunner> pRunner);
 
 // One ipmitool run for the attempt: spawned without a shell, in a process
 // group of its own, standard input /dev/null, output and errors read.

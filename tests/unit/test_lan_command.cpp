@@ -493,8 +493,9 @@ TEST_F(StandInTest, ABusyBMCIsWaitedForWithinTheBusyWait)
     unsetenv("VALDRN_BUSY_TIMEOUT");
     EXPECT_EQ(record.u8CompletionCode, CC_NODE_BUSY);
     EXPECT_GE(elapsed, std::chrono::milliseconds(400));
-    // Six attempts of their own after the busy wait ran out.
-    EXPECT_GE(std::stoi(ReadFile(m_dir.File("count"))), 9);
+    // Six attempts of their own after the busy wait ran out, besides those
+    // within it (at least the first; how many more fit, the load decides).
+    EXPECT_GE(std::stoi(ReadFile(m_dir.File("count"))), 7);
 }
 
 // popen fails once no file descriptor is left for its pipe; in a child of

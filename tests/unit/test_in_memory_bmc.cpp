@@ -1,0 +1,122 @@
+// The storage commands through the transport seam, against a BMC in
+// memory: whole record lists and FRU images in, what the BMC holds out.
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "bmc/fru_inventory.h"
+#include "bmc/ipmi_command.h"
+#include "bmc/sdr_repository.h"
+#include "bmc/transport.h"
+#include "support/in_memory_bmc.h"
+#include "support/sdr_fixtures.h"
+#include "support/test_support.h"
+
+using namespace valdrn_test;
+
+namespace {
+
+class InMemoryBmcTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        auto pBmc = std::make_unique<InMemoryBmc>();
+        m_pBmc = pBmc.get();
+        UseTransport(std::move(pBmc));
+    }
+    void TearDown() override { UseTransport(nullptr); }
+
+    InMemoryBmc* m_pBmc = nullptr;
+};
+
+std::vector<std::string> Records()
+{
+    return {SdrRecord(0x0001, 0x01, std::string(59, '\x11')), SdrRecord(0x0002, 0x12, std::string(11, '\x22')),
+            SdrRecord(0x0003, 0xC1, std::string(255, '\x5A'))};
+}
+
+TEST_F(InMemoryBmcTest, EveryRequestGoesThroughTheRunsTransport)
+{
+    IPMICommandRecord record = NewCommandRecord();
+    EXPECT_TRUE(DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record));
+    EXPECT_EQ(record.u16ResponseLength, 15);
+    EXPECT_EQ(m_pBmc->m_asRequests, std::vector<std::string>{"06:01"});
+}
+
+TEST_F(InMemoryBmcTest, WithoutATransportNothingIsSent)
+{
+    UseTransport(nullptr);
+    IPMICommandRecord record = NewCommandRecord();
+    record.u8CompletionCode = 0;
+    EXPECT_FALSE(DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record));
+    EXPECT_EQ(record.u8CompletionCode, CC_NO_ANSWER);
+}
+
+// A restore erases and adds each record byte for byte; the backup reads
+// them back the same, a 260-byte one included.
+TEST_F(InMemoryBmcTest, ARestoreAndABackupMoveRecordsByteForByte)
+{
+    m_pBmc->m_asRecords = {SdrRecord(0x0009, 0x01, std::string(40, '\x01'))};
+    CapturedOutput output;
+    EXPECT_EQ(AddRepositoryRecords(Records(), "restore"), SDR_PARTIAL_ADD_LAST);
+    unsigned short u16Count = 3;
+    std::vector<SDRRecordBytes> asRead;
+    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRead, "backup"), SDR_RECORD_READ);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "");
+    ASSERT_EQ(m_pBmc->m_asRecords.size(), 3u);
+    EXPECT_EQ(m_pBmc->m_asRecords, Records());
+    ASSERT_EQ(asRead.size(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(asRead[i].substr(2), Records()[i].substr(2)) << i;
+    }
+}
+
+// A reservation cancelled while a record is added: a new reservation, and
+// the record added again from its first byte.
+TEST_F(InMemoryBmcTest, ACancelledReservationAddsTheRecordAgain)
+{
+    m_pBmc->Fail(CMD_PARTIAL_ADD_SDR, {CC_RESERVATION_CANCELLED});
+    CapturedOutput output;
+    EXPECT_EQ(AddRepositoryRecords(Records(), "restore"), SDR_PARTIAL_ADD_LAST);
+    output.Finish();
+    EXPECT_EQ(m_pBmc->m_asRecords, Records());
+}
+
+// A failing Get SDR ends the read: no list is claimed whole.
+TEST_F(InMemoryBmcTest, AFailedReadIsNoWholeBackup)
+{
+    m_pBmc->m_asRecords = Records();
+    m_pBmc->Fail(CMD_GET_SDR, std::vector<unsigned char>(40, 0xC1));
+    unsigned short u16Count = 3;
+    std::vector<SDRRecordBytes> asRead;
+    CapturedOutput output;
+    EXPECT_NE(ReadRepositoryRecords(&u16Count, &asRead, "backup"), SDR_RECORD_READ);
+    output.Finish();
+    EXPECT_NE(output.Err(), "");
+}
+
+// FRU bytes written in 16-byte chunks land where they belong, and read
+// back the same; a device that is not there fails at once.
+TEST_F(InMemoryBmcTest, FruBytesGoInAndComeBackOut)
+{
+    m_pBmc->m_fruDevices[2] = std::string(64, '\xFF');
+    std::string sImage;
+    for (int i = 0; i < 37; ++i) {
+        sImage += static_cast<char>(i);
+    }
+    CapturedOutput output;
+    EXPECT_TRUE(WriteFRUBytes(2, 5, 37, reinterpret_cast<const unsigned char*>(sImage.data())));
+    std::string sRead(37, '\0');
+    EXPECT_TRUE(ReadFRUBytes(2, 5, 37, reinterpret_cast<unsigned char*>(&sRead[0])));
+    EXPECT_FALSE(ReadFRUBytes(3, 0, 8, reinterpret_cast<unsigned char*>(&sRead[0])));
+    output.Finish();
+    EXPECT_EQ(sRead.substr(0, 37), sImage);
+    EXPECT_EQ(m_pBmc->m_fruDevices[2], std::string(5, '\xFF') + sImage + std::string(22, '\xFF'));
+    EXPECT_EQ(std::count(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(), "0a:12"), 3);
+}
+
+}  // namespace
