@@ -265,7 +265,7 @@ int WaitFor(pid_t pid)
     return iStatus;
 }
 
-// ipmitool run once for the request, as the Parts of the tool always did.
+// ipmitool run once for the request, as VALDRN has always run it.
 class PerRequestRunner : public IpmitoolRunner {
 public:
     Attempt Run(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
