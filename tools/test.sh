@@ -58,7 +58,10 @@ echo "=== Tests: sanitizer build, LAN+ in one ipmitool session per run"
 echo "=== Tests: command line and end to end under valgrind"
 # The FRU fault matrix runs in the plain and sanitizer builds only, the
 # group signals at each request in the plain and sanitizer builds.
-short_table bash tools/valgrind-suite.sh build -E "$(matrix_sample 2)|FruFaultMatrix|GroupSignalAtStep" || status=1
+# valgrind holds VALDRN's words in its own (ps shows valgrind's), so the
+# check that no process shows the password runs in the other builds only.
+short_table bash tools/valgrind-suite.sh build \
+  -E "$(matrix_sample 2)|FruFaultMatrix|GroupSignalAtStep|ThePasswordIsInNoProcesssArguments" || status=1
 echo "=== Fuzzing: ${FUZZ_SECONDS:-25} s per target"
 bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-25}" || status=1
 exit "$status"

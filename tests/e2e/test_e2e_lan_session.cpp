@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,10 +25,10 @@ namespace {
 
 const char* const S_apchModes[] = {"request", "run"};
 
-// A process's arguments; "" once it has gone.
-std::string CommandLineOf(const std::string& sPid)
+// A file of /proc/PID; "" once the process has gone.
+std::string ReadProcFile(const std::string& sPid, const char* pchName)
 {
-    const int iFd = open(("/proc/" + sPid + "/cmdline").c_str(), O_RDONLY | O_CLOEXEC);
+    const int iFd = open(("/proc/" + sPid + "/" + pchName).c_str(), O_RDONLY | O_CLOEXEC);
     if (iFd < 0) {
         return "";
     }
@@ -42,27 +41,28 @@ std::string CommandLineOf(const std::string& sPid)
     return sLine;
 }
 
-// Seconds since the process started; 0 once it has gone.
-double AgeOf(const std::string& sPid)
+std::string CommandLineOf(const std::string& sPid)
 {
-    const std::string sStat = ReadFile("/proc/" + sPid + "/stat");
-    const std::string sUptime = ReadFile("/proc/uptime");
-    const size_t uAfterName = sStat.rfind(')');
-    if (uAfterName == std::string::npos) {
-        return 0;
-    }
-    std::istringstream fields(sStat.substr(uAfterName + 2));
-    std::string sField;
-    for (int i = 3; i <= 22 && fields >> sField; ++i) {
-    }
-    return std::stod(sUptime) - std::stod(sField) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    return sPid.empty() ? "" : ReadProcFile(sPid, "cmdline");
 }
 
-// Reads every process's arguments, again and again, until stopped: which
-// held the text, and which were ipmitool's (that the watch saw them at all).
-// A process holds the text when it still shows it 50 ms after its start:
-// the words VALDRN was started with hold the password until its first
-// lines blank it (a starter such as env has them until it runs VALDRN).
+std::string ReadStatus(const std::string& sPid)
+{
+    return ReadProcFile(sPid, "status");
+}
+
+// The process's parent ("" once it has gone).
+std::string ParentOf(const std::string& sPid)
+{
+    const std::string sStatus = ReadStatus(sPid);
+    const size_t uAt = sStatus.find("\nPPid:\t");
+    return uAt == std::string::npos ? "" : sStatus.substr(uAt + 7, sStatus.find('\n', uAt + 7) - uAt - 7);
+}
+
+// Reads every process's arguments, again and again, until stopped. Each
+// ipmitool VALDRN runs (its words hold "-E -H") is looked at with its
+// parent, VALDRN: by the time VALDRN starts one, it must have blanked the
+// password in its own words, and ipmitool must never have had it.
 class ArgumentWatch {
 public:
     explicit ArgumentWatch(const std::string& sSecret)
@@ -98,20 +98,16 @@ private:
                 continue;
             }
             const std::string sLine = CommandLineOf(sPid);
-            if (sLine.find(sSecret) != std::string::npos) {
-                try {
-                    if (AgeOf(sPid) > 0.05 && CommandLineOf(sPid).find(sSecret) != std::string::npos) {
-                        m_asHolders.insert(sLine);
-                    }
-                } catch (const std::exception&) {
-                    // gone while it was read
+            if (sLine.find(std::string("-E\0-H\0", 6)) == std::string::npos) {
+                continue;
+            }
+            m_iIpmitoolsSeen += m_iIpmitoolsSeen < 1000000 ? 1 : 0;
+            const std::string sParentLine = CommandLineOf(ParentOf(sPid));
+            m_iValdrnsSeen += sParentLine.find("VALDRN") != std::string::npos && m_iValdrnsSeen < 1000000 ? 1 : 0;
+            for (const std::string& sHolder : {sLine, sParentLine}) {
+                if (sHolder.find(sSecret) != std::string::npos) {
+                    m_asHolders.insert(sHolder);
                 }
-            }
-            if (sLine.find(std::string("-E\0-H\0", 6)) != std::string::npos && m_iIpmitoolsSeen < 1000000) {
-                ++m_iIpmitoolsSeen;
-            }
-            if (sLine.find(std::string("VALDRN\0", 7)) != std::string::npos && m_iValdrnsSeen < 1000000) {
-                ++m_iValdrnsSeen;
             }
         }
         closedir(pProc);

@@ -503,6 +503,17 @@ TEST_F(StandInTest, ABusyBMCIsWaitedForWithinTheBusyWait)
 // six failed attempts and their pauses.
 int PopenFailing()
 {
+    // First the same requests while descriptors are left, ipmitool nowhere
+    // on PATH: the undefined-behaviour sanitizer checks a call's dynamic
+    // type through a pipe of its own the first time it meets it, and
+    // without descriptors it takes every object for a wrong one.
+    const std::string sPath = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
+    setenv("PATH", "/nonexistent", 1);
+    UseLan("10.1.2.3", "user", "pass");
+    IPMICommandRecord warmUp = Record({});
+    std::fflush(stdout);
+    DoIPMICommand(NETFN_LUN_STORAGE, 0x22, &warmUp);
+    setenv("PATH", sPath.c_str(), 1);
     const std::string sTrace = "/tmp/valdrn-popen-trace-" + std::to_string(getpid());
     if (std::freopen(sTrace.c_str(), "w", stdout) == nullptr) {
         return 90;
