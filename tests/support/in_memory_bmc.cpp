@@ -22,16 +22,64 @@ std::string WordBytes(unsigned int uWord)
     return {static_cast<char>(uWord & 0xFF), static_cast<char>((uWord >> 8) & 0xFF)};
 }
 
+std::string RequestLine(unsigned char u8NetFnLun, unsigned char u8Cmd, const unsigned char* pu8Request,
+                        unsigned int uLength)
+{
+    char achByte[4];
+    std::snprintf(achByte, sizeof achByte, "%02X", u8NetFnLun);
+    std::string sLine = achByte;
+    std::snprintf(achByte, sizeof achByte, "%02X", u8Cmd);
+    sLine = sLine + " " + achByte + " [";
+    for (unsigned int i = 0; i < uLength; ++i) {
+        std::snprintf(achByte, sizeof achByte, "%02X", pu8Request[i]);
+        sLine += (i == 0 ? "" : " ") + std::string(achByte);
+    }
+    return sLine + "]";
+}
+
 }  // namespace
+
+void InMemoryBmc::Queue(unsigned char u8Code, std::vector<unsigned char> au8Response)
+{
+    m_queued.push_back({u8Code, std::move(au8Response)});
+}
+
+void InMemoryBmc::Answer(unsigned char u8Code, std::vector<unsigned char> au8Response)
+{
+    m_bAnswerSet = true;
+    m_set = {u8Code, std::move(au8Response)};
+}
+
+void InMemoryBmc::Reset()
+{
+    m_asRequests.clear();
+    m_queued.clear();
+    m_bAnswerSet = false;
+}
+
+bool InMemoryBmc::Scripted(ScriptedAnswer* psAnswer)
+{
+    if (!m_queued.empty()) {
+        *psAnswer = std::move(m_queued.front());
+        m_queued.pop_front();
+        return true;
+    }
+    if (m_bAnswerSet) {
+        *psAnswer = m_set;
+    }
+    return m_bAnswerSet;
+}
 
 bool InMemoryBmc::Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord)
 {
-    char achName[8];
-    std::snprintf(achName, sizeof achName, "%02x:%02x", u8NetFnLun >> 2, u8Cmd);
-    m_asRequests.push_back(achName);
+    m_asRequests.push_back(RequestLine(u8NetFnLun, u8Cmd, psRecord->au8RequestData, psRecord->u8RequestLength));
     std::string sResponse;
     std::vector<unsigned char>& au8Failures = m_failures[u8Cmd];
-    if (!au8Failures.empty()) {
+    ScriptedAnswer scripted;
+    if (Scripted(&scripted)) {
+        psRecord->u8CompletionCode = scripted.u8Code;
+        sResponse.assign(scripted.au8Response.begin(), scripted.au8Response.end());
+    } else if (!au8Failures.empty()) {
         psRecord->u8CompletionCode = au8Failures.front();
         au8Failures.erase(au8Failures.begin());
     } else if (u8NetFnLun == NETFN_LUN_APP && u8Cmd == CMD_GET_DEVICE_ID) {
@@ -39,7 +87,7 @@ bool InMemoryBmc::Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMIComman
         sResponse = std::string("\x20\x01\x01\x00\x02\xBF\x00\x00\x00\x00\x00\x00\x00\x00\x00", 15);
     } else {
         psRecord->u8CompletionCode = u8NetFnLun == NETFN_LUN_STORAGE
-                                         ? Answer(u8Cmd, psRecord->au8RequestData, psRecord->u8RequestLength, &sResponse)
+                                         ? StorageAnswer(u8Cmd, psRecord->au8RequestData, psRecord->u8RequestLength, &sResponse)
                                          : CC_INVALID_COMMAND;
     }
     if (psRecord->u8CompletionCode != 0) {
@@ -52,7 +100,7 @@ bool InMemoryBmc::Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMIComman
     return IsAcceptedAnswer(u8NetFnLun, u8Cmd, *psRecord);
 }
 
-unsigned char InMemoryBmc::Answer(unsigned char u8Cmd, const unsigned char* pu8Request, unsigned int uLength,
+unsigned char InMemoryBmc::StorageAnswer(unsigned char u8Cmd, const unsigned char* pu8Request, unsigned int uLength,
                                   std::string* psResponse)
 {
     switch (u8Cmd) {

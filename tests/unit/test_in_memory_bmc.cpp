@@ -43,7 +43,7 @@ TEST_F(InMemoryBmcTest, EveryRequestGoesThroughTheRunsTransport)
     IPMICommandRecord record = NewCommandRecord();
     EXPECT_TRUE(DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record));
     EXPECT_EQ(record.u16ResponseLength, 15);
-    EXPECT_EQ(m_pBmc->m_asRequests, std::vector<std::string>{"06:01"});
+    EXPECT_EQ(m_pBmc->m_asRequests, std::vector<std::string>{"18 01 []"});
 }
 
 TEST_F(InMemoryBmcTest, WithoutATransportNothingIsSent)
@@ -116,7 +116,9 @@ TEST_F(InMemoryBmcTest, FruBytesGoInAndComeBackOut)
     output.Finish();
     EXPECT_EQ(sRead.substr(0, 37), sImage);
     EXPECT_EQ(m_pBmc->m_fruDevices[2], std::string(5, '\xFF') + sImage + std::string(22, '\xFF'));
-    EXPECT_EQ(std::count(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(), "0a:12"), 3);
+    EXPECT_EQ(std::count_if(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(),
+                            [](const std::string& sRequest) { return sRequest.rfind("28 12 [02 ", 0) == 0; }),
+              3);
 }
 
 }  // namespace

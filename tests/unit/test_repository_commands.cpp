@@ -1,5 +1,5 @@
-// The SDR repository and FRU inventory requests, byte for byte, with the
-// system-interface stand-in answering each request in turn.
+// The SDR repository and FRU inventory requests, byte for byte, with a BMC
+// in memory answering each request in turn as the test scripts it.
 #include <algorithm>
 #include <csignal>
 #include <cstring>
@@ -16,44 +16,53 @@
 #include "bmc/fru_field_update.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/sdr_repository.h"
-#include "bmc/talk_to_bmc.h"
+#include "bmc/transport.h"
 #include "bmc/wait_limits.h"
 #include "cli/interface_options.h"
 #include "fru/fru_image.h"
 #include "support/sdr_fixtures.h"
-#include "support/stubbed_interface.h"
+#include "support/in_memory_bmc.h"
 #include "support/test_support.h"
 
 using namespace valdrn_test;
 
 namespace {
 
-class RepositoryCommandTest : public StubbedInterfaceTest {
+class RepositoryCommandTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        StubbedInterfaceTest::SetUp();
+        setenv("VALDRN_BACKUP_DIR", m_backups.Path().c_str(), 1);
+        auto pBmc = std::make_unique<InMemoryBmc>();
+        m_pBmc = pBmc.get();
+        UseTransport(std::move(pBmc));
+        Reset();
         ASSERT_TRUE(VLInit());
     }
     void TearDown() override
     {
         VLExit();
-        StubbedInterfaceTest::TearDown();
+        UseTransport(nullptr);
+        unsetenv("VALDRN_BACKUP_DIR");
     }
 
-    void Ok(const std::vector<unsigned char>& au8Response) const { m_stub->Queue(0, 0x00, au8Response); }
-    // The requests, one per line instead of separated by ";".
-    std::vector<std::string> Requests() const
+    // No requests yet; every answer success with no data until scripted.
+    void Reset() const
     {
-        std::vector<std::string> asRequests;
-        const std::string sCalls = m_stub->Calls();
-        size_t uAt = 0;
-        for (size_t uEnd = sCalls.find(';'); uEnd != std::string::npos; uEnd = sCalls.find(';', uAt)) {
-            asRequests.push_back(sCalls.substr(uAt, uEnd - uAt));
-            uAt = uEnd + 1;
-        }
-        return asRequests;
+        m_pBmc->Reset();
+        m_pBmc->Answer(0x00, {});
     }
+    void Ok(const std::vector<unsigned char>& au8Response) const { m_pBmc->Queue(0x00, au8Response); }
+    void Queue(unsigned char u8Code) const { m_pBmc->Queue(u8Code, {}); }
+    void AnswerEveryRequest(unsigned char u8Code, const std::vector<unsigned char>& au8Response) const
+    {
+        m_pBmc->Answer(u8Code, au8Response);
+    }
+    std::vector<std::string> Requests() const { return m_pBmc->m_asRequests; }
+
+    InMemoryBmc* m_pBmc = nullptr;
+    // The copies a test's run saves stay here.
+    TempDir m_backups;
 };
 
 std::string HexBytes(const std::string& sBytes, size_t uFrom, size_t uCount)
@@ -95,7 +104,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsOnePartialAddOfElevenBytes)
     CapturedOutput output;
     EXPECT_EQ(PartialAddCommand(0x1234, &entry), SDR_PARTIAL_ADD_LAST);
     output.Finish();
-    EXPECT_EQ(Requests(), std::vector<std::string>{"RawRequest 28 25 capacity=100 [34 12 00 00 00 01 " +
+    EXPECT_EQ(Requests(), std::vector<std::string>{"28 25 [34 12 00 00 00 01 " +
                                                    HexBytes(sRecord, 0, 5) + "]"});
     EXPECT_EQ(entry.u16RecordID, 0x0007);  // the ID the BMC gave
 }
@@ -110,8 +119,8 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     CapturedOutput output;
     EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
     output.Finish();
-    EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 22 capacity=100 []",
-                                                    "RawRequest 28 23 capacity=100 [01 00 00 00 00 05]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []",
+                                                    "28 23 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(output.Out(), "    Start to upload SDR record ID 0042h, type 14h ... \n");
 }
@@ -133,11 +142,11 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 6u);
-    EXPECT_EQ(asRequests[1], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 AA]");
-    EXPECT_EQ(asRequests[3], "RawRequest 28 25 capacity=100 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    EXPECT_EQ(asRequests[1], "28 27 [01 00 43 4C 52 AA]");
+    EXPECT_EQ(asRequests[3], "28 25 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
     // Later chunks name the record by the ID the BMC gave it.
-    EXPECT_EQ(asRequests[4], "RawRequest 28 25 capacity=100 [02 00 50 00 10 00 " + HexBytes(sRecord, 16, 16) + "]");
-    EXPECT_EQ(asRequests[5], "RawRequest 28 25 capacity=100 [02 00 50 00 20 01 " + HexBytes(sRecord, 32, 5) + "]");
+    EXPECT_EQ(asRequests[4], "28 25 [02 00 50 00 10 00 " + HexBytes(sRecord, 16, 16) + "]");
+    EXPECT_EQ(asRequests[5], "28 25 [02 00 50 00 20 01 " + HexBytes(sRecord, 32, 5) + "]");
     EXPECT_EQ(output.Out(), "    Start to download # 0h SDR record  ... \n");
 }
 
@@ -149,13 +158,13 @@ TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheTenthPollSucceeds)
     for (int i = 0; i < 9; ++i) {
         Ok({0x00});
     }
-    m_stub->Queue(0, 0xC0, {});  // a failed poll counts as "not yet"
+    Queue(0xC0);  // a failed poll counts as "not yet"
     Ok({0x01});
     CapturedOutput output;
     EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
     output.Finish();
     EXPECT_EQ(Requests().size(), 13u);
-    EXPECT_EQ(Requests()[12], "RawRequest 28 27 capacity=100 [01 00 43 4C 52 00]");
+    EXPECT_EQ(Requests()[12], "28 27 [01 00 43 4C 52 00]");
     EXPECT_EQ(output.Err(), "");
 }
 
@@ -163,7 +172,7 @@ TEST_F(RepositoryCommandTest, AnEraseThatNeverEndsFailsAtTheTimeLimit)
 {
     SetSDREraseTimeLimit(300);
     Ok({0x01, 0x00});
-    m_stub->Answer(0, 0x00, {0x00});  // in progress, every time
+    AnswerEveryRequest(0x00, {0x00});  // in progress, every time
     CapturedOutput output;
     EXPECT_EQ(ToClearSDR(), CMD_FAILED);
     output.Finish();
@@ -189,13 +198,13 @@ TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheThirdPollSucceeds)
 TEST_F(RepositoryCommandTest, ACancelledReservationBeforeTheEraseIsTakenAnew)
 {
     Ok({0x01, 0x00});
-    m_stub->Queue(0, 0xC5, {});
+    Queue(0xC5);
     Ok({0x02, 0x00});
     Ok({0x01});
     CapturedOutput output;
     EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
     output.Finish();
-    EXPECT_EQ(Requests()[3], "RawRequest 28 27 capacity=100 [02 00 43 4C 52 AA]");
+    EXPECT_EQ(Requests()[3], "28 27 [02 00 43 4C 52 AA]");
     EXPECT_EQ(output.Err(), "");
 }
 
@@ -204,7 +213,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
     const std::string sRecord = SdrRecord(0x0042, 0x12, std::string(20, 'y'));
     Ok({0x01, 0x00});
     Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
-    m_stub->Queue(0, 0xC5, {});  // cancelled before the body
+    Queue(0xC5);  // cancelled before the body
     Ok({0x02, 0x00});
     Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
     Ok(GetSdrAnswer(0xFFFF, sRecord, 5, 16));
@@ -215,7 +224,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
     EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
-    EXPECT_EQ(Requests()[4], "RawRequest 28 23 capacity=100 [02 00 00 00 00 05]");
+    EXPECT_EQ(Requests()[4], "28 23 [02 00 00 00 00 05]");
     EXPECT_EQ(output.Err(), "");
 }
 
@@ -228,7 +237,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
     Ok({0x01});        // erased
     Ok({0x02, 0x00});  // reservation for the record
     Ok({0x50, 0x00});
-    m_stub->Queue(0, 0xC5, {});
+    Queue(0xC5);
     Ok({0x03, 0x00});
     Ok({0x51, 0x00});
     Ok({0x51, 0x00});
@@ -237,8 +246,8 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 8u);
-    EXPECT_EQ(asRequests[6], "RawRequest 28 25 capacity=100 [03 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
-    EXPECT_EQ(asRequests[7], "RawRequest 28 25 capacity=100 [03 00 51 00 10 01 " + HexBytes(sRecord, 16, 9) + "]");
+    EXPECT_EQ(asRequests[6], "28 25 [03 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    EXPECT_EQ(asRequests[7], "28 25 [03 00 51 00 10 01 " + HexBytes(sRecord, 16, 9) + "]");
     EXPECT_EQ(output.Out(), "    Start to download # 0h SDR record  ... \n");
     EXPECT_EQ(output.Err(), "");
 }
@@ -254,7 +263,7 @@ TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
     Ok({0x01});
     for (int i = 0; i < 6; ++i) {
         Ok({static_cast<unsigned char>(2 + i), 0x00});
-        m_stub->Queue(0, 0xC5, {});
+        Queue(0xC5);
     }
     CapturedOutput output;
     EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), CMD_FAILED);
@@ -270,7 +279,7 @@ TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
     const std::string sFirst = SdrNamedRecord(0x0001, 0x01, "CPU");
     const std::string sSecond = SdrFixedRecord(0x0002, 0x08, 0x10);
     for (unsigned short u16Expected : {2, 3}) {
-        m_stub->Reset();
+        Reset();
         Ok({0x01, 0x00});
         Ok(GetSdrAnswer(0x0002, sFirst, 0, 5));
         for (size_t uAt = 5; uAt < sFirst.size(); uAt += 16) {
@@ -301,7 +310,7 @@ TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
     // 255 bytes, and 260: a body of 251 bytes or more is counted in full,
     // never wrapped to a header-only record.
     for (const unsigned char u8Body : {0xFA, 0xFF}) {
-        m_stub->Reset();
+        Reset();
         Ok({0x01, 0x00});
         Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0x01, u8Body});
         SDREntry asList[1] = {};
@@ -334,7 +343,7 @@ TEST_F(RepositoryCommandTest, TheBackupReadsARecordOfAnyLengthWhole)
     ASSERT_EQ(asRecords.size(), 1u);
     EXPECT_EQ(asRecords[0], sRecord);
     EXPECT_EQ(Requests().size(), 18u);
-    EXPECT_EQ(Requests().back(), "RawRequest 28 23 capacity=100 [01 00 00 00 F5 0F]");
+    EXPECT_EQ(Requests().back(), "28 23 [01 00 00 00 F5 0F]");
 }
 
 // ... and added back so: 16-byte chunks while the next offset fits a
@@ -354,16 +363,16 @@ TEST_F(RepositoryCommandTest, TheRestoreAddsARecordOfAnyLengthWhole)
     EXPECT_EQ(output.Out(), "    Start to restore # 0h SDR record  ... \n");
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 19u);
-    EXPECT_EQ(asRequests[3], "RawRequest 28 25 capacity=100 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
-    EXPECT_EQ(asRequests[17], "RawRequest 28 25 capacity=100 [02 00 07 00 E0 00 " + HexBytes(sRecord, 224, 16) + "]");
-    EXPECT_EQ(asRequests[18], "RawRequest 28 25 capacity=100 [02 00 07 00 F0 01 " + HexBytes(sRecord, 240, 20) + "]");
+    EXPECT_EQ(asRequests[3], "28 25 [02 00 00 00 00 00 " + HexBytes(sRecord, 0, 16) + "]");
+    EXPECT_EQ(asRequests[17], "28 25 [02 00 07 00 E0 00 " + HexBytes(sRecord, 224, 16) + "]");
+    EXPECT_EQ(asRequests[18], "28 25 [02 00 07 00 F0 01 " + HexBytes(sRecord, 240, 20) + "]");
 }
 
 TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
 {
     SDREntry entry = {};
     PutRecord(entry, SdrFixedRecord(0x0001, 0x08, 0x10));
-    m_stub->Answer(0, 0xC4, {});
+    AnswerEveryRequest(0xC4, {});
     CapturedOutput output;
     EXPECT_EQ(PartialAddCommand(0x0001, &entry), CMD_FAILED);
     output.Finish();
@@ -377,7 +386,7 @@ TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
 TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
 {
     for (int iPolls : {2999, 3000}) {
-        m_stub->Reset();
+        Reset();
         Ok({0x00});  // started
         for (int i = 1; i < iPolls; ++i) {
             Ok({0x00});
@@ -395,7 +404,7 @@ TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
 // VALDRN_INIT_AGENT_TIMEOUT it is a failed agent, reported as one.
 TEST_F(RepositoryCommandTest, AnInitializationAgentThatNeverEndsFailsAtTheTimeLimit)
 {
-    m_stub->Answer(0, 0x00, {0x00});  // running, every time
+    AnswerEveryRequest(0x00, {0x00});  // running, every time
     setenv("VALDRN_INIT_AGENT_TIMEOUT", "0.3", 1);
     CapturedOutput output;
     const long lStart = MonotonicMilliseconds();
@@ -412,7 +421,7 @@ TEST_F(RepositoryCommandTest, AnInitializationAgentThatNeverEndsFailsAtTheTimeLi
 // A signal (Ctrl-C, SIGTERM) ends the polling at once.
 TEST_F(RepositoryCommandTest, ASignalEndsTheInitializationAgentsPolling)
 {
-    m_stub->Answer(0, 0x00, {0x00});
+    AnswerEveryRequest(0x00, {0x00});
     GuardAgainstInterruption();
     raise(SIGTERM);
     CapturedOutput output;
@@ -455,7 +464,7 @@ TEST_F(RepositoryCommandTest, AFailingInitializationAgentIsReported)
 {
     Ok({0x00});
     Ok({0x00});
-    m_stub->Answer(0, 0xD5, {});
+    AnswerEveryRequest(0xD5, {});
     CapturedOutput output;
     EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
     output.Finish();
@@ -482,9 +491,9 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
     EXPECT_EQ(DownloadFRUHandler(2), FRU_DOWNLOAD_COMPLETE);
     output.Finish();
     EXPECT_EQ(Requests(),
-              (std::vector<std::string>{"RawRequest 28 12 capacity=100 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
-                                        "RawRequest 28 12 capacity=100 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
-                                        "RawRequest 28 12 capacity=100 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
+              (std::vector<std::string>{"28 12 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
+                                        "28 12 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
+                                        "28 12 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
 }
 
 TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
@@ -495,7 +504,7 @@ TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
     EXPECT_EQ(DownloadFRUHandler(0), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
-    EXPECT_EQ(m_stub->Calls(), "");
+    EXPECT_TRUE(Requests().empty());
 }
 
 TEST_F(RepositoryCommandTest, AnEmptyImageIsNotADownload)
@@ -503,7 +512,7 @@ TEST_F(RepositoryCommandTest, AnEmptyImageIsNotADownload)
     G_u16RawDataSizeFromFRUFile = 0;
     G_u16FRUInventoryAreaSize = 40;
     EXPECT_EQ(DownloadFRUHandler(0), FRU_AREA_PRESENT);
-    EXPECT_EQ(m_stub->Calls(), "");
+    EXPECT_TRUE(Requests().empty());
 }
 
 TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
@@ -518,9 +527,9 @@ TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
     CapturedOutput output;
     EXPECT_TRUE(DoFRUGetFromBMC(3));
     output.Finish();
-    EXPECT_EQ(Requests(), (std::vector<std::string>{"RawRequest 28 10 capacity=100 [03]",
-                                                    "RawRequest 28 11 capacity=100 [03 00 00 10]",
-                                                    "RawRequest 28 11 capacity=100 [03 10 00 10]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 10 [03]",
+                                                    "28 11 [03 00 00 10]",
+                                                    "28 11 [03 10 00 10]"}));
     EXPECT_EQ(G_u16FRUInventoryAreaSize, 20);
     EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer[15], 15);
@@ -541,7 +550,7 @@ TEST_F(RepositoryCommandTest, AFailedReadStopsTheUploadButNotTheOperation)
 {
     Ok({0x40, 0x00, 0x00});  // 64 bytes
     Ok({16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
-    m_stub->Answer(0, 0xCB, {});
+    AnswerEveryRequest(0xCB, {});
     CapturedOutput output;
     EXPECT_TRUE(DoFRUGetFromBMC(0));
     output.Finish();
@@ -557,12 +566,12 @@ TEST_F(RepositoryCommandTest, ReadingIntoNoBufferSendsNothing)
     EXPECT_EQ(ReadFRUDataCommandToLocalBuffer(0, 0, 8, nullptr, 0), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error.");
-    EXPECT_EQ(m_stub->Calls(), "");
+    EXPECT_TRUE(Requests().empty());
 }
 
 TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
 {
-    m_stub->Answer(0, 0xCB, {});
+    AnswerEveryRequest(0xCB, {});
     CapturedOutput output;
     EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21), CMD_FAILED);
     output.Finish();
@@ -590,10 +599,10 @@ TEST_F(RepositoryCommandTest, TwentyBytesAreReadAndWrittenAsSixteenAndFour)
     EXPECT_EQ(au8Bytes[19], 0x53);
     const std::string sBytes(reinterpret_cast<const char*>(au8Bytes), sizeof au8Bytes);
     EXPECT_EQ(Requests(),
-              (std::vector<std::string>{"RawRequest 28 11 capacity=100 [01 00 01 10]",
-                                        "RawRequest 28 11 capacity=100 [01 10 01 04]",
-                                        "RawRequest 28 12 capacity=100 [01 00 02 " + HexBytes(sBytes, 0, 16) + "]",
-                                        "RawRequest 28 12 capacity=100 [01 10 02 " + HexBytes(sBytes, 16, 4) + "]"}));
+              (std::vector<std::string>{"28 11 [01 00 01 10]",
+                                        "28 11 [01 10 01 04]",
+                                        "28 12 [01 00 02 " + HexBytes(sBytes, 0, 16) + "]",
+                                        "28 12 [01 10 02 " + HexBytes(sBytes, 16, 4) + "]"}));
 }
 
 // A board area at 8 of two units (checksum at 0x17) holding "abc" at 0x10
@@ -685,7 +694,7 @@ protected:
     {
         std::vector<std::string> asWrites;
         for (const std::string& sRequest : Requests()) {
-            if (sRequest.find("RawRequest 28 12 ") == 0) {
+            if (sRequest.find("28 12 ") == 0) {
                 asWrites.push_back(sRequest);
             }
         }
@@ -707,9 +716,9 @@ TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
     CapturedOutput output;
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    EXPECT_EQ(Writes(), (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0F 00 C3]",
-                                                  "RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]",
-                                                  "RawRequest 28 12 capacity=100 [00 17 00 2B]"}));
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0F 00 C3]",
+                                                  "28 12 [00 10 00 58 59 5A]",
+                                                  "28 12 [00 17 00 2B]"}));
     EXPECT_EQ(Requests().size(), 5u + 4u + 3u + 3u);
     EXPECT_EQ(output.Err(), "");
 }
@@ -733,16 +742,16 @@ TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
     QueuePlanReads();
     QueueContentReads();
     Ok({1});
-    m_stub->Queue(0, 0xC1, {});
+    Queue(0xC1);
     QueuePutBack();
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
     EXPECT_FALSE(WriteFRUFieldUpdate(&request));
     output.Finish();
     EXPECT_EQ(Writes(),
-              (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0F 00 C3]",
-                                        "RawRequest 28 12 capacity=100 [00 10 00 58 59 5A]",
-                                        "RawRequest 28 12 capacity=100 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
+              (std::vector<std::string>{"28 12 [00 0F 00 C3]",
+                                        "28 12 [00 10 00 58 59 5A]",
+                                        "28 12 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\ncc = C1 \n"
               "FRU device 0x00 was put back as it was before this run.\n");
@@ -759,7 +768,7 @@ TEST_F(FieldUpdateTest, AWriteThatDoesNotStickIsAFailure)
 // Bytes written but not read back: said so, then put back.
 TEST_F(FieldUpdateTest, AReadBackThatFailsIsSaidSoAndUndone)
 {
-    EXPECT_EQ(ErrorsWhenTheDataReadBackIs([this] { m_stub->Queue(0, 0xC1, {}); }),
+    EXPECT_EQ(ErrorsWhenTheDataReadBackIs([this] { Queue(0xC1); }),
               "<ERROR> The bytes written to the FRU device could not be read back.\n"
               "FRU device 0x00 was put back as it was before this run.\n");
 }
@@ -805,9 +814,9 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
     CapturedOutput output;
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    EXPECT_EQ(Requests()[1], "RawRequest 28 11 capacity=100 [00 0B 00 03]");
-    EXPECT_EQ(Writes(), (std::vector<std::string>{"RawRequest 28 12 capacity=100 [00 0B 00 01 02 03]",
-                                                  "RawRequest 28 12 capacity=100 [00 17 00 0A]"}));
+    EXPECT_EQ(Requests()[1], "28 11 [00 0B 00 03]");
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0B 00 01 02 03]",
+                                                  "28 12 [00 17 00 0A]"}));
     EXPECT_EQ(output.Err(), "");
 }
 
