@@ -128,8 +128,14 @@ int InitializeRMCPPlus()
 {
     // VALDRN_LAN_SESSION=run: one ipmitool session for the whole run, opened
     // by its first request; else every ipmitool run opens and closes its own.
+    // A value it does not know (a typo, "RUN") is said once: the run goes
+    // on per request, slower but the same.
     const char* pchMode = std::getenv("VALDRN_LAN_SESSION");
     const bool bOneSession = pchMode != nullptr && std::strcmp(pchMode, "run") == 0;
+    if (pchMode != nullptr && !bOneSession && *pchMode != '\0' && std::strcmp(pchMode, "request") != 0) {
+        std::fputs("<WARNING> VALDRN_LAN_SESSION is neither \"run\" nor \"request\": one ipmitool per request.\n",
+                   stderr);
+    }
     UseTransport(bOneSession ? NewIpmitoolSessionTransport() : NewIpmitoolPerRequestTransport());
     return 1;
 }

@@ -621,6 +621,32 @@ TEST_F(SessionTest, OneIpmitoolCarriesEveryRequest)
     EXPECT_EQ(sLines.substr(sLines.size() - 5), "exit\n");
 }
 
+// A mode VALDRN does not know is said once, and the run goes on per
+// request; "request" and an empty value are the default, said nothing of.
+TEST_F(SessionTest, AnUnknownModeIsSaidAndRunsPerRequest)
+{
+    ShellStandIn("echo ' 11 22'");
+    for (const char* pchMode : {"Run", "session", "request", ""}) {
+        setenv("VALDRN_LAN_SESSION", pchMode, 1);
+        CapturedOutput output;
+        InitializeRMCPPlus();
+        output.Finish();
+        IPMICommandRecord record = NewCommandRecord();
+        EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult) << pchMode;
+        UseTransport(nullptr);
+        EXPECT_EQ(output.Err(), *pchMode == 'R' || *pchMode == 's'
+                                    ? "<WARNING> VALDRN_LAN_SESSION is neither \"run\" nor \"request\": one "
+                                      "ipmitool per request.\n"
+                                    : "")
+            << pchMode;
+        const std::string sStarts = ReadFile(m_dir.File("starts"));
+        EXPECT_EQ(sStarts.substr(sStarts.rfind('\n', sStarts.size() - 2) + 1),
+                  "-C 3 -I lanplus -U user -E -H 10.1.2.3 raw 0x0a 0x22\n")
+            << pchMode;
+    }
+    EXPECT_EQ(Starts(), 4);
+}
+
 // The trace is the one of a run per request: the same command lines.
 TEST_F(SessionTest, TheTraceIsTheOneOfARunPerRequest)
 {
