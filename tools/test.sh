@@ -4,9 +4,9 @@
 # are errors, LAN+ with one ipmitool per request; then a Release build (-O3)
 # with its unit, command-line and install tests (the package included); the
 # whole suite again with AddressSanitizer + UndefinedBehaviorSanitizer and
-# LAN+ in one ipmitool session per run; the command-line and
-# end-to-end tests with VALDRN under valgrind; every fuzz target for
-# FUZZ_SECONDS (25).
+# LAN+ in one ipmitool session per run, then its LAN+ unit tests per
+# request; the command-line and end-to-end tests with VALDRN under valgrind,
+# LAN+ in one session per run; every fuzz target for FUZZ_SECONDS (15).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -45,23 +45,24 @@ short_table() {
 status=0
 echo "=== Tests: plain build"
 # Without the in-band fault cases (label vm-faults): see tests/CMakeLists.txt.
-# LAN+ with one ipmitool per request here; the sanitizer run below has one
-# session per run (VALDRN_LAN_SESSION=run) for the whole suite, so the
-# suite's second registration in that mode (label lan-session) is left out.
+# LAN+ with one ipmitool per request here; the sanitizer and valgrind runs
+# below have one session per run (VALDRN_LAN_SESSION=run), so the suite's
+# second registration in that mode (label lan-session) is left out.
 (cd build && short_table ctest --output-on-failure -j2 -LE 'vm-faults|lan-session') || status=1
 echo "=== Tests: Release build (unit, command line, install and package)"
 (cd build-release && short_table ctest --output-on-failure -j2 -L '^(unit|cli|install)$') || status=1
 echo "=== Tests: sanitizer build, LAN+ in one ipmitool session per run"
-# The FRU matrix's group signals run in the plain build only.
 (cd build-asan && VALDRN_LAN_SESSION=run short_table ctest --output-on-failure -j2 -LE lan-session \
-  -E "$(matrix_sample 0)|GroupSignalsAtEachRequest") || status=1
-echo "=== Tests: command line and end to end under valgrind"
-# The FRU fault matrix runs in the plain and sanitizer builds only, the
-# group signals at each request in the plain and sanitizer builds.
+  -E "$(matrix_sample 0)") || status=1
+echo "=== Tests: sanitizer build, LAN+ unit tests with one ipmitool per request"
+(cd build-asan && short_table ctest --output-on-failure -j2 -L '^unit$' -R '^(LanTest|StandInTest|Popen)') || status=1
+echo "=== Tests: command line and end to end under valgrind, LAN+ in one ipmitool session per run"
+# The FRU fault matrix and the group signals at each request run in the
+# plain and sanitizer builds only.
 # valgrind holds VALDRN's words in its own (ps shows valgrind's), so the
 # check that no process shows the password runs in the other builds only.
-short_table bash tools/valgrind-suite.sh build \
+VALDRN_LAN_SESSION=run short_table bash tools/valgrind-suite.sh build \
   -E "$(matrix_sample 2)|FruFaultMatrix|GroupSignalAtStep|ThePasswordIsInNoProcesssArguments" || status=1
-echo "=== Fuzzing: ${FUZZ_SECONDS:-25} s per target"
-bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-25}" || status=1
+echo "=== Fuzzing: ${FUZZ_SECONDS:-15} s per target"
+bash fuzz/run.sh build-fuzz "${FUZZ_SECONDS:-15}" || status=1
 exit "$status"
