@@ -46,15 +46,10 @@ std::string CommandLineOf(const std::string& sPid)
     return sPid.empty() ? "" : ReadProcFile(sPid, "cmdline");
 }
 
-std::string ReadStatus(const std::string& sPid)
-{
-    return ReadProcFile(sPid, "status");
-}
-
 // The process's parent ("" once it has gone).
 std::string ParentOf(const std::string& sPid)
 {
-    const std::string sStatus = ReadStatus(sPid);
+    const std::string sStatus = ReadProcFile(sPid, "status");
     const size_t uAt = sStatus.find("\nPPid:\t");
     return uAt == std::string::npos ? "" : sStatus.substr(uAt + 7, sStatus.find('\n', uAt + 7) - uAt - 7);
 }

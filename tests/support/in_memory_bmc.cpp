@@ -22,17 +22,19 @@ std::string WordBytes(unsigned int uWord)
     return {static_cast<char>(uWord & 0xFF), static_cast<char>((uWord >> 8) & 0xFF)};
 }
 
+std::string HexByte(unsigned int uByte)
+{
+    char achByte[4];
+    std::snprintf(achByte, sizeof achByte, "%02X", uByte & 0xFF);
+    return achByte;
+}
+
 std::string RequestLine(unsigned char u8NetFnLun, unsigned char u8Cmd, const unsigned char* pu8Request,
                         unsigned int uLength)
 {
-    char achByte[4];
-    std::snprintf(achByte, sizeof achByte, "%02X", u8NetFnLun);
-    std::string sLine = achByte;
-    std::snprintf(achByte, sizeof achByte, "%02X", u8Cmd);
-    sLine = sLine + " " + achByte + " [";
+    std::string sLine = HexByte(u8NetFnLun) + " " + HexByte(u8Cmd) + " [";
     for (unsigned int i = 0; i < uLength; ++i) {
-        std::snprintf(achByte, sizeof achByte, "%02X", pu8Request[i]);
-        sLine += (i == 0 ? "" : " ") + std::string(achByte);
+        sLine += (i == 0 ? "" : " ") + HexByte(pu8Request[i]);
     }
     return sLine + "]";
 }
@@ -86,22 +88,23 @@ bool InMemoryBmc::Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMIComman
         psRecord->u8CompletionCode = 0;
         sResponse = std::string("\x20\x01\x01\x00\x02\xBF\x00\x00\x00\x00\x00\x00\x00\x00\x00", 15);
     } else {
-        psRecord->u8CompletionCode = u8NetFnLun == NETFN_LUN_STORAGE
-                                         ? StorageAnswer(u8Cmd, psRecord->au8RequestData, psRecord->u8RequestLength, &sResponse)
-                                         : CC_INVALID_COMMAND;
+        psRecord->u8CompletionCode =
+            u8NetFnLun == NETFN_LUN_STORAGE
+                ? StorageAnswer(u8Cmd, psRecord->au8RequestData, psRecord->u8RequestLength, &sResponse)
+                : CC_INVALID_COMMAND;
     }
     if (psRecord->u8CompletionCode != 0) {
         sResponse.clear();
     }
     std::memset(psRecord->au8ResponseData, 0, sizeof psRecord->au8ResponseData);
-    psRecord->u16ResponseLength =
-        static_cast<unsigned short>(sResponse.size() < IPMI_RESPONSE_DATA_SIZE ? sResponse.size() : IPMI_RESPONSE_DATA_SIZE);
+    psRecord->u16ResponseLength = static_cast<unsigned short>(
+        sResponse.size() < IPMI_RESPONSE_DATA_SIZE ? sResponse.size() : IPMI_RESPONSE_DATA_SIZE);
     std::memcpy(psRecord->au8ResponseData, sResponse.data(), psRecord->u16ResponseLength);
     return IsAcceptedAnswer(u8NetFnLun, u8Cmd, *psRecord);
 }
 
 unsigned char InMemoryBmc::StorageAnswer(unsigned char u8Cmd, const unsigned char* pu8Request, unsigned int uLength,
-                                  std::string* psResponse)
+                                         std::string* psResponse)
 {
     switch (u8Cmd) {
     case CMD_GET_SDR_REPOSITORY_INFO: {
@@ -110,8 +113,8 @@ unsigned char InMemoryBmc::StorageAnswer(unsigned char u8Cmd, const unsigned cha
             uUsed += static_cast<unsigned int>(sRecord.size());
         }
         // SDR 1.5; count; free space; no times; partial add and reserve.
-        *psResponse = "\x51" + WordBytes(static_cast<unsigned int>(m_asRecords.size())) +
-                      WordBytes(0xFFFE - uUsed) + std::string(8, '\0') + "\x06";
+        *psResponse = "\x51" + WordBytes(static_cast<unsigned int>(m_asRecords.size())) + WordBytes(0xFFFE - uUsed) +
+                      std::string(8, '\0') + "\x06";
         return 0;
     }
     case CMD_RESERVE_SDR_REPOSITORY:

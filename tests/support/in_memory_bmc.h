@@ -37,7 +37,7 @@ public:
 
 private:
     unsigned char StorageAnswer(unsigned char u8Cmd, const unsigned char* pu8Request, unsigned int uLength,
-                         std::string* psResponse);
+                                std::string* psResponse);
     unsigned char GetSdr(const unsigned char* pu8Request, std::string* psResponse) const;
     unsigned char PartialAdd(const unsigned char* pu8Request, unsigned int uLength, std::string* psResponse);
     unsigned char ReadFru(const unsigned char* pu8Request, std::string* psResponse) const;

@@ -626,23 +626,26 @@ TEST_F(SessionTest, OneIpmitoolCarriesEveryRequest)
 TEST_F(SessionTest, AnUnknownModeIsSaidAndRunsPerRequest)
 {
     ShellStandIn("echo ' 11 22'");
-    for (const char* pchMode : {"Run", "session", "request", ""}) {
-        setenv("VALDRN_LAN_SESSION", pchMode, 1);
+    const std::string sWarning =
+        "<WARNING> VALDRN_LAN_SESSION is neither \"run\" nor \"request\": one ipmitool per request.\n";
+    const struct {
+        const char* pchMode;
+        bool bWarned;
+    } aCases[] = {{"Run", true}, {"session", true}, {"request", false}, {"", false}};
+    for (const auto& c : aCases) {
+        setenv("VALDRN_LAN_SESSION", c.pchMode, 1);
         CapturedOutput output;
         InitializeRMCPPlus();
         output.Finish();
         IPMICommandRecord record = NewCommandRecord();
-        EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult) << pchMode;
+        EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult) << c.pchMode;
         UseTransport(nullptr);
-        EXPECT_EQ(output.Err(), *pchMode == 'R' || *pchMode == 's'
-                                    ? "<WARNING> VALDRN_LAN_SESSION is neither \"run\" nor \"request\": one "
-                                      "ipmitool per request.\n"
-                                    : "")
-            << pchMode;
+        EXPECT_EQ(output.Err(), c.bWarned ? sWarning : "") << c.pchMode;
+        // Started for the request itself, not as a shell.
         const std::string sStarts = ReadFile(m_dir.File("starts"));
         EXPECT_EQ(sStarts.substr(sStarts.rfind('\n', sStarts.size() - 2) + 1),
                   "-C 3 -I lanplus -U user -E -H 10.1.2.3 raw 0x0a 0x22\n")
-            << pchMode;
+            << c.pchMode;
     }
     EXPECT_EQ(Starts(), 4);
 }

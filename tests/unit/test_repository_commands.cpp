@@ -20,8 +20,8 @@
 #include "bmc/wait_limits.h"
 #include "cli/interface_options.h"
 #include "fru/fru_image.h"
-#include "support/sdr_fixtures.h"
 #include "support/in_memory_bmc.h"
+#include "support/sdr_fixtures.h"
 #include "support/test_support.h"
 
 using namespace valdrn_test;
@@ -104,8 +104,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsOnePartialAddOfElevenBytes)
     CapturedOutput output;
     EXPECT_EQ(PartialAddCommand(0x1234, &entry), SDR_PARTIAL_ADD_LAST);
     output.Finish();
-    EXPECT_EQ(Requests(), std::vector<std::string>{"28 25 [34 12 00 00 00 01 " +
-                                                   HexBytes(sRecord, 0, 5) + "]"});
+    EXPECT_EQ(Requests(), std::vector<std::string>{"28 25 [34 12 00 00 00 01 " + HexBytes(sRecord, 0, 5) + "]"});
     EXPECT_EQ(entry.u16RecordID, 0x0007);  // the ID the BMC gave
 }
 
@@ -119,8 +118,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     CapturedOutput output;
     EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
     output.Finish();
-    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []",
-                                                    "28 23 [01 00 00 00 00 05]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []", "28 23 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(output.Out(), "    Start to upload SDR record ID 0042h, type 14h ... \n");
 }
@@ -490,10 +488,9 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
     CapturedOutput output;
     EXPECT_EQ(DownloadFRUHandler(2), FRU_DOWNLOAD_COMPLETE);
     output.Finish();
-    EXPECT_EQ(Requests(),
-              (std::vector<std::string>{"28 12 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
-                                        "28 12 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
-                                        "28 12 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 12 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
+                                                    "28 12 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
+                                                    "28 12 [02 20 00 " + HexBytes(sImage, 32, 8) + "]"}));
 }
 
 TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
@@ -527,9 +524,7 @@ TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
     CapturedOutput output;
     EXPECT_TRUE(DoFRUGetFromBMC(3));
     output.Finish();
-    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 10 [03]",
-                                                    "28 11 [03 00 00 10]",
-                                                    "28 11 [03 10 00 10]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 10 [03]", "28 11 [03 00 00 10]", "28 11 [03 10 00 10]"}));
     EXPECT_EQ(G_u16FRUInventoryAreaSize, 20);
     EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer[15], 15);
@@ -598,11 +593,9 @@ TEST_F(RepositoryCommandTest, TwentyBytesAreReadAndWrittenAsSixteenAndFour)
     EXPECT_EQ(au8Bytes[0], 0x40);
     EXPECT_EQ(au8Bytes[19], 0x53);
     const std::string sBytes(reinterpret_cast<const char*>(au8Bytes), sizeof au8Bytes);
-    EXPECT_EQ(Requests(),
-              (std::vector<std::string>{"28 11 [01 00 01 10]",
-                                        "28 11 [01 10 01 04]",
-                                        "28 12 [01 00 02 " + HexBytes(sBytes, 0, 16) + "]",
-                                        "28 12 [01 10 02 " + HexBytes(sBytes, 16, 4) + "]"}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"28 11 [01 00 01 10]", "28 11 [01 10 01 04]",
+                                                    "28 12 [01 00 02 " + HexBytes(sBytes, 0, 16) + "]",
+                                                    "28 12 [01 10 02 " + HexBytes(sBytes, 16, 4) + "]"}));
 }
 
 // A board area at 8 of two units (checksum at 0x17) holding "abc" at 0x10
@@ -713,9 +706,8 @@ TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
     CapturedOutput output;
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0F 00 C3]",
-                                                  "28 12 [00 10 00 58 59 5A]",
-                                                  "28 12 [00 17 00 2B]"}));
+    EXPECT_EQ(Writes(),
+              (std::vector<std::string>{"28 12 [00 0F 00 C3]", "28 12 [00 10 00 58 59 5A]", "28 12 [00 17 00 2B]"}));
     EXPECT_EQ(Requests().size(), 5u + 4u + 3u + 3u);
     EXPECT_EQ(output.Err(), "");
 }
@@ -745,10 +737,8 @@ TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
     CapturedOutput output;
     EXPECT_FALSE(WriteFRUFieldUpdate(&request));
     output.Finish();
-    EXPECT_EQ(Writes(),
-              (std::vector<std::string>{"28 12 [00 0F 00 C3]",
-                                        "28 12 [00 10 00 58 59 5A]",
-                                        "28 12 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0F 00 C3]", "28 12 [00 10 00 58 59 5A]",
+                                                  "28 12 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\ncc = C1 \n"
               "FRU device 0x00 was put back as it was before this run.\n");
@@ -812,8 +802,7 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
     EXPECT_TRUE(WriteFRUFieldUpdate(&request));
     output.Finish();
     EXPECT_EQ(Requests()[1], "28 11 [00 0B 00 03]");
-    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0B 00 01 02 03]",
-                                                  "28 12 [00 17 00 0A]"}));
+    EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0B 00 01 02 03]", "28 12 [00 17 00 0A]"}));
     EXPECT_EQ(output.Err(), "");
 }
 
