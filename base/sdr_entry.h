@@ -2,6 +2,8 @@
 // record list, and the sizes of the lists.
 #pragma once
 
+#include <vector>
+
 constexpr unsigned int SDR_RECORD_DATA_SIZE = 101;
 constexpr unsigned int SDR_LIST_SLOT_COUNT = 65535;
 constexpr unsigned short SDR_FREE_SLOT_ID = 0xFFFF;
@@ -21,14 +23,18 @@ struct SDREntry {
 
 static_assert(sizeof(SDREntry) == 106, "an SDR list slot is 106 bytes");
 
-// A record list: its slots and how many there are. The working storage's
-// two lists have SDR_LIST_SLOT_COUNT; a caller that reads or compares a
-// few records (a test, a fuzz target) can hand the readers a smaller one.
-// A list holds at most uSlotCount - 1 records: its last slot stays free.
-struct SDRList {
-    SDREntry* psSlots;
-    unsigned int uSlotCount;
-};
+// A record list: the records of a file or of the repository in their
+// order. It grows with what is read; it holds at most SDR_MAX_RECORD_COUNT
+// records (the limit the messages name as SDR_LIST_SLOT_COUNT).
+using SDRRecordList = std::vector<SDREntry>;
+
+// An entry that holds no record yet.
+inline SDREntry FreeSDRSlot()
+{
+    SDREntry entry = {};
+    entry.u16RecordID = SDR_FREE_SLOT_ID;
+    return entry;
+}
 
 // A slot holds a record when it has a length and is not marked free.
 inline bool IsSDRSlotOccupied(const SDREntry& entry)

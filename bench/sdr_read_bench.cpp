@@ -13,7 +13,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/working_storage.h"
 #include "sdr/sdr_binary_reader.h"
 #include "sdr/sdr_text_reader.h"
 #include "sdr/sdr_text_writer.h"
@@ -43,14 +42,13 @@ void MakeCompactSensor(SDREntry& entry, unsigned int uId)
 
 void WriteTextFile(const char* pchPath, unsigned int uRecords)
 {
-    VLInit();
+    SDRRecordList list(uRecords, FreeSDRSlot());
     for (unsigned int i = 0; i < uRecords; ++i) {
-        MakeCompactSensor(G_psRepositorySDREntryList[i], i + 1);
+        MakeCompactSensor(list[i], i + 1);
     }
     std::FILE* pQuiet = std::freopen("/dev/null", "w", stdout);
-    SaveSDRFile(pchPath, 0);
+    SaveSDRFile(pchPath, list, 0);
     std::fflush(pQuiet);
-    VLExit();
 }
 
 unsigned short LittleEndian(unsigned int uValue)
@@ -102,7 +100,7 @@ struct Measure {
     int iRecords;
 };
 
-// Loads the file in a child: storage, reader, release, as an operation does.
+// Loads the file in a child: the reader into a list, as an operation does.
 Measure LoadInChild(const char* pchPath)
 {
     int aiPipe[2];
@@ -113,10 +111,9 @@ Measure LoadInChild(const char* pchPath)
     if (pid == 0) {
         std::freopen("/dev/null", "w", stdout);
         const auto start = std::chrono::steady_clock::now();
-        VLInit();
-        unsigned short u16Count = 0;
-        const int iResult = ReadSDRFile(pchPath, &u16Count);
-        VLExit();
+        SDRRecordList list;
+        const int iResult = ReadSDRFile(pchPath, &list);
+        const auto u16Count = static_cast<unsigned short>(list.size());
         const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         Measure measure{dSeconds, 0, iResult == 1 ? u16Count : -1};
         if (write(aiPipe[1], &measure, sizeof measure) != sizeof measure) {

@@ -17,7 +17,6 @@
 #include "base/interface_state.h"
 #include "base/interruption.h"
 #include "base/quiet_output.h"
-#include "base/working_storage.h"
 #include "bmc/ipmi_command.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_tokens.h"
@@ -362,8 +361,7 @@ namespace {
 // otherwise.
 bool AsSDRText(const std::vector<SDRRecordBytes>& asRecords, std::string* psText)
 {
-    std::vector<SDREntry> aSlots(asRecords.size() + 1);
-    MarkSDRSlotsFree(aSlots.data(), static_cast<unsigned int>(aSlots.size()));
+    SDRRecordList aSlots(asRecords.size(), FreeSDRSlot());
     for (size_t i = 0; i < asRecords.size(); ++i) {
         const SDRRecordBytes& sRecord = asRecords[i];
         if (sRecord.size() > SDR_RECORD_DATA_SIZE || SDRRecordTotalLength(sRecord) != sRecord.size()) {
@@ -386,8 +384,7 @@ bool AsSDRText(const std::vector<SDRRecordBytes>& asRecords, std::string* psText
         // The writer's refusals are not for the user here: the exact copy
         // takes over.
         SilencedOutput silenced;
-        iWritten = WriteSDRListToStream(pText, "copy", {aSlots.data(), static_cast<unsigned int>(aSlots.size())},
-                                        FILE_ENCODING_ASCII);
+        iWritten = WriteSDRListToStream(pText, "copy", aSlots, FILE_ENCODING_ASCII);
     }
     psText->assign(pchText != nullptr ? pchText : "", pchText != nullptr ? uSize : 0);
     std::free(pchText);

@@ -10,7 +10,6 @@
 #include "base/interruption.h"
 #include "base/quiet_output.h"
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "bmc/saved_copy.h"
 #include "bmc/sdr_repository.h"
 #include "sdr/sdr_record.h"
@@ -113,11 +112,11 @@ bool RepositoryHolds(const std::vector<SDRRecordBytes>& asWritten)
            WithoutIds(asRead) == WithoutIds(asWritten);
 }
 
-std::vector<SDRRecordBytes> RecordsOfList(const SDREntry* psList, unsigned short u16Count)
+std::vector<SDRRecordBytes> RecordsOfList(const SDRRecordList& list)
 {
     std::vector<SDRRecordBytes> asRecords;
-    for (unsigned int i = 0; i < u16Count; ++i) {
-        asRecords.emplace_back(reinterpret_cast<const char*>(psList[i].au8RecordData), psList[i].u8RecordLength);
+    for (const SDREntry& entry : list) {
+        asRecords.emplace_back(reinterpret_cast<const char*>(entry.au8RecordData), entry.u8RecordLength);
     }
     return asRecords;
 }
@@ -172,12 +171,11 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
 
 }  // namespace
 
-bool DoSDRAddToBMC(unsigned short u16Count)
+bool DoSDRAddToBMC(SDRRecordList* pList)
 {
     return AddToBMC(
-        u16Count, GetRequiredSDRSize(u16Count),
-        [&] { return DownloadSDRHandler(u16Count, G_psLocalSDREntryList, "download"); },
-        [&] { return RecordsOfList(G_psLocalSDREntryList, u16Count); });
+        static_cast<unsigned int>(pList->size()), GetRequiredSDRSize(*pList),
+        [&] { return DownloadSDRHandler(pList, "download"); }, [&] { return RecordsOfList(*pList); });
 }
 
 bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords)

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "base/sdr_entry.h"
+
 #include "sdr/sdr_exact_copy.h"
 
 // Set to 1, a download goes on when the repository could not be read whole
@@ -11,9 +13,9 @@
 // stops before the erase.
 constexpr const char* PARTIAL_BACKUP_VARIABLE = "VALDRN_ALLOW_PARTIAL_BACKUP";
 
-// The first u16Count records of G_psLocalSDREntryList; true on success
-// (a failing initialization agent afterwards does not count).
-bool DoSDRAddToBMC(unsigned short u16Count);
+// A file's records; true on success (a failing initialization agent
+// afterwards does not count). Each entry takes the ID the BMC gave it.
+bool DoSDRAddToBMC(SDRRecordList* pList);
 // The same for records taken as they are (an exact copy put back): no
 // record is checked or changed.
 bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords);

@@ -7,7 +7,6 @@
 #include "base/interruption.h"
 #include "base/monotonic_clock.h"
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "bmc/wait_limits.h"
 
 namespace {
@@ -289,30 +288,30 @@ int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, u
     return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, pchVerb, CANCEL_FAILS);
 }
 
-int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb)
+int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char* pchVerb)
 {
-    unsigned int uSlot = 0;
     unsigned short u16RecordID = 0x0000;
     unsigned short u16NextRecordID = 0x0000;
     int iResult = CMD_FAILED;
-    psList[0].u16RecordID = 0;
+    pList->clear();
     for (;;) {
-        SDREntry& entry = psList[uSlot];
+        SDREntry entry = FreeSDRSlot();
         iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, pchVerb);
         if (iResult == CMD_FAILED) {
             return CMD_FAILED;
         }
-        DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(uSlot), *pu16Count);
-        // The list's last slot ends the reading as the last record does.
-        if (uSlot + 1 >= SDR_LIST_SLOT_COUNT || u16NextRecordID == 0xFFFF) {
+        pList->push_back(entry);
+        const auto uIndex = static_cast<unsigned int>(pList->size() - 1);
+        DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(uIndex), *pu16Count, &pList->back());
+        // The list's limit ends the reading as the last record does.
+        if (uIndex + 1 >= SDR_LIST_SLOT_COUNT || u16NextRecordID == 0xFFFF) {
             break;
         }
         DebugMessage("\n\n*** Get Next SDR Record ***\n");
-        ++uSlot;
         u16RecordID = u16NextRecordID;
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
-    return CountsAgree(uSlot + 1, pu16Count) ? iResult : CMD_FAILED;
+    return CountsAgree(static_cast<unsigned int>(pList->size()), pu16Count) ? iResult : CMD_FAILED;
 }
 
 int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, const char* pchVerb)
@@ -337,7 +336,7 @@ int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>
     return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? SDR_RECORD_READ : CMD_FAILED;
 }
 
-bool DoSDRGetFromBMC(unsigned short* pu16Count)
+bool DoSDRGetFromBMC(SDRRecordList* pList)
 {
     SDRRepositoryInfo info = {};
     if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
@@ -347,8 +346,8 @@ bool DoSDRGetFromBMC(unsigned short* pu16Count)
         std::fputs("The SDR repository is empty.\n", stderr);
         return false;
     }
-    *pu16Count = info.u16RecordCount;
-    return UploadSDRHandler(pu16Count, G_psRepositorySDREntryList, "upload") == SDR_RECORD_READ;
+    unsigned short u16Count = info.u16RecordCount;
+    return UploadSDRHandler(&u16Count, pList, "upload") == SDR_RECORD_READ;
 }
 
 namespace {
@@ -559,11 +558,11 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
     return PartialAddChunk(u16ReservationID, psEntry, CANCEL_FAILS);
 }
 
-int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb)
+int DownloadSDRHandler(SDRRecordList* pList, const char* pchVerb)
 {
-    return EraseThenAdd(u16Count, pchVerb, [&](unsigned int uSlot) {
+    return EraseThenAdd(static_cast<unsigned int>(pList->size()), pchVerb, [&](unsigned int uSlot) {
         return AddOneRecord(uSlot, pchVerb, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
-            return AddRecordChunks(u16Reservation, &psList[uSlot], eCancel);
+            return AddRecordChunks(u16Reservation, &(*pList)[uSlot], eCancel);
         });
     });
 }

@@ -28,11 +28,13 @@ int ToClearSDR();
 void SetSDREraseTimeLimit(long lMilliseconds);
 int RunInitializationAgentCommand();
 
-// The repository, from its first record, into the list; 9 when as many
-// records were read as *pu16Count says (then set to the number read).
-int UploadSDRHandler(unsigned short* pu16Count, SDREntry* psList, const char* pchVerb);
-// Erases the repository, then adds the list's first u16Count records.
-int DownloadSDRHandler(unsigned short u16Count, SDREntry* psList, const char* pchVerb);
+// The repository, from its first record, into the list (emptied first); 9
+// when as many records were read as *pu16Count says (then set to the
+// number read).
+int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char* pchVerb);
+// Erases the repository, then adds the list's records; each entry takes
+// the ID the BMC gave it.
+int DownloadSDRHandler(SDRRecordList* pList, const char* pchVerb);
 // The repository's records as the BMC holds them, whatever their type,
 // version or length (a backup that must restore exactly); 9 when as many
 // records were read as *pu16Count says.
@@ -43,5 +45,5 @@ int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, const cha
 // How often the last DownloadSDRHandler met a reservation cancelled by
 // another agent, who may have written into the repository meanwhile.
 unsigned int ReservationsCancelledWhileAdding();
-// The -u operation's read of the repository into G_psRepositorySDREntryList.
-bool DoSDRGetFromBMC(unsigned short* pu16Count);
+// The -u and -v operations' read of the repository into the list.
+bool DoSDRGetFromBMC(SDRRecordList* pList);

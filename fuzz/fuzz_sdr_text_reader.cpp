@@ -10,10 +10,9 @@ using namespace valdrn_fuzz;
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
 {
     static const std::string sPath = ScratchFile("in.sdr");
-    static ScratchSDRList list;
     const std::string sFile = TextFileFromInput(pu8Data, uSize);
     WriteWholeFile(sPath, sFile);
-    unsigned short u16Count = 0;
-    ReadSDRFileToList(sPath.c_str(), list.ForInput(sFile.size()), &u16Count);
+    SDRRecordList list;
+    ReadSDRFile(sPath.c_str(), &list);
     return 0;
 }

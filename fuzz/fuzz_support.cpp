@@ -7,7 +7,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "base/working_storage.h"
 #include "sdr/sdr_record.h"
 
 namespace valdrn_fuzz {
@@ -60,17 +59,6 @@ std::string ReadWholeFile(const std::string& sPath)
     std::ostringstream contents;
     contents << file.rdbuf();
     return contents.str();
-}
-
-SDRList ScratchSDRList::ForInput(std::size_t uInputSize)
-{
-    const auto uSlots =
-        static_cast<unsigned int>(uInputSize + 2 < SDR_LIST_SLOT_COUNT ? uInputSize + 2 : SDR_LIST_SLOT_COUNT);
-    if (m_aSlots.size() < uSlots) {
-        m_aSlots.resize(uSlots);
-    }
-    MarkSDRSlotsFree(m_aSlots.data(), uSlots);
-    return {m_aSlots.data(), uSlots};
 }
 
 std::string TextFileFromInput(const uint8_t* pu8Data, std::size_t uSize)

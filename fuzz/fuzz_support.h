@@ -5,9 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
-
-#include "base/sdr_entry.h"
 
 namespace valdrn_fuzz {
 
@@ -17,18 +14,6 @@ const std::string& ScratchDir();
 std::string ScratchFile(const char* pchName);
 void WriteWholeFile(const std::string& sPath, const std::string& sBytes);
 std::string ReadWholeFile(const std::string& sPath);
-
-// A record list for one run on uInputSize bytes: every slot free, and as
-// many as such an input can fill (every record takes at least one byte of
-// input), so that no run needs the working storage's lists of 65535 slots
-// each. The slots are kept from run to run.
-class ScratchSDRList {
-public:
-    SDRList ForInput(std::size_t uInputSize);
-
-private:
-    std::vector<SDREntry> m_aSlots;
-};
 
 // The first byte chooses how the rest becomes a text file, so that each
 // reader's three decoders see structured text: 0 as it is, 1 as UTF-8 with

@@ -6,6 +6,7 @@
 #include "base/working_storage.h"
 #include "encoding/file_probe.h"
 #include "fru/fru_text_reader.h"
+#include "operations/memory_guard.h"
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 
@@ -13,13 +14,15 @@ namespace {
 
 int TestSDRFile(const char* pchFileName)
 {
-    unsigned short u16Records = 0;
+    SDRRecordList records;
     // An exact copy is right when it is whole: its records are the BMC's,
     // whatever an SDR file may hold.
     std::vector<SDRRecordBytes> asExact;
     const ExactCopyFile eExact = ReadExactSDRCopyFile(pchFileName, &asExact);
-    const int iResult = eExact == ExactCopyFile::NOT_EXACT_COPY ? ReadSDRFile(pchFileName, &u16Records)
-                                                                : (eExact == ExactCopyFile::READ ? 1 : 0);
+    const bool bRead = eExact == ExactCopyFile::NOT_EXACT_COPY
+                           ? WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &records) == 1; })
+                           : eExact == ExactCopyFile::READ;
+    const int iResult = bRead ? 1 : 0;
     if (iResult == 1) {
         std::printf("No error found in SDR file %s! \n \n", pchFileName);
     } else {
@@ -46,10 +49,12 @@ int TestFile(bool bIsSDR, const char* pchFileName)
     if (!VLInit()) {
         return 1;
     }
-    int iResult = 0;
-    if (ReportUnlessFileReadable(pchFileName)) {
-        iResult = bIsSDR ? TestSDRFile(pchFileName) : TestFRUFile(pchFileName);
+    // A missing file ends the run before the storage is released: the
+    // trace of such a run has never had the release line.
+    if (!ReportUnlessFileReadable(pchFileName)) {
+        return 1;
     }
+    const int iResult = bIsSDR ? TestSDRFile(pchFileName) : TestFRUFile(pchFileName);
     VLExit();
     return iResult == 1 ? 0 : 1;
 }

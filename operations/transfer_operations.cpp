@@ -15,6 +15,7 @@
 #include "fru/fru_text_reader.h"
 #include "fru/fru_text_writer.h"
 #include "operations/bmc_session.h"
+#include "operations/memory_guard.h"
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 #include "sdr/sdr_text_writer.h"
@@ -51,12 +52,12 @@ int DownloadSDR(const char* pchFileName)
     case ExactCopyFile::NOT_EXACT_COPY:
         break;
     }
-    unsigned short u16Records = 0;
-    if (!ReadSDRFile(pchFileName, &u16Records)) {
+    SDRRecordList records;
+    if (!WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &records) == 1; })) {
         std::fputs("Failure to download SDR data!\n\n", stderr);
         return 0;
     }
-    return DoSDRAddToBMC(u16Records) ? 1 : 0;
+    return DoSDRAddToBMC(&records) ? 1 : 0;
 }
 
 int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
@@ -80,13 +81,13 @@ int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
 // and the run still ends with 0, as the tool has always done.
 bool UploadSDR(const char* pchFileName, unsigned int u32Encoding)
 {
-    unsigned short u16Records = 0;
-    if (!DoSDRGetFromBMC(&u16Records)) {
+    SDRRecordList records;
+    if (!WithinMemory(REPOSITORY_LIST_EXHAUSTED, [&] { return DoSDRGetFromBMC(&records); })) {
         std::fputs("Failure to upload SDR data!\n", stderr);
         return false;
     }
     std::printf("Start to save sdr file, %s \n", pchFileName);
-    if (SaveSDRFile(pchFileName, u32Encoding) == 0) {
+    if (SaveSDRFile(pchFileName, records, u32Encoding) == 0) {
         std::fputs("Failure to upload SDR data!\n", stderr);
     }
     return true;
@@ -109,17 +110,17 @@ bool UploadFRU(const char* pchFileName, unsigned int u32Encoding, unsigned short
 
 bool VerifySDR(const char* pchFileName)
 {
-    unsigned short u16LocalCount = 0;
-    unsigned short u16RepositoryCount = 0;
-    if (!ReadSDRFile(pchFileName, &u16LocalCount)) {
+    SDRRecordList fileRecords;
+    SDRRecordList repositoryRecords;
+    if (!WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &fileRecords) == 1; })) {
         std::fputs("Failure to verify the SDR data! (Cannot read SDR from input file)\n", stderr);
         return false;
     }
-    if (!DoSDRGetFromBMC(&u16RepositoryCount)) {
+    if (!WithinMemory(REPOSITORY_LIST_EXHAUSTED, [&] { return DoSDRGetFromBMC(&repositoryRecords); })) {
         std::fputs("Failure to verify the SDR data! (Cannot Get SDR from BMC)\n", stderr);
         return false;
     }
-    if (!SDRCompare(u16LocalCount, u16RepositoryCount)) {
+    if (!SDRCompare(fileRecords, repositoryRecords)) {
         std::fputs("Failure to verify the SDR data! (different SDR)\n", stderr);
         return false;
     }

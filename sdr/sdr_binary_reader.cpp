@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 
 namespace {
 
@@ -64,19 +63,32 @@ void ReportFormatError()
     std::fputs("SDR binary file format error:\n", stderr);
 }
 
-// The working storage's lists have 0xFFFF slots: the limit the message
-// has always named.
-bool ReportCountExceeded(SDRList list)
+// A list holds one record less than SDR_LIST_SLOT_COUNT: the limit the
+// message has always named.
+bool ReportCountExceeded()
 {
-    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", list.uSlotCount);
+    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", SDR_LIST_SLOT_COUNT);
     return false;
 }
 
 // Format 2 never stops at the list's limit by itself (its files are at
-// most 64 KiB); the slots must not overrun all the same.
-bool HasFreeSlot(SDRList list, unsigned short u16RecordCount)
+// most 64 KiB); the list must keep to it all the same.
+bool HasFreeSlot(const SDRRecordList& list)
 {
-    return u16RecordCount < list.uSlotCount || ReportCountExceeded(list);
+    return list.size() < SDR_LIST_SLOT_COUNT || ReportCountExceeded();
+}
+
+// Reads the record at *pulOffset and appends it: SDR_RECORD_OK or
+// SDR_READ_FAILED.
+unsigned int AppendBinRecord(const unsigned char* pu8Data, unsigned long ulSize, unsigned long* pulOffset,
+                             SDRRecordList* pList)
+{
+    SDREntry entry = FreeSDRSlot();
+    if (SDRReadOneBinRecord(pu8Data, ulSize, pulOffset, &entry) != SDR_RECORD_OK) {
+        return SDR_READ_FAILED;
+    }
+    pList->push_back(entry);
+    return SDR_RECORD_OK;
 }
 
 struct Format {
@@ -102,18 +114,16 @@ Format RecogniseFormat(const unsigned char* pu8Data, unsigned long ulSize)
 }
 
 unsigned int ReadVersionZeroOrOneRecords(const unsigned char* pu8Data, unsigned long ulSize, const Format& format,
-                                         SDRList list, unsigned short* pu16RecordCount)
+                                         SDRRecordList* pList)
 {
     unsigned long ulOffset = format.ulStart;
     unsigned int uRead = 0;
     while (ulOffset < ulSize) {
-        if (SDRReadOneBinRecord(pu8Data, ulSize, &ulOffset, &list.psSlots[*pu16RecordCount]) != SDR_RECORD_OK) {
+        if (AppendBinRecord(pu8Data, ulSize, &ulOffset, pList) != SDR_RECORD_OK) {
             return SDR_READ_FAILED;
         }
         ++uRead;
-        ++*pu16RecordCount;
-        if (*pu16RecordCount >= list.uSlotCount) {
-            ReportCountExceeded(list);
+        if (!HasFreeSlot(*pList)) {
             return SDR_READ_FAILED;
         }
     }
@@ -209,28 +219,19 @@ unsigned int SDRReadOneBinRecord(const unsigned char* pu8Data, unsigned long ulF
 }
 
 unsigned int SDRReadVersionTwoBinRecords(const unsigned char* pu8Data, unsigned long ulFileSize,
-                                         unsigned short u16Count, unsigned long ulOffset,
-                                         unsigned short* pu16RecordCount)
-{
-    return ReadVersionTwoBinRecordsToList(pu8Data, ulFileSize, u16Count, ulOffset, LocalSDRList(), pu16RecordCount);
-}
-
-unsigned int ReadVersionTwoBinRecordsToList(const unsigned char* pu8Data, unsigned long ulFileSize,
-                                            unsigned short u16Count, unsigned long ulOffset, SDRList list,
-                                            unsigned short* pu16RecordCount)
+                                         unsigned short u16Count, unsigned long ulOffset, SDRRecordList* pList)
 {
     unsigned int uRead = 0;
     // A file that ends before the header's count is reached is accepted.
     while (ulOffset < ulFileSize) {
-        if (!HasFreeSlot(list, *pu16RecordCount)) {
+        if (!HasFreeSlot(*pList)) {
             return SDR_READ_FAILED;
         }
-        if (SDRReadOneBinRecord(pu8Data, ulFileSize, &ulOffset, &list.psSlots[*pu16RecordCount]) != SDR_RECORD_OK) {
+        if (AppendBinRecord(pu8Data, ulFileSize, &ulOffset, pList) != SDR_RECORD_OK) {
             ReportFormatError();
             return SDR_READ_FAILED;
         }
         ++uRead;
-        ++*pu16RecordCount;
         if (uRead == u16Count) {
             if (PaddingBytesEncountered(ulOffset, ulFileSize, pu8Data)) {
                 DebugMessage("Padding bytes of 0xFF reached. \n");
@@ -245,8 +246,7 @@ unsigned int ReadVersionTwoBinRecordsToList(const unsigned char* pu8Data, unsign
 
 namespace {
 
-unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, SDRList list,
-                            unsigned short* pu16RecordCount)
+unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, SDRRecordList* pList)
 {
     const Format format = RecogniseFormat(pu8Data, ulSize);
     if (format.iVersion < 0) {
@@ -259,27 +259,21 @@ unsigned int ReadSDRBinData(const unsigned char* pu8Data, unsigned long ulSize, 
     std::printf("Recognize SDR File as binary format version %d (%d records) \n", format.iVersion, format.u16Count);
     std::printf("Start to process SDR file (total 0x%lX bytes) \n", ulSize);
     if (format.iVersion == 2) {
-        return ReadVersionTwoBinRecordsToList(pu8Data, ulSize, format.u16Count, format.ulStart, list,
-                                              pu16RecordCount) == SDR_READ_DONE
+        return SDRReadVersionTwoBinRecords(pu8Data, ulSize, format.u16Count, format.ulStart, pList) == SDR_READ_DONE
                    ? SDR_READ_DONE
                    : SDR_READ_FAILED;
     }
-    if (!HasFreeSlot(list, *pu16RecordCount)) {
+    if (!HasFreeSlot(*pList)) {
         return SDR_READ_FAILED;
     }
-    return ReadVersionZeroOrOneRecords(pu8Data, ulSize, format, list, pu16RecordCount);
+    return ReadVersionZeroOrOneRecords(pu8Data, ulSize, format, pList);
 }
 
 }  // namespace
 
-unsigned int ReadSDRBinFile(const char* pchPath, unsigned short* pu16RecordCount)
+unsigned int ReadSDRBinFile(const char* pchPath, SDRRecordList* pList)
 {
-    return ReadSDRBinFileToList(pchPath, LocalSDRList(), pu16RecordCount);
-}
-
-unsigned int ReadSDRBinFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount)
-{
-    if (pchPath == nullptr || pu16RecordCount == nullptr || list.psSlots == nullptr) {
+    if (pchPath == nullptr || pList == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return SDR_READ_FAILED;
     }
@@ -313,7 +307,7 @@ unsigned int ReadSDRBinFileToList(const char* pchPath, SDRList list, unsigned sh
     std::fclose(pFile);
     unsigned int uResult = SDR_READ_FAILED;
     if (uRead >= 1) {
-        uResult = ReadSDRBinData(pu8Data, ulSize, list, pu16RecordCount);
+        uResult = ReadSDRBinData(pu8Data, ulSize, pList);
     }
     std::free(pu8Data);
     return uResult;

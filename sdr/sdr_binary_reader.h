@@ -30,16 +30,10 @@ int IsNewVersionTwoSDRFile(const unsigned char* pu8Data);  // format 2
 // it and its CRC. SDR_RECORD_OK or SDR_READ_FAILED.
 unsigned int SDRReadOneBinRecord(const unsigned char* pu8Data, unsigned long ulFileSize, unsigned long* pulOffset,
                                  SDREntry* psEntry);
-// The record loop of format 2, into the local list or any list.
-// SDR_READ_DONE or SDR_READ_FAILED.
+// The record loop of format 2, appending to the list. SDR_READ_DONE or
+// SDR_READ_FAILED.
 unsigned int SDRReadVersionTwoBinRecords(const unsigned char* pu8Data, unsigned long ulFileSize,
-                                         unsigned short u16Count, unsigned long ulOffset,
-                                         unsigned short* pu16RecordCount);
-unsigned int ReadVersionTwoBinRecordsToList(const unsigned char* pu8Data, unsigned long ulFileSize,
-                                            unsigned short u16Count, unsigned long ulOffset, SDRList list,
-                                            unsigned short* pu16RecordCount);
-// The whole file into G_psLocalSDREntryList (ReadSDRBinFile) or any list,
-// from slot *pu16RecordCount on, raising the counter for each record.
-// SDR_NOT_BINARY, SDR_READ_DONE or SDR_READ_FAILED.
-unsigned int ReadSDRBinFile(const char* pchPath, unsigned short* pu16RecordCount);
-unsigned int ReadSDRBinFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount);
+                                         unsigned short u16Count, unsigned long ulOffset, SDRRecordList* pList);
+// The whole file, its records appended to the list. SDR_NOT_BINARY,
+// SDR_READ_DONE or SDR_READ_FAILED.
+unsigned int ReadSDRBinFile(const char* pchPath, SDRRecordList* pList);

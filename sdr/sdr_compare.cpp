@@ -1,15 +1,14 @@
 #include <cstdio>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "sdr/sdr_record.h"
 
 namespace {
 
-// The next slot at or after uIndex that is not marked free, or uCount.
-unsigned int NextRecordSlot(const SDREntry* psList, unsigned int uIndex, unsigned int uCount)
+// The next entry at or after uIndex that is not marked free, or uCount.
+unsigned int NextRecordSlot(const SDRRecordList& list, unsigned int uIndex, unsigned int uCount)
 {
-    while (uIndex < uCount && psList[uIndex].u16RecordID == SDR_FREE_SLOT_ID) {
+    while (uIndex < uCount && list[uIndex].u16RecordID == SDR_FREE_SLOT_ID) {
         ++uIndex;
     }
     return uIndex;
@@ -31,36 +30,29 @@ void TraceRecord(const char* pchFormat, unsigned int uIndex, const SDREntry& ent
 
 }  // namespace
 
-int SDRCompare(unsigned short u16FileCount, unsigned short u16BMCCount)
+int SDRCompare(const SDRRecordList& fileList, const SDRRecordList& bmcList)
 {
-    return CompareSDRLists(LocalSDRList(), u16FileCount, RepositorySDRList(), u16BMCCount);
-}
-
-int CompareSDRLists(SDRList fileList, unsigned short u16FileCount, SDRList bmcList, unsigned short u16BMCCount)
-{
+    // Both lists keep to SDR_MAX_RECORD_COUNT: their sizes fit 16 bits.
+    const auto u16FileCount = static_cast<unsigned short>(fileList.size());
+    const auto u16BMCCount = static_cast<unsigned short>(bmcList.size());
     DebugMessage("Record number: in local file is %d, in BMC is %d \n", u16FileCount, u16BMCCount);
     if (u16FileCount != u16BMCCount) {
         std::fprintf(stderr, "Record number different: in file is %d, in BMC is %d\n", u16FileCount, u16BMCCount);
         return 0;
     }
-    if (fileList.psSlots == nullptr || bmcList.psSlots == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
-    }
-    unsigned int uCount = u16FileCount < fileList.uSlotCount ? u16FileCount : fileList.uSlotCount;
-    uCount = uCount < bmcList.uSlotCount ? uCount : bmcList.uSlotCount;
+    const unsigned int uCount = u16FileCount;
     unsigned int i = 0;
     unsigned int j = 0;
     for (;;) {
-        i = NextRecordSlot(fileList.psSlots, i, uCount);
-        j = NextRecordSlot(bmcList.psSlots, j, uCount);
+        i = NextRecordSlot(fileList, i, uCount);
+        j = NextRecordSlot(bmcList, j, uCount);
         // Records left over on one side after free slots are not looked
         // at: the counts already agree.
         if (i >= uCount || j >= uCount) {
             return 1;
         }
-        const SDREntry& fileRecord = fileList.psSlots[i];
-        const SDREntry& bmcRecord = bmcList.psSlots[j];
+        const SDREntry& fileRecord = fileList[i];
+        const SDREntry& bmcRecord = bmcList[j];
         TraceRecord("File Seq=%04d, ID=%04Xh, Data=", i, fileRecord);
         TraceRecord("BMC  Seq=%04d, ID=%04Xh, Data=", j, bmcRecord);
         if (fileRecord.u8RecordType != bmcRecord.u8RecordType) {
@@ -84,17 +76,14 @@ int CompareSDRLists(SDRList fileList, unsigned short u16FileCount, SDRList bmcLi
 }
 
 void DebugPrintGetSDR(unsigned short u16RecordID, unsigned short u16NextRecordID, unsigned short u16Index,
-                      unsigned short u16Total)
+                      unsigned short u16Total, const SDREntry* psEntry)
 {
-    if (!G_bVerboseMode || G_psRepositorySDREntryList == nullptr) {
+    if (!G_bVerboseMode) {
         return;
     }
-    // Index 0xFFFF names no slot (the list has 65535, 0 to 65534).
-    const bool bValidSlot = u16Index < SDR_LIST_SLOT_COUNT;
-    const SDREntry* psEntry = bValidSlot ? &G_psRepositorySDREntryList[u16Index] : nullptr;
     DebugMessage("   SDRRecordID=%04X, RecordLength=%04X\n", u16RecordID, psEntry ? psEntry->u8RecordLength : 0);
     DebugMessage("   RecordData=");
-    if (!bValidSlot) {
+    if (psEntry == nullptr) {
         DebugMessage("SDR record size too big\n");
     } else {
         DebugPrintArray(psEntry->au8RecordData, StoredLength(*psEntry));

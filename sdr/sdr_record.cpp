@@ -3,8 +3,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "base/working_storage.h"
-
 //                                           00    01    02    03    04-07                   08    09
 const unsigned char SDR_RECORD_MIN_LEN[SDR_TYPE_TABLE_SIZE] = {0, 0x30, 0x20, 0x11, 0, 0, 0, 0, 0x10, 0x20,
                                                                // 0A-0F          10    11    12    13    14
@@ -118,30 +116,21 @@ int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, uns
     }
 }
 
-int SDRValidateRawData(SDREntry* psList)
+int SDRValidateRawData(const SDRRecordList& list)
 {
-    return SDRValidateRecords({psList, SDR_LIST_SLOT_COUNT});
-}
-
-int SDRValidateRecords(SDRList list)
-{
-    if (list.psSlots == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
-    }
     int iRecordNumber = 0;
-    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
-        SDREntry& entry = list.psSlots[i];
-        if (!IsSDRSlotOccupied(entry)) {
+    for (const SDREntry& record : list) {
+        if (!IsSDRSlotOccupied(record)) {
             continue;
         }
         ++iRecordNumber;
-        if (!SDRValidateRecordType(SDR_CHECK_MEMORY, iRecordNumber, entry.u8RecordType) ||
-            !SDRValidateRecordLength(SDR_CHECK_MEMORY, iRecordNumber, &entry)) {
+        if (!SDRValidateRecordType(SDR_CHECK_MEMORY, iRecordNumber, record.u8RecordType) ||
+            !SDRValidateRecordLength(SDR_CHECK_MEMORY, iRecordNumber, &record)) {
             return 0;
         }
         // The body-length byte is left to the text reader, which has
         // _REC_LEN to compare it with.
+        SDREntry entry = record;
         for (unsigned char u8Byte = SDR_HEADER_ID_LOW; u8Byte <= SDR_HEADER_TYPE; ++u8Byte) {
             entry.u8Cursor = u8Byte;
             if (!SDRValidateRecordHeader(SDR_CHECK_MEMORY, iRecordNumber, &entry, entry.au8RecordData[u8Byte])) {
@@ -167,19 +156,11 @@ int SDRHasIDString(unsigned char u8Type)
     }
 }
 
-unsigned short GetRequiredSDRSize(unsigned short u16Count)
-{
-    return RequiredSDRSizeOfList(LocalSDRList(), u16Count);
-}
-
-unsigned short RequiredSDRSizeOfList(SDRList list, unsigned short u16Count)
+unsigned short GetRequiredSDRSize(const SDRRecordList& list)
 {
     unsigned short u16Size = 0;
-    if (list.psSlots == nullptr) {
-        return 0;
-    }
-    for (unsigned int i = 0; i < u16Count && i < list.uSlotCount; ++i) {
-        u16Size = static_cast<unsigned short>(u16Size + list.psSlots[i].u8RecordLength);
+    for (const SDREntry& entry : list) {
+        u16Size = static_cast<unsigned short>(u16Size + entry.u8RecordLength);
     }
     return u16Size;
 }

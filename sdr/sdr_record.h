@@ -42,20 +42,16 @@ int SDRValidateRecordType(int iMode, int iNumber, unsigned char u8Type);
 int SDRValidateRecordLength(int iMode, int iNumber, const SDREntry* psEntry);
 // Checks the header byte whose position stands in psEntry->u8Cursor.
 int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, unsigned char u8Value);
-// Checks every occupied slot of a list (type, length, header bytes 0-3):
-// a whole working-storage list, or any list.
-int SDRValidateRawData(SDREntry* psList);
-int SDRValidateRecords(SDRList list);
+// Checks every record of a list (type, length, header bytes 0-3); entries
+// marked free are passed over.
+int SDRValidateRawData(const SDRRecordList& list);
 
 int SDRHasIDString(unsigned char u8Type);
-// Sum of the record lengths of slots 0 to count-1 (wraps at 16 bits): of
-// the local list, or of any list.
-unsigned short GetRequiredSDRSize(unsigned short u16Count);
-unsigned short RequiredSDRSizeOfList(SDRList list, unsigned short u16Count);
-// 1 when the local list and the repository list hold the same records;
-// CompareSDRLists compares any two lists, SDRCompare the working storage's.
-int SDRCompare(unsigned short u16FileCount, unsigned short u16BMCCount);
-int CompareSDRLists(SDRList fileList, unsigned short u16FileCount, SDRList bmcList, unsigned short u16BMCCount);
-// Verbose trace of one record fetched from the BMC into the repository list.
+// Sum of the record lengths of a list (wraps at 16 bits).
+unsigned short GetRequiredSDRSize(const SDRRecordList& list);
+// 1 when a file's records and the repository's are the same records.
+int SDRCompare(const SDRRecordList& fileList, const SDRRecordList& bmcList);
+// Verbose trace of one record fetched from the BMC, the u16Index-th
+// (from 0) of u16Total; psEntry null when the index is past the limit.
 void DebugPrintGetSDR(unsigned short u16RecordID, unsigned short u16NextRecordID, unsigned short u16Index,
-                      unsigned short u16Total);
+                      unsigned short u16Total, const SDREntry* psEntry);

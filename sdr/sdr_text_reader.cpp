@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"
 #include "sdr/sdr_binary_reader.h"
@@ -451,25 +450,26 @@ int SDRReadOneRecord(TextReaderContext* psContext, SDREntry* psEntry)
 
 namespace {
 
-// The working storage's lists have 0xFFFF slots: the limit the message
-// has always named.
-int ReportCountExceeded(SDRList list)
+// A list holds one record less than SDR_LIST_SLOT_COUNT: the limit the
+// message has always named.
+int ReportCountExceeded()
 {
-    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", list.uSlotCount);
+    std::fprintf(stderr, "The SDR record count exceeds %Xh records. \n", SDR_LIST_SLOT_COUNT);
     return 0;
 }
 
-int ReadSDRTextRecords(TextReaderContext* psContext, SDRList list, unsigned short* pu16RecordCount)
+int ReadSDRTextRecords(TextReaderContext* psContext, SDRRecordList* pList)
 {
     if (!SkipByteOrderMark(psContext) || !SDRValidateStartEndTag(psContext)) {
         return 0;
     }
     unsigned int uRead = 0;
     for (;;) {
-        if (*pu16RecordCount >= list.uSlotCount) {
-            return ReportCountExceeded(list);
+        if (pList->size() >= SDR_LIST_SLOT_COUNT) {
+            return ReportCountExceeded();
         }
-        const int iResult = SDRReadOneRecord(psContext, &list.psSlots[*pu16RecordCount]);
+        SDREntry entry = FreeSDRSlot();
+        const int iResult = SDRReadOneRecord(psContext, &entry);
         if (iResult == SDR_TEXT_ERROR) {
             return 0;
         }
@@ -482,23 +482,18 @@ int ReadSDRTextRecords(TextReaderContext* psContext, SDRList list, unsigned shor
             return 0;
         }
         ++uRead;
-        ++*pu16RecordCount;
-        if (*pu16RecordCount >= list.uSlotCount) {
-            return ReportCountExceeded(list);
+        pList->push_back(entry);
+        if (pList->size() >= SDR_LIST_SLOT_COUNT) {
+            return ReportCountExceeded();
         }
     }
 }
 
 }  // namespace
 
-int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount)
+int ReadSDRFile(const char* pchPath, SDRRecordList* pList)
 {
-    return ReadSDRFileToList(pchPath, LocalSDRList(), pu16RecordCount);
-}
-
-int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount)
-{
-    if (pchPath == nullptr || pu16RecordCount == nullptr || list.psSlots == nullptr) {
+    if (pchPath == nullptr || pList == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
@@ -511,7 +506,7 @@ int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16Rec
         std::fprintf(stderr, "<ERROR> Failure to open SDR file %s. \n", pchPath);
         return 0;
     }
-    switch (ReadSDRBinFileToList(pchPath, list, pu16RecordCount)) {
+    switch (ReadSDRBinFile(pchPath, pList)) {
     case SDR_READ_DONE:
         std::fclose(pFile);
         return 1;
@@ -526,7 +521,7 @@ int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16Rec
         std::fclose(pFile);
         return 0;
     }
-    const int iResult = ReadSDRTextRecords(&context, list, pu16RecordCount);
+    const int iResult = ReadSDRTextRecords(&context, pList);
     ReleaseTextReader(&context);
     return iResult;
 }

@@ -12,10 +12,9 @@ enum eSDRTextResult {
 };
 
 // The one entry for SDR files: binary formats first, then the text format.
-// Records go into G_psLocalSDREntryList (ReadSDRFile) or any list, from
-// slot *pu16RecordCount on. 1 on success, 0 on failure (reported).
-int ReadSDRFile(const char* pchPath, unsigned short* pu16RecordCount);
-int ReadSDRFileToList(const char* pchPath, SDRList list, unsigned short* pu16RecordCount);
+// The file's records are appended to the list. 1 on success, 0 on failure
+// (reported; the list then holds what was read before the error).
+int ReadSDRFile(const char* pchPath, SDRRecordList* pList);
 
 // Checks the block structure of the whole file, then leaves it just after
 // the "_SDR (" line with the line counter at that line. 1 or 0.

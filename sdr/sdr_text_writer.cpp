@@ -4,7 +4,6 @@
 #include <string>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_output.h"
 #include "sdr/sdr_text_format.h"
@@ -30,11 +29,10 @@ bool HasIDStringInQuotes(const SDREntry& entry, unsigned char u8StringStart)
 // feed or a NUL, and the reader wants exactly as many characters as its
 // type/length byte gives; refuse such a list rather than write a file that
 // does not read back.
-bool IDStringsAreWritable(SDRList list)
+bool IDStringsAreWritable(const SDRRecordList& list)
 {
     int iRecordNumber = 0;
-    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
-        const SDREntry& entry = list.psSlots[i];
+    for (const SDREntry& entry : list) {
         if (!IsSDRSlotOccupied(entry)) {
             continue;
         }
@@ -145,15 +143,10 @@ private:
 
 }  // namespace
 
-int SaveSDRFile(const char* pchPath, unsigned int u32Encoding)
-{
-    return SaveSDRListToFile(pchPath, RepositorySDRList(), u32Encoding);
-}
-
-int WriteSDRListToStream(FILE* pFile, const char* pchPath, SDRList list, unsigned int u32Encoding)
+int WriteSDRListToStream(FILE* pFile, const char* pchPath, const SDRRecordList& list, unsigned int u32Encoding)
 {
     // Nothing is written unless every record is good: the file stays empty.
-    if (!SDRValidateRecords(list) || !IDStringsAreWritable(list)) {
+    if (!SDRValidateRawData(list) || !IDStringsAreWritable(list)) {
         std::fclose(pFile);
         return 0;
     }
@@ -162,8 +155,8 @@ int WriteSDRListToStream(FILE* pFile, const char* pchPath, SDRList list, unsigne
         return 0;
     }
     unsigned char u8StringStart = 0;  // kept from record to record for the guard above
-    for (unsigned int i = 0; i < list.uSlotCount; ++i) {
-        const SDREntry& entry = list.psSlots[i];
+    for (unsigned int i = 0; i < list.size(); ++i) {
+        const SDREntry& entry = list[i];
         if (entry.u8RecordLength == 0) {
             continue;
         }
@@ -183,9 +176,9 @@ int WriteSDRListToStream(FILE* pFile, const char* pchPath, SDRList list, unsigne
     return 1;
 }
 
-int SaveSDRListToFile(const char* pchPath, SDRList list, unsigned int u32Encoding)
+int SaveSDRFile(const char* pchPath, const SDRRecordList& list, unsigned int u32Encoding)
 {
-    if (pchPath == nullptr || list.psSlots == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+    if (pchPath == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }

@@ -7,11 +7,6 @@
 
 namespace valdrn_test {
 
-TestSDRList::TestSDRList(unsigned int uSlotCount) : m_aSlots(uSlotCount)
-{
-    MarkSDRSlotsFree(m_aSlots.data(), uSlotCount);
-}
-
 namespace {
 
 void AppendLittleEndian(std::string& sBytes, uint16_t u16Value)

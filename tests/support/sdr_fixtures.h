@@ -38,19 +38,11 @@ std::string SdrBinaryFormat1(const std::vector<std::string>& asRecords, int iCou
 std::string SdrBinaryFormat2(const std::vector<std::string>& asRecords, int iCount = -1,
                              const std::string& sPadding = "", int iSizeAdjust = 0);
 
-// A record list the test owns, every slot free: what the readers, the
-// writer and the comparison take instead of the working storage's lists
-// (two of 65535 slots each).
-class TestSDRList {
-public:
-    explicit TestSDRList(unsigned int uSlotCount = 64);
-    SDRList View() { return {m_aSlots.data(), static_cast<unsigned int>(m_aSlots.size())}; }
-    SDREntry& operator[](unsigned int uIndex) { return m_aSlots.at(uIndex); }
-    const SDREntry& operator[](unsigned int uIndex) const { return m_aSlots.at(uIndex); }
-
-private:
-    std::vector<SDREntry> m_aSlots;
-};
+// A record list of uCount entries, every one free.
+inline SDRRecordList FreeSlots(unsigned int uCount)
+{
+    return SDRRecordList(uCount, FreeSDRSlot());
+}
 
 // Puts a record into a list slot as a reader would.
 void PutRecord(SDREntry& entry, const std::string& sRecord);

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/working_storage.h"
 #include "fru/fru_text_reader.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/fru_fixtures.h"
@@ -21,14 +20,13 @@ const std::string S_sExamples = EXAMPLES_DIR;
 
 std::vector<std::string> SdrRecordsOf(const std::string& sPath)
 {
-    TestSDRList list(1024);
-    unsigned short u16Count = 0;
+    SDRRecordList list;
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFileToList(sPath.c_str(), list.View(), &u16Count), 1);
+    EXPECT_EQ(ReadSDRFile(sPath.c_str(), &list), 1);
     output.Finish();
     std::vector<std::string> asRecords;
-    for (unsigned int i = 0; i < u16Count; ++i) {
-        asRecords.push_back(RecordOf(list[i]));
+    for (const SDREntry& entry : list) {
+        asRecords.push_back(RecordOf(entry));
     }
     return asRecords;
 }

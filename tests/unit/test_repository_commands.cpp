@@ -113,10 +113,10 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     const std::string sRecord = SdrRecord(0x0042, 0x14, "");
     Ok({0x01, 0x00});  // reservation
     Ok(GetSdrAnswer(0xFFFF, sRecord));
-    SDREntry asList[2] = {};
+    SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []", "28 23 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
@@ -127,7 +127,7 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
 {
     const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(32, 'x'));
     ASSERT_EQ(sRecord.size(), 37u);
-    SDREntry asList[1] = {};
+    SDRRecordList asList = FreeSlots(1);
     PutRecord(asList[0], sRecord);
     Ok({0x01, 0x00});  // reservation for the erase
     Ok({0x01});        // erase completed at once
@@ -136,7 +136,7 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
     Ok({0x50, 0x00});
     Ok({0x50, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 6u);
@@ -216,10 +216,10 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
     Ok(GetSdrAnswer(0xFFFF, sRecord, 0, 5));
     Ok(GetSdrAnswer(0xFFFF, sRecord, 5, 16));
     Ok(GetSdrAnswer(0xFFFF, sRecord, 21, 4));
-    SDREntry asList[2] = {};
+    SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(Requests()[4], "28 23 [02 00 00 00 00 05]");
@@ -229,7 +229,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
 TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirstByte)
 {
     const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(20, 'x'));
-    SDREntry asList[1] = {};
+    SDRRecordList asList = FreeSlots(1);
     PutRecord(asList[0], sRecord);
     Ok({0x01, 0x00});
     Ok({0x01});        // erased
@@ -240,7 +240,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
     Ok({0x51, 0x00});
     Ok({0x51, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 8u);
@@ -255,7 +255,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
 TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
 {
     const std::string sRecord = SdrRecord(0x0000, 0x12, std::string(4, 'x'));
-    SDREntry asList[1] = {};
+    SDRRecordList asList = FreeSlots(1);
     PutRecord(asList[0], sRecord);
     Ok({0x01, 0x00});
     Ok({0x01});
@@ -264,7 +264,7 @@ TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
         Queue(0xC5);
     }
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(1, asList, "download"), CMD_FAILED);
+    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(Requests().size(), 14u);
     EXPECT_EQ(output.Err(),
@@ -286,10 +286,10 @@ TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
         Ok({0x01, 0x00});
         Ok(GetSdrAnswer(0xFFFF, sSecond, 0, 5));
         Ok(GetSdrAnswer(0xFFFF, sSecond, 5));
-        SDREntry asList[4] = {};
+        SDRRecordList asList = FreeSlots(4);
         unsigned short u16Count = u16Expected;
         CapturedOutput output;
-        const int iResult = UploadSDRHandler(&u16Count, asList, "upload");
+        const int iResult = UploadSDRHandler(&u16Count, &asList, "upload");
         output.Finish();
         if (u16Expected == 2) {
             EXPECT_EQ(iResult, SDR_RECORD_READ);
@@ -311,10 +311,10 @@ TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
         Reset();
         Ok({0x01, 0x00});
         Ok({0xFF, 0xFF, 0x09, 0x00, 0x51, 0x01, u8Body});
-        SDREntry asList[1] = {};
+        SDRRecordList asList = FreeSlots(1);
         unsigned short u16Count = 1;
         CapturedOutput output;
-        EXPECT_EQ(UploadSDRHandler(&u16Count, asList, "upload"), CMD_FAILED);
+        EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), CMD_FAILED);
         output.Finish();
         EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is " + std::to_string(u8Body + 5) +
                                     " bytes long; the most a record can be is 101.\n");

@@ -287,12 +287,11 @@ TEST_F(SavedCopyTest, ARepositoryCopyOfOrdinaryRecordsIsSdrText)
     const std::string sName = fs::path(sPath).filename().string();
     EXPECT_EQ(sName.rfind("10.0.0.5-sdr-", 0), 0u) << sName;
     EXPECT_EQ(sName.substr(sName.size() - 12), "-partial.sdr");
-    TestSDRList readBack(8);
-    unsigned short u16Count = 0;
+    SDRRecordList readBack;
     CapturedOutput readOutput;
-    ASSERT_EQ(ReadSDRFileToList(sPath.c_str(), readBack.View(), &u16Count), 1);
+    ASSERT_EQ(ReadSDRFile(sPath.c_str(), &readBack), 1);
     readOutput.Finish();
-    ASSERT_EQ(u16Count, 2);
+    ASSERT_EQ(readBack.size(), 2u);
     EXPECT_EQ(RecordOf(readBack[0]), asRecords[0]);
     EXPECT_EQ(RecordOf(readBack[1]), asRecords[1]);
 }

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
 
@@ -72,7 +71,7 @@ protected:
     {
         WriteFile(m_dir.File("sdr.bin"), sContent);
         CapturedOutput output;
-        const unsigned int uResult = ReadSDRBinFileToList(m_dir.File("sdr.bin").c_str(), m_list.View(), &m_u16Count);
+        const unsigned int uResult = ReadSDRBinFile(m_dir.File("sdr.bin").c_str(), &m_list);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -90,8 +89,7 @@ protected:
     }
 
     TempDir m_dir;
-    TestSDRList m_list;
-    unsigned short m_u16Count = 0;
+    SDRRecordList m_list;
     std::string m_sOut;
     std::string m_sErr;
 };
@@ -101,7 +99,7 @@ const std::vector<std::string> S_asTwo = {SdrNamedRecord(0x0010, 0x01, "CPU"), S
 TEST_F(BinaryFileTest, FormatZeroWithoutRecords)
 {
     EXPECT_EQ(Read("\x00\x00"s), SDR_READ_DONE);
-    EXPECT_EQ(m_u16Count, 0);
+    EXPECT_EQ(m_list.size(), 0u);
     EXPECT_EQ(m_sOut, Header(0, 0, 2));
     EXPECT_EQ(m_sErr, "");
 }
@@ -110,13 +108,12 @@ TEST_F(BinaryFileTest, FormatZeroRecordsReachTheList)
 {
     const std::string sFile = SdrBinaryFormat0(S_asTwo);
     EXPECT_EQ(Read(sFile), SDR_READ_DONE);
-    EXPECT_EQ(m_u16Count, 2);
+    EXPECT_EQ(m_list.size(), 2u);
     EXPECT_EQ(m_sOut, Header(0, 2, sFile.size()));
     EXPECT_EQ(RecordOf(m_list[0]), S_asTwo[0]);
     EXPECT_EQ(m_list[0].u16RecordID, 0x0010);
     EXPECT_EQ(m_list[0].u8RecordType, 0x01);
     EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
-    EXPECT_EQ(m_list[2].u16RecordID, 0xFFFF);
 }
 
 TEST_F(BinaryFileTest, FormatZeroCountTooSmall)
@@ -125,7 +122,7 @@ TEST_F(BinaryFileTest, FormatZeroCountTooSmall)
     asThree.push_back(SdrFixedRecord(0x12, 0x14, 0x10));
     EXPECT_EQ(Read(SdrBinaryFormat0(asThree, 2)), SDR_READ_FAILED);
     EXPECT_EQ(m_sErr, "SDR binary file format error:\n");
-    EXPECT_EQ(m_u16Count, 3);
+    EXPECT_EQ(m_list.size(), 3u);
 }
 
 TEST_F(BinaryFileTest, FormatOneCountTooLarge)
@@ -139,7 +136,7 @@ TEST_F(BinaryFileTest, FormatOneGood)
     const std::string sFile = SdrBinaryFormat1(S_asTwo);
     EXPECT_EQ(Read(sFile), SDR_READ_DONE);
     EXPECT_EQ(m_sOut, Header(1, 2, sFile.size()));
-    EXPECT_EQ(m_u16Count, 2);
+    EXPECT_EQ(m_list.size(), 2u);
     EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
 }
 
@@ -149,7 +146,7 @@ TEST_F(BinaryFileTest, FormatTwoWithPadding)
     EXPECT_EQ(Read(sFile), SDR_READ_DONE);
     EXPECT_EQ(m_sOut, Header(2, 2, sFile.size()));
     EXPECT_EQ(m_sErr, "");
-    EXPECT_EQ(m_u16Count, 2);
+    EXPECT_EQ(m_list.size(), 2u);
 }
 
 TEST_F(BinaryFileTest, FormatTwoOneRecordMoreThanItsCount)
@@ -163,7 +160,7 @@ TEST_F(BinaryFileTest, FormatTwoOneRecordMoreThanItsCount)
 TEST_F(BinaryFileTest, FormatTwoEndingBeforeItsCountIsAccepted)
 {
     EXPECT_EQ(Read(SdrBinaryFormat2(S_asTwo, 5)), SDR_READ_DONE);
-    EXPECT_EQ(m_u16Count, 2);
+    EXPECT_EQ(m_list.size(), 2u);
 }
 
 TEST_F(BinaryFileTest, FormatTwoSizeFieldWrongByOne)
@@ -171,7 +168,7 @@ TEST_F(BinaryFileTest, FormatTwoSizeFieldWrongByOne)
     EXPECT_EQ(Read(SdrBinaryFormat2(S_asTwo, -1, "", 1)), SDR_READ_FAILED);
     EXPECT_EQ(m_sErr, "<ERROR> Actual file size does not match the file size specified in the header! \n");
     EXPECT_EQ(m_sOut, "");
-    EXPECT_EQ(m_u16Count, 0);
+    EXPECT_EQ(m_list.size(), 0u);
 }
 
 TEST_F(BinaryFileTest, SwappedCrcBytes)
@@ -251,7 +248,7 @@ TEST_F(BinaryFileTest, EmptyAndMissingFiles)
     EXPECT_EQ(Read(""), SDR_READ_FAILED);
     EXPECT_EQ(m_sErr, "<ERROR> SDR file empty, " + m_dir.File("sdr.bin") + ".\n");
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRBinFileToList(m_dir.File("missing").c_str(), m_list.View(), &m_u16Count), SDR_READ_FAILED);
+    EXPECT_EQ(ReadSDRBinFile(m_dir.File("missing").c_str(), &m_list), SDR_READ_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Failure to open SDR file " + m_dir.File("missing") + ". \n");
 }
@@ -275,38 +272,20 @@ TEST_F(BinaryFileTest, LargerFileIsReadInPart)
     EXPECT_NE(m_sErr.find("CRC 16 checking failed"), std::string::npos) << m_sErr;
 }
 
-// A list holds one record less than it has slots.
+// A list holds one record less than SDR_LIST_SLOT_COUNT, however it was
+// filled before.
 TEST_F(BinaryFileTest, CountLimitOfTheList)
 {
-    m_list = TestSDRList(4);
-    m_u16Count = 3;
-    EXPECT_EQ(Read(SdrBinaryFormat0({SdrFixedRecord(1, 0x14, 0x10)})), SDR_READ_FAILED);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
-    m_u16Count = 4;
-    EXPECT_EQ(Read(SdrBinaryFormat2({SdrFixedRecord(1, 0x14, 0x10)})), SDR_READ_FAILED);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
-}
-
-// ReadSDRBinFile reads into the working storage's local list of 0xFFFF slots.
-TEST(BinaryFileWorkingStorage, ReadsIntoTheLocalListUpToItsLimit)
-{
-    ASSERT_TRUE(VLInit());
-    TempDir dir;
     const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
-    unsigned short u16Count = 0;
-    CapturedOutput output;
-    WriteFile(dir.File("sdr.bin"), SdrBinaryFormat0({sRecord}));
-    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_DONE);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), sRecord);
-    u16Count = 65534;
-    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_FAILED);
-    WriteFile(dir.File("sdr.bin"), SdrBinaryFormat2({sRecord}));
-    u16Count = 65535;
-    EXPECT_EQ(ReadSDRBinFile(dir.File("sdr.bin").c_str(), &u16Count), SDR_READ_FAILED);
-    output.Finish();
-    EXPECT_EQ(output.Err(),
-              "The SDR record count exceeds FFFFh records. \nThe SDR record count exceeds FFFFh records. \n");
-    VLExit();
+    m_list = FreeSlots(SDR_LIST_SLOT_COUNT - 2);
+    EXPECT_EQ(Read(SdrBinaryFormat0({sRecord})), SDR_READ_DONE) << m_sErr;
+    EXPECT_EQ(RecordOf(m_list.back()), sRecord);
+    EXPECT_EQ(Read(SdrBinaryFormat0({sRecord})), SDR_READ_FAILED);
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
+    m_list = FreeSlots(SDR_LIST_SLOT_COUNT);
+    EXPECT_EQ(Read(SdrBinaryFormat2({sRecord})), SDR_READ_FAILED);
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
+    EXPECT_EQ(m_list.size(), SDR_LIST_SLOT_COUNT);
 }
 
 TEST_F(BinaryFileTest, VerboseTraces)
@@ -327,27 +306,12 @@ TEST_F(BinaryFileTest, VersionTwoRecordsDirectly)
     const std::string sFile = SdrBinaryFormat2(S_asTwo);
     const auto* pu8Data = reinterpret_cast<const unsigned char*>(sFile.data());
     CapturedOutput output;
-    EXPECT_EQ(ReadVersionTwoBinRecordsToList(pu8Data, sFile.size(), 2, 21, m_list.View(), &m_u16Count), SDR_READ_DONE);
-    EXPECT_EQ(m_u16Count, 2);
+    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, 21, &m_list), SDR_READ_DONE);
+    EXPECT_EQ(m_list.size(), 2u);
+    EXPECT_EQ(RecordOf(m_list[0]), S_asTwo[0]);
     EXPECT_EQ(RecordOf(m_list[1]), S_asTwo[1]);
-    EXPECT_EQ(ReadVersionTwoBinRecordsToList(pu8Data, sFile.size(), 2, sFile.size(), m_list.View(), &m_u16Count),
-              SDR_READ_DONE);
-    EXPECT_EQ(m_u16Count, 2);
-}
-
-TEST(BinaryFileWorkingStorage, VersionTwoRecordsGoToTheLocalList)
-{
-    ASSERT_TRUE(VLInit());
-    const std::string sFile = SdrBinaryFormat2(S_asTwo);
-    const auto* pu8Data = reinterpret_cast<const unsigned char*>(sFile.data());
-    unsigned short u16Count = 0;
-    CapturedOutput output;
-    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, 21, &u16Count), SDR_READ_DONE);
-    output.Finish();
-    EXPECT_EQ(u16Count, 2);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), S_asTwo[0]);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[1]), S_asTwo[1]);
-    VLExit();
+    EXPECT_EQ(SDRReadVersionTwoBinRecords(pu8Data, sFile.size(), 2, sFile.size(), &m_list), SDR_READ_DONE);
+    EXPECT_EQ(m_list.size(), 2u);
 }
 
 TEST_F(BinaryFileTest, OneRecordDirectly)

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
 
@@ -13,7 +12,7 @@ using valdrn_test::CapturedOutput;
 using valdrn_test::PutRecord;
 using valdrn_test::SdrFixedRecord;
 using valdrn_test::SdrNamedRecord;
-using valdrn_test::TestSDRList;
+using valdrn_test::FreeSlots;
 
 namespace {
 
@@ -179,13 +178,18 @@ TEST(SDRValidateRecordHeaderTest, BodyLengthDoesNotWrap)
     EXPECT_EQ(SDRValidateRecordHeader(SDR_CHECK_MEMORY, 1, &entry, 0xFB), 0);
 }
 
-// Two lists the test owns, in place of the working storage's.
+// A file's list and the repository's, with free entries to put records in.
 class ListTest : public testing::Test {
 protected:
+    static SDRRecordList FirstOf(const SDRRecordList& list, unsigned int uCount)
+    {
+        return SDRRecordList(list.begin(), list.begin() + uCount);
+    }
+
     void TearDown() override { G_bVerboseMode = false; }
 
-    TestSDRList m_local{2048};
-    TestSDRList m_repository{2048};
+    SDRRecordList m_local = FreeSlots(2048);
+    SDRRecordList m_repository = FreeSlots(2048);
 };
 
 TEST_F(ListTest, ValidateRawDataAcceptsGoodRecords)
@@ -193,11 +197,11 @@ TEST_F(ListTest, ValidateRawDataAcceptsGoodRecords)
     PutRecord(m_repository[0], SdrNamedRecord(1, 0x01, "A"));
     PutRecord(m_repository[5], SdrFixedRecord(2, 0xC0, 0x40));
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 1);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 1);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
-    EXPECT_EQ(m_repository[0].u8Cursor, 3);
-    EXPECT_EQ(SDRValidateRecords(m_local.View()), 1);  // an empty list
+    EXPECT_EQ(m_repository[0].u8Cursor, 0);  // the list is only read
+    EXPECT_EQ(SDRValidateRawData(m_local), 1);  // an empty list
 }
 
 TEST_F(ListTest, ValidateRawDataNumbersOccupiedRecords)
@@ -208,7 +212,7 @@ TEST_F(ListTest, ValidateRawDataNumbersOccupiedRecords)
     sBad[2] = 0x50;
     PutRecord(m_repository[7], sBad);
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), S_sMemoryLead + "SDR version (50h) != 51h in record type 02h. (record 2) \n");
 }
@@ -219,14 +223,14 @@ TEST_F(ListTest, ValidateRawDataChecksTypeThenLengthThenHeader)
     PutRecord(m_repository[0], sRecord);
     m_repository[0].u8RecordType = 0x05;
     CapturedOutput typeOutput;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 0);
     typeOutput.Finish();
     EXPECT_EQ(typeOutput.Err(), S_sMemoryLead + "Record type (05h) is reserved. (record 1) \n");
 
     PutRecord(m_repository[0], sRecord);
     m_repository[0].u8RecordLength = 0x11;
     CapturedOutput lengthOutput;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 0);
     lengthOutput.Finish();
     EXPECT_EQ(lengthOutput.Err(),
               S_sMemoryLead + "Record length (11h) is greater than the maximum length of type 08h. (record 1) \n");
@@ -234,7 +238,7 @@ TEST_F(ListTest, ValidateRawDataChecksTypeThenLengthThenHeader)
     PutRecord(m_repository[0], sRecord);
     m_repository[0].au8RecordData[3] = 0x09;
     CapturedOutput headerOutput;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 0);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 0);
     headerOutput.Finish();
     EXPECT_EQ(headerOutput.Err(),
               S_sMemoryLead + "Record type (09h) is not the same as that from '_SDR_TYPE 08'. (record 1) \n");
@@ -246,7 +250,7 @@ TEST_F(ListTest, ValidateRawDataLeavesTheBodyLengthByte)
     sRecord[4] = 0x01;  // wrong body length: only the text reader checks it
     PutRecord(m_repository[0], sRecord);
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRecords(m_repository.View()), 1);
+    EXPECT_EQ(SDRValidateRawData(m_repository), 1);
 }
 
 TEST(SDRHasIDStringTest, TypesWithNames)
@@ -260,16 +264,16 @@ TEST(SDRHasIDStringTest, TypesWithNames)
 
 TEST_F(ListTest, RequiredSizeSumsLengthsAndWraps)
 {
-    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 0), 0);
+    EXPECT_EQ(GetRequiredSDRSize(SDRRecordList()), 0);
     m_local[0].u8RecordLength = 0x30;
     m_local[1].u8RecordLength = 0x10;  // counted although the slot is free
     m_local[2].u8RecordLength = 0x40;
-    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 2), 0x40);
-    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 3), 0x80);
+    EXPECT_EQ(GetRequiredSDRSize(FirstOf(m_local, 2)), 0x40);
+    EXPECT_EQ(GetRequiredSDRSize(FirstOf(m_local, 3)), 0x80);
     for (unsigned int i = 0; i < 2000; ++i) {
         m_local[i].u8RecordLength = 0x40;
     }
-    EXPECT_EQ(RequiredSDRSizeOfList(m_local.View(), 2000), (2000 * 0x40) % 65536);
+    EXPECT_EQ(GetRequiredSDRSize(FirstOf(m_local, 2000)), (2000 * 0x40) % 65536);
 }
 
 // --- SDRCompare -----------------------------------------------------------------
@@ -284,7 +288,7 @@ protected:
     int Compare(unsigned short u16File, unsigned short u16BMC)
     {
         CapturedOutput output;
-        const int iResult = CompareSDRLists(m_local.View(), u16File, m_repository.View(), u16BMC);
+        const int iResult = SDRCompare(FirstOf(m_local, u16File), FirstOf(m_repository, u16BMC));
         output.Finish();
         m_sErr = output.Err();
         m_sOut = output.Out();
@@ -373,21 +377,21 @@ TEST_F(CompareTest, VerboseTraceShowsPositions)
     EXPECT_EQ(sData.substr(0, sBytes.size()), sBytes);
 }
 
-TEST(WorkingStorageLists, DebugPrintGetSDRTrace)
+TEST(RepositoryTrace, DebugPrintGetSDRTrace)
 {
-    ASSERT_TRUE(VLInit());
-    PutRecord(G_psRepositorySDREntryList[2], SdrFixedRecord(0x0102, 0xC0, 0x08));
+    SDREntry entry = FreeSDRSlot();
+    PutRecord(entry, SdrFixedRecord(0x0102, 0xC0, 0x08));
     CapturedOutput quiet;
-    DebugPrintGetSDR(0x0102, 0x0103, 2, 10);
+    DebugPrintGetSDR(0x0102, 0x0103, 2, 10, &entry);
     quiet.Finish();
     EXPECT_EQ(quiet.Out(), "");
 
     G_bVerboseMode = true;
     CapturedOutput output;
-    DebugPrintGetSDR(0x0102, 0x0103, 2, 10);
-    DebugPrintGetSDR(0x0200, 0xFFFF, 0xFFFF, 10);
+    DebugPrintGetSDR(0x0102, 0x0103, 2, 10, &entry);
+    DebugPrintGetSDR(0x0200, 0xFFFF, 0xFFFF, 10, nullptr);
     output.Finish();
-    const std::string sRecord = valdrn_test::RecordOf(G_psRepositorySDREntryList[2]);
+    const std::string sRecord = valdrn_test::RecordOf(entry);
     std::string sData;
     for (unsigned char c : sRecord) {
         char achHex[4];
@@ -399,30 +403,36 @@ TEST(WorkingStorageLists, DebugPrintGetSDRTrace)
                                 "   SDRRecordID=0200, RecordLength=0000\n   RecordData=SDR record size too big\n"
                                 "   RecordGot=10000, RecordTotal=A, RecordLimit=FFFF\n   NextSDRRecordID=FFFF\n");
     G_bVerboseMode = false;
-    VLExit();
 }
 
-// The names that work on the working storage pass its lists, whole.
-TEST(WorkingStorageLists, ValidateSizeAndCompareTakeTheGlobalLists)
+// The last entry of the largest list is checked as the first is.
+TEST(SDRChecks, TheLastEntryOfTheLargestListIsChecked)
 {
-    ASSERT_TRUE(VLInit());
     const std::string sRecord = SdrNamedRecord(1, 0x01, "CPU");
-    PutRecord(G_psLocalSDREntryList[0], sRecord);
-    PutRecord(G_psRepositorySDREntryList[0], sRecord);
+    SDRRecordList list = FreeSlots(SDR_MAX_RECORD_COUNT);
+    PutRecord(list[0], sRecord);
+    CapturedOutput output;
+    EXPECT_EQ(SDRValidateRawData(list), 1);
     std::string sBad = SdrNamedRecord(2, 0x02, "B");
     sBad[2] = 0x50;
-    PutRecord(G_psRepositorySDREntryList[SDR_LIST_SLOT_COUNT - 1], sBad);  // the last slot is checked too
-    CapturedOutput output;
-    EXPECT_EQ(SDRCompare(1, 1), 1);
-    EXPECT_EQ(GetRequiredSDRSize(1), sRecord.size());
-    EXPECT_EQ(SDRValidateRawData(G_psLocalSDREntryList), 1);
-    EXPECT_EQ(SDRValidateRawData(G_psRepositorySDREntryList), 0);
-    G_psRepositorySDREntryList[0].au8RecordData[5] ^= 1;
-    EXPECT_EQ(SDRCompare(1, 1), 0);
+    PutRecord(list.back(), sBad);
+    EXPECT_EQ(SDRValidateRawData(list), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(), S_sMemoryLead + "SDR version (50h) != 51h in record type 02h. (record 2) \n" +
-                                "<ERROR> Different record data in record 0, 5  byte!\n");
-    VLExit();
+    EXPECT_EQ(output.Err(), S_sMemoryLead + "SDR version (50h) != 51h in record type 02h. (record 2) \n");
+}
+
+TEST(SDRSlot, OccupiedNeedsLengthAndId)
+{
+    SDREntry entry = FreeSDRSlot();
+    EXPECT_EQ(entry.u16RecordID, 0xFFFF);
+    EXPECT_EQ(entry.u8RecordLength, 0);
+    EXPECT_FALSE(IsSDRSlotOccupied(entry));
+    entry.u8RecordLength = 10;
+    EXPECT_FALSE(IsSDRSlotOccupied(entry));
+    entry.u16RecordID = 0x0001;
+    EXPECT_TRUE(IsSDRSlotOccupied(entry));
+    entry.u8RecordLength = 0;
+    EXPECT_FALSE(IsSDRSlotOccupied(entry));
 }
 
 TEST(SDRChecks, NullEntries)
@@ -430,14 +440,8 @@ TEST(SDRChecks, NullEntries)
     CapturedOutput output;
     EXPECT_EQ(SDRValidateRecordLength(1, 1, nullptr), 0);
     EXPECT_EQ(SDRValidateRecordHeader(1, 1, nullptr, 0), 0);
-    EXPECT_EQ(SDRValidateRawData(nullptr), 0);
-    EXPECT_EQ(SDRValidateRecords({nullptr, 4}), 0);
-    EXPECT_EQ(CompareSDRLists({nullptr, 4}, 1, {nullptr, 4}, 1), 0);
-    EXPECT_EQ(RequiredSDRSizeOfList({nullptr, 4}, 1), 0);
     output.Finish();
-    EXPECT_EQ(output.Err(),
-              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n"
-              "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
+    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
 }
 
 }  // namespace

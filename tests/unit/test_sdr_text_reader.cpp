@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
 
@@ -26,7 +25,7 @@ protected:
     {
         WriteFile(m_dir.File("in.sdr"), sContent);
         CapturedOutput output;
-        const int iResult = ReadSDRFileToList(m_dir.File("in.sdr").c_str(), m_list.View(), &m_u16Count);
+        const int iResult = ReadSDRFile(m_dir.File("in.sdr").c_str(), &m_list);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -36,15 +35,14 @@ protected:
     std::vector<std::string> Records() const
     {
         std::vector<std::string> asRecords;
-        for (unsigned int i = 0; i < m_u16Count; ++i) {
-            asRecords.push_back(RecordOf(m_list[i]));
+        for (const SDREntry& entry : m_list) {
+            asRecords.push_back(RecordOf(entry));
         }
         return asRecords;
     }
 
     TempDir m_dir;
-    TestSDRList m_list;
-    unsigned short m_u16Count = 0;
+    SDRRecordList m_list;
     std::string m_sOut;
     std::string m_sErr;
 };
@@ -68,7 +66,7 @@ TEST_F(TextReaderTest, EveryTypeInEveryEncoding)
     const std::vector<std::string> asRecords = SdrRecordsOfEveryType();
     const std::string sText = SdrTextFile(asRecords);
     for (const std::string& sFile : {sText, AsUtf8File(sText), AsUtf16File(sText)}) {
-        m_u16Count = 0;
+        m_list.clear();
         ASSERT_EQ(Read(sFile), 1) << m_sErr;
         EXPECT_EQ(m_sErr, "");
         EXPECT_EQ(m_sOut, "");
@@ -84,7 +82,7 @@ TEST_F(TextReaderTest, BinaryFilesGoThroughTheBinaryReader)
     EXPECT_EQ(Read(SdrBinaryFormat1(asRecords)), 1);
     EXPECT_EQ(Records(), asRecords);
     EXPECT_EQ(m_sOut.substr(0, 51), "Recognize SDR File as binary format version 1 (2 re");
-    m_u16Count = 0;
+    m_list.clear();
     EXPECT_EQ(Read(SdrBinaryFormat1(asRecords, 1)), 0);
     EXPECT_EQ(m_sErr, "SDR binary file format error:\n");
 }
@@ -101,7 +99,7 @@ TEST_F(TextReaderTest, DisabledBlockBeforeOrAfterIsIgnored)
     const std::string sDisabled = "_DISABLED_SDR (\n  anything at all ' \" xyz\n_SDR_TYPE 99\n)\n";
     EXPECT_EQ(Read(sDisabled + SdrTextFile({sRecord})), 1) << m_sErr;
     EXPECT_EQ(Records(), std::vector<std::string>{sRecord});
-    m_u16Count = 0;
+    m_list.clear();
     EXPECT_EQ(Read(SdrTextFile({sRecord}) + "\n" + sDisabled), 1) << m_sErr;
     EXPECT_EQ(Records(), std::vector<std::string>{sRecord});
 }
@@ -128,7 +126,7 @@ TEST_F(TextReaderTest, BlockStructureErrors)
         {"_SDR(\n)\n", "Find data outside the scope of the '_SDR ( )'. (line 1) \n"},
     };
     for (const Case& blockCase : aCases) {
-        m_u16Count = 0;
+        m_list.clear();
         EXPECT_EQ(Read(blockCase.sText), 0) << blockCase.sText;
         EXPECT_EQ(m_sErr, S_sLead + blockCase.sMessage) << blockCase.sText;
     }
@@ -159,7 +157,7 @@ TEST_F(TextReaderTest, TypeAndLengthLineErrors)
         {"_SDR_TYPE 14\n_REC_LEN 10 11\n", "More than one Hex data follow the '_REC_LEN' tag. (line 3) \n"},
     };
     for (const Case& tagCase : aCases) {
-        m_u16Count = 0;
+        m_list.clear();
         EXPECT_EQ(Read("_SDR (\n" + tagCase.sBody + ")\n"), 0) << tagCase.sBody;
         EXPECT_EQ(m_sErr, S_sLead + tagCase.sMessage) << tagCase.sBody;
     }
@@ -188,7 +186,7 @@ TEST_F(TextReaderTest, HeaderBytesAreCheckedWithTheirLineNumbers)
     std::string sText = "_SDR (\n" + CompactText("'ABCD'\n") + ")\n";
     EXPECT_EQ(Read(sText), 1) << m_sErr;
     sText.replace(sText.find("\n51\n"), 4, "\n50\n");
-    m_u16Count = 0;
+    m_list.clear();
     EXPECT_EQ(Read(sText), 0);
     EXPECT_EQ(m_sErr, S_sCheckLead + "SDR version (50h) != 51h in record type 02h. (line 6) \n");
 }
@@ -236,9 +234,9 @@ TEST_F(TextReaderTest, EmptyIdStringMustBeQuoted)
     const std::string sRecord = SdrNamedRecord(3, 0x02, "");
     std::string sText = "_SDR (\n" + CompactText("''\n", "20", "C0") + ")\n";
     EXPECT_EQ(Read(sText), 1) << m_sErr;
-    ASSERT_EQ(m_u16Count, 1);
+    ASSERT_EQ(m_list.size(), 1u);
     EXPECT_EQ(m_list[0].u8RecordLength, 0x20);
-    m_u16Count = 0;
+    m_list.clear();
     EXPECT_EQ(Read("_SDR (\n" + CompactText("\n", "20", "C0") + ")\n"), 0);
     EXPECT_EQ(m_sErr, S_sLead + "\")\" is not a quoted string in record type 02h. (line 37) \n");
 }
@@ -278,7 +276,7 @@ TEST_F(TextReaderTest, LineNumbersCountTheMarkLine)
 {
     const std::string sText = "_SDR (\n_SDR_TYPE 1\n)\n";
     for (const std::string& sFile : {AsUtf8File(sText), AsUtf16File(sText)}) {
-        m_u16Count = 0;
+        m_list.clear();
         EXPECT_EQ(Read(sFile), 0);
         EXPECT_EQ(m_sErr, S_sLead + "'1' is not a Hex byte data. (line 2) \n");
     }
@@ -346,44 +344,43 @@ TEST_F(TextReaderTest, NulCharacterIsRefused)
     EXPECT_EQ(m_sErr, S_sLead + "Line 2 holds a NUL character. \n");
 }
 
-// A list holds one record less than it has slots.
+// A list holds one record less than SDR_LIST_SLOT_COUNT, however it was
+// filled before.
 TEST_F(TextReaderTest, CountLimitOfTheList)
 {
-    m_list = TestSDRList(4);
-    m_u16Count = 3;
+    m_list = FreeSlots(SDR_LIST_SLOT_COUNT - 2);
+    EXPECT_EQ(Read(SdrTextFile({SdrFixedRecord(1, 0x14, 0x10)})), 1) << m_sErr;
+    EXPECT_EQ(m_list.size(), SDR_MAX_RECORD_COUNT);
     EXPECT_EQ(Read(SdrTextFile({SdrFixedRecord(1, 0x14, 0x10)})), 0);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
-    EXPECT_EQ(m_u16Count, 4);
-    m_u16Count = 4;
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
+    EXPECT_EQ(m_list.size(), SDR_LIST_SLOT_COUNT);
     EXPECT_EQ(Read(SdrTextFile({SdrFixedRecord(1, 0x14, 0x10)})), 0);
-    EXPECT_EQ(m_sErr, "The SDR record count exceeds 4h records. \n");
-    EXPECT_EQ(m_u16Count, 4);
+    EXPECT_EQ(m_sErr, "The SDR record count exceeds FFFFh records. \n");
+    EXPECT_EQ(m_list.size(), SDR_LIST_SLOT_COUNT);
 }
 
-// ReadSDRFile reads into the working storage's local list of 0xFFFF slots.
-TEST(TextReaderWorkingStorage, ReadsIntoTheLocalListUpToItsLimit)
+// A file of as many records as a list holds reads whole; one more is refused.
+TEST(TextReaderLimit, TheLargestFileReadsWhole)
 {
-    ASSERT_TRUE(VLInit());
     TempDir dir;
-    const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
-    WriteFile(dir.File("in.sdr"), SdrTextFile({sRecord}));
-    unsigned short u16Count = 0;
+    std::vector<std::string> asRecords(SDR_MAX_RECORD_COUNT, SdrFixedRecord(1, 0x14, 0x10));
+    WriteFile(dir.File("in.sdr"), SdrTextFile(asRecords));
+    SDRRecordList list;
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &u16Count), 1);
-    EXPECT_EQ(u16Count, 1);
-    EXPECT_EQ(RecordOf(G_psLocalSDREntryList[0]), sRecord);
-    u16Count = 65534;
-    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &u16Count), 0);
+    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &list), 1);
+    EXPECT_EQ(list.size(), SDR_MAX_RECORD_COUNT);
+    asRecords.push_back(asRecords.back());
+    WriteFile(dir.File("in.sdr"), SdrTextFile(asRecords));
+    list.clear();
+    EXPECT_EQ(ReadSDRFile(dir.File("in.sdr").c_str(), &list), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "The SDR record count exceeds FFFFh records. \n");
-    EXPECT_EQ(u16Count, 65535);
-    VLExit();
 }
 
 TEST_F(TextReaderTest, EncodingAndOpenFailures)
 {
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFileToList(m_dir.File("missing.sdr").c_str(), m_list.View(), &m_u16Count), 0);
+    EXPECT_EQ(ReadSDRFile(m_dir.File("missing.sdr").c_str(), &m_list), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Failure to open file, " + m_dir.File("missing.sdr") +
                                 ".\n<ERROR> Failure to get encoding info from file " + m_dir.File("missing.sdr") +
@@ -397,25 +394,25 @@ TEST_F(TextReaderTest, RecordsBeforeAnErrorStay)
 {
     const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
     EXPECT_EQ(Read("_SDR (\n" + SdrTextRecord(sRecord) + "_SDR_TYPE 77\n)\n"), 0);
-    EXPECT_EQ(m_u16Count, 1);
+    EXPECT_EQ(m_list.size(), 1u);
     EXPECT_EQ(RecordOf(m_list[0]), sRecord);
 }
 
-TEST_F(TextReaderTest, AppendsAfterTheCallersCount)
+TEST_F(TextReaderTest, AppendsAfterTheCallersRecords)
 {
     const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
-    m_u16Count = 3;
+    m_list = FreeSlots(3);
     EXPECT_EQ(Read(SdrTextFile({sRecord})), 1);
-    EXPECT_EQ(m_u16Count, 4);
+    EXPECT_EQ(m_list.size(), 4u);
     EXPECT_EQ(RecordOf(m_list[3]), sRecord);
     EXPECT_EQ(m_list[0].u16RecordID, 0xFFFF);
 }
 
 TEST(TextReaderArguments, NullArguments)
 {
-    unsigned short u16Count = 0;
+    SDRRecordList list;
     CapturedOutput output;
-    EXPECT_EQ(ReadSDRFile(nullptr, &u16Count), 0);
+    EXPECT_EQ(ReadSDRFile(nullptr, &list), 0);
     EXPECT_EQ(ReadSDRFile("x", nullptr), 0);
     EXPECT_EQ(SDRValidateStartEndTag(nullptr), 0);
     EXPECT_EQ(SDRReadOneRecord(nullptr, nullptr), 0);

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "encoding/text_encoding.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/sdr_fixtures.h"
@@ -26,7 +25,7 @@ protected:
     // A fresh repository list holding the records.
     void Repository(const std::vector<std::string>& asRecords)
     {
-        m_repository = TestSDRList();
+        m_repository = FreeSlots(64);
         for (size_t i = 0; i < asRecords.size(); ++i) {
             PutRecord(m_repository[static_cast<unsigned int>(i)], asRecords[i]);
         }
@@ -35,7 +34,7 @@ protected:
     int Save(unsigned int u32Encoding, const std::string& sName = "out.sdr")
     {
         CapturedOutput output;
-        const int iResult = SaveSDRListToFile(m_dir.File(sName).c_str(), m_repository.View(), u32Encoding);
+        const int iResult = SaveSDRFile(m_dir.File(sName).c_str(), m_repository, u32Encoding);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -45,7 +44,7 @@ protected:
     std::string Written() const { return ReadFile(m_dir.File("out.sdr")); }
 
     TempDir m_dir;
-    TestSDRList m_repository;
+    SDRRecordList m_repository;
     std::string m_sOut;
     std::string m_sErr;
 };
@@ -66,10 +65,9 @@ TEST_F(TextWriterTest, EmptyListWritesOnlyTheBlock)
     EXPECT_EQ(Save(FILE_ENCODING_ASCII), 1);
     EXPECT_EQ(Written(), "_SDR (\n)\n");
     EXPECT_EQ(m_sOut, "The SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
-    unsigned short u16Count = 0;
     CapturedOutput output;
-    TestSDRList local;
-    EXPECT_EQ(ReadSDRFileToList(m_dir.File("out.sdr").c_str(), local.View(), &u16Count), 0);
+    SDRRecordList local;
+    EXPECT_EQ(ReadSDRFile(m_dir.File("out.sdr").c_str(), &local), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> SDR file format error.\nThere is no SDR record in the scope of \"_SDR ( )\". \n");
 }
@@ -139,13 +137,12 @@ TEST_F(TextWriterTest, RoundTripOfEveryTypeInEveryEncoding)
         unsigned int u32Detected = 99;
         ASSERT_EQ(GetFileEncoding(m_dir.File("out.sdr").c_str(), &u32Detected), 1);
         EXPECT_EQ(u32Detected, u32Encoding);
-        TestSDRList local;
-        unsigned short u16Count = 0;
+        SDRRecordList local;
         CapturedOutput output;
-        ASSERT_EQ(ReadSDRFileToList(m_dir.File("out.sdr").c_str(), local.View(), &u16Count), 1);
+        ASSERT_EQ(ReadSDRFile(m_dir.File("out.sdr").c_str(), &local), 1);
         output.Finish();
         EXPECT_EQ(output.Err(), "");
-        ASSERT_EQ(u16Count, asRecords.size());
+        ASSERT_EQ(local.size(), asRecords.size());
         for (size_t i = 0; i < asRecords.size(); ++i) {
             const auto uSlot = static_cast<unsigned int>(i);
             EXPECT_EQ(RecordOf(local[uSlot]), asRecords[i]) << "encoding " << u32Encoding << " record " << i;
@@ -232,34 +229,13 @@ TEST_F(TextWriterTest, VerboseTraces)
                   sData + "\nThe SDR data has been saved in file " + m_dir.File("out.sdr") + "! \n");
 }
 
-// SaveSDRFile writes the working storage's repository list.
-TEST(TextWriterWorkingStorage, SavesTheRepositoryList)
-{
-    ASSERT_TRUE(VLInit());
-    TempDir dir;
-    const std::string sRecord = SdrFixedRecord(1, 0x14, 0x10);
-    PutRecord(G_psRepositorySDREntryList[SDR_LIST_SLOT_COUNT - 1], sRecord);
-    CapturedOutput output;
-    EXPECT_EQ(SaveSDRFile(dir.File("out.sdr").c_str(), FILE_ENCODING_ASCII), 1);
-    output.Finish();
-    VLExit();
-    TestSDRList local;
-    unsigned short u16Count = 0;
-    CapturedOutput readOutput;
-    EXPECT_EQ(ReadSDRFileToList(dir.File("out.sdr").c_str(), local.View(), &u16Count), 1);
-    readOutput.Finish();
-    EXPECT_EQ(u16Count, 1);
-    EXPECT_EQ(RecordOf(local[0]), sRecord);
-}
-
 TEST(TextWriterArguments, NullPathAndBadEncoding)
 {
-    ASSERT_TRUE(VLInit());
+    const SDRRecordList list;
     CapturedOutput output;
-    EXPECT_EQ(SaveSDRFile(nullptr, 0), 0);
-    EXPECT_EQ(SaveSDRFile("x.sdr", 3), 0);
+    EXPECT_EQ(SaveSDRFile(nullptr, list, 0), 0);
+    EXPECT_EQ(SaveSDRFile("x.sdr", list, 3), 0);
     output.Finish();
-    VLExit();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
 }
 

@@ -11,39 +11,16 @@ using valdrn_test::CapturedOutput;
 
 namespace {
 
-int g_iAllocationsLeft = 0;
-
-// Succeeds g_iAllocationsLeft times, then reports exhaustion.
-void* LimitedAllocator(std::size_t uCount, std::size_t uSize)
-{
-    if (g_iAllocationsLeft <= 0) {
-        return nullptr;
-    }
-    --g_iAllocationsLeft;
-    return std::calloc(uCount, uSize);
-}
-
 class WorkingStorageTest : public testing::Test {
 protected:
     void TearDown() override
     {
-        SetWorkingStorageAllocator(nullptr);
         VLExit();
         G_bVerboseMode = false;
     }
 };
 
-bool AllSlotsFree(const SDREntry* psList)
-{
-    for (unsigned int i = 0; i < SDR_LIST_SLOT_COUNT; ++i) {
-        if (psList[i].u16RecordID != 0xFFFF || IsSDRSlotOccupied(psList[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
-TEST_F(WorkingStorageTest, InitAllocatesTwoFreeLists)
+TEST_F(WorkingStorageTest, InitClearsTheFRUImages)
 {
     G_u16RawDataSizeFromFRUFile = 7;
     G_u16ReadSizeFromFRUInventory = 9;
@@ -51,10 +28,6 @@ TEST_F(WorkingStorageTest, InitAllocatesTwoFreeLists)
     ASSERT_TRUE(VLInit());
     output.Finish();
     EXPECT_EQ(output.Err(), "");
-    ASSERT_NE(G_psLocalSDREntryList, nullptr);
-    ASSERT_NE(G_psRepositorySDREntryList, nullptr);
-    EXPECT_TRUE(AllSlotsFree(G_psLocalSDREntryList));
-    EXPECT_TRUE(AllSlotsFree(G_psRepositorySDREntryList));
     EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
     EXPECT_EQ(G_u16RawDataSizeFromFRUFile, 0);
@@ -71,8 +44,6 @@ TEST_F(WorkingStorageTest, ExitReleasesEverythingAndTraces)
     VLExit();
     output.Finish();
     EXPECT_EQ(output.Out(), "memory space deallocation successful\n");
-    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
-    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
     EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
 }
@@ -86,41 +57,12 @@ TEST_F(WorkingStorageTest, ExitIsQuietWithoutVerbose)
     EXPECT_EQ(output.Out(), "");
 }
 
-TEST_F(WorkingStorageTest, FirstListExhaustion)
-{
-    g_iAllocationsLeft = 0;
-    SetWorkingStorageAllocator(LimitedAllocator);
-    CapturedOutput output;
-    EXPECT_FALSE(VLInit());
-    output.Finish();
-    EXPECT_EQ(output.Err(), "Add Memory allocation error!\n");
-    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
-    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
-}
-
-TEST_F(WorkingStorageTest, SecondListExhaustionKeepsTheFirstForExit)
-{
-    g_iAllocationsLeft = 1;
-    SetWorkingStorageAllocator(LimitedAllocator);
-    CapturedOutput output;
-    EXPECT_FALSE(VLInit());
-    output.Finish();
-    EXPECT_EQ(output.Err(), "Get Memory allocation error!\n");
-    EXPECT_NE(G_psLocalSDREntryList, nullptr);
-    EXPECT_EQ(G_psRepositorySDREntryList, nullptr);
-    // VLExit after the failure releases only what exists (the sanitizer
-    // build would report a double free or a leak otherwise).
-    VLExit();
-    EXPECT_EQ(G_psLocalSDREntryList, nullptr);
-}
-
 TEST_F(WorkingStorageTest, SecondInitDoesNotLeak)
 {
     ASSERT_TRUE(VLInit());
     G_pu8LocalFRUDataBuffer = static_cast<unsigned char*>(std::malloc(8));
     ASSERT_TRUE(VLInit());
     EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
-    EXPECT_TRUE(AllSlotsFree(G_psLocalSDREntryList));
 }
 
 // The FRU images are allocated and freed here, the local one with its room.
@@ -145,19 +87,6 @@ TEST_F(WorkingStorageTest, FruBuffersAreOwnedHere)
     EXPECT_EQ(G_pu8LocalFRUDataBuffer, nullptr);
     EXPECT_EQ(G_pu8InventoryFRUDataBuffer, nullptr);
     EXPECT_EQ(LocalFRUBufferCapacity(), 0u);
-}
-
-TEST(SDRSlot, OccupiedNeedsLengthAndId)
-{
-    SDREntry entry = {};
-    entry.u16RecordID = 0xFFFF;
-    entry.u8RecordLength = 10;
-    EXPECT_FALSE(IsSDRSlotOccupied(entry));
-    entry.u16RecordID = 0x0001;
-    EXPECT_TRUE(IsSDRSlotOccupied(entry));
-    entry.u8RecordLength = 0;
-    EXPECT_FALSE(IsSDRSlotOccupied(entry));
-    EXPECT_EQ(sizeof(SDREntry) * SDR_LIST_SLOT_COUNT, 6946710u);
 }
 
 }  // namespace
