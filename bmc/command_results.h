@@ -1,4 +1,5 @@
-// Results of the repository and FRU command routines: one value set.
+// Results of the repository and FRU command routines: one value set, one
+// meaning per value.
 #pragma once
 
 enum SDRCommandResult : int {
@@ -13,10 +14,10 @@ enum SDRCommandResult : int {
     SDR_INIT_AGENT_COMPLETED = 10,
     FRU_DOWNLOAD_COMPLETE = 11,
     SDR_OPERATION_NOT_SUPPORTED = 12,
-    FRU_UPLOAD_COMPLETE = 12,
     SDR_INFO_FAILED = 13,
-    FRU_AREA_PRESENT = 13,
     FRU_READ_DONE = 14,
     FRU_WRITE_DONE = 15,
     SDR_RESERVATION_CANCELLED = 16,  // not reported: the caller reserves anew and repeats
+    FRU_UPLOAD_COMPLETE = 17,
+    FRU_AREA_PRESENT = 18,
 };

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -804,6 +805,29 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
     EXPECT_EQ(Requests()[1], "28 11 [00 0B 00 03]");
     EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0B 00 01 02 03]", "28 12 [00 17 00 0A]"}));
     EXPECT_EQ(output.Err(), "");
+}
+
+// A result names one outcome: no two share a value.
+TEST(CommandResults, EveryValueHasOneMeaning)
+{
+    const std::set<int> aiValues = {CMD_FAILED,
+                                    SDR_RESERVATION_OBTAINED,
+                                    SDR_ERASE_IN_PROGRESS,
+                                    SDR_ERASE_COMPLETED,
+                                    SDR_PARTIAL_ADD_MORE,
+                                    SDR_PARTIAL_ADD_LAST,
+                                    SDR_RECORD_READ_IN_PART,
+                                    SDR_RECORD_READ,
+                                    SDR_INIT_AGENT_COMPLETED,
+                                    FRU_DOWNLOAD_COMPLETE,
+                                    SDR_OPERATION_NOT_SUPPORTED,
+                                    SDR_INFO_FAILED,
+                                    FRU_READ_DONE,
+                                    FRU_WRITE_DONE,
+                                    SDR_RESERVATION_CANCELLED,
+                                    FRU_UPLOAD_COMPLETE,
+                                    FRU_AREA_PRESENT};
+    EXPECT_EQ(aiValues.size(), 17u);
 }
 
 }  // namespace
