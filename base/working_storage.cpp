@@ -1,8 +1,6 @@
 #include "base/working_storage.h"
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/trace.h"
 

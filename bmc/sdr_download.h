@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "base/sdr_entry.h"
-
 #include "sdr/sdr_exact_copy.h"
 
 // Set to 1, a download goes on when the repository could not be read whole

@@ -301,10 +301,10 @@ int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char
             return CMD_FAILED;
         }
         pList->push_back(entry);
-        const auto uIndex = static_cast<unsigned int>(pList->size() - 1);
-        DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(uIndex), *pu16Count, &pList->back());
+        DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(pList->size() - 1), *pu16Count,
+                         &pList->back());
         // The list's limit ends the reading as the last record does.
-        if (uIndex + 1 >= SDR_LIST_SLOT_COUNT || u16NextRecordID == 0xFFFF) {
+        if (pList->size() >= SDR_LIST_SLOT_COUNT || u16NextRecordID == 0xFFFF) {
             break;
         }
         DebugMessage("\n\n*** Get Next SDR Record ***\n");

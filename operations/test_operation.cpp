@@ -22,13 +22,12 @@ int TestSDRFile(const char* pchFileName)
     const bool bRead = eExact == ExactCopyFile::NOT_EXACT_COPY
                            ? WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &records) == 1; })
                            : eExact == ExactCopyFile::READ;
-    const int iResult = bRead ? 1 : 0;
-    if (iResult == 1) {
+    if (bRead) {
         std::printf("No error found in SDR file %s! \n \n", pchFileName);
     } else {
         std::fprintf(stderr, "Error found in SDR file %s. \n", pchFileName);
     }
-    return iResult;
+    return bRead ? 1 : 0;
 }
 
 int TestFRUFile(const char* pchFileName)
