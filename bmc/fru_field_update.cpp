@@ -151,11 +151,12 @@ bool PlanHolds(unsigned char u8FruID, const FieldUpdatePlan& plan)
 bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan, FRUDeviceContent* psContent)
 {
     int iAreaInfo = CMD_FAILED;
+    unsigned short u16AreaSize = 0;
     {
         SuppressedTrace quiet;
-        iAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID);
+        iAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize);
     }
-    const unsigned int uAreaSize = G_u16FRUInventoryAreaSize > plan.End() ? G_u16FRUInventoryAreaSize : plan.End();
+    const unsigned int uAreaSize = u16AreaSize > plan.End() ? u16AreaSize : plan.End();
     return iAreaInfo != CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent);
 }
 

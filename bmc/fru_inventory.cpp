@@ -2,14 +2,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "base/interruption.h"
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "bmc/fru_device_content.h"
 #include "bmc/ipmi_command.h"
-
-unsigned short G_u16FRUInventoryAreaSize = 0;
 
 namespace {
 
@@ -56,8 +54,9 @@ int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
 
 }  // namespace
 
-int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID)
+int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize)
 {
+    *pu16AreaSize = 0;
     DebugMessage("\n=> CMD_GET_FRU_INVENTORY_AREA_INFO\n");
     IPMICommandRecord record = NewCommandRecord();
     record.au8RequestData[0] = u8FruID;
@@ -68,18 +67,22 @@ int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID)
         ReportCompletionCode(record);
         return CMD_FAILED;
     }
-    G_u16FRUInventoryAreaSize = ParseByIndex(record.au8ResponseData, 0, 2);
-    DebugMessage("FRU Inventory area size = 0x%X Bytes \n", G_u16FRUInventoryAreaSize);
-    return G_u16FRUInventoryAreaSize == 0 ? CMD_FAILED : FRU_AREA_PRESENT;
+    *pu16AreaSize = static_cast<unsigned short>(ParseByIndex(record.au8ResponseData, 0, 2));
+    DebugMessage("FRU Inventory area size = 0x%X Bytes \n", *pu16AreaSize);
+    return *pu16AreaSize == 0 ? CMD_FAILED : FRU_AREA_PRESENT;
 }
 
-int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count)
+int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory)
 {
     IPMICommandRecord record = NewCommandRecord();
+    if (psInventory == nullptr || psInventory->au8Bytes.size() < u16Offset + CHUNK_SIZE) {
+        std::fputs("<ERROR> Internal Error.", stderr);
+        return CMD_FAILED;
+    }
     if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
         return CMD_FAILED;
     }
-    std::memcpy(G_pu8InventoryFRUDataBuffer + u16Offset, record.au8ResponseData + 1, CHUNK_SIZE);
+    std::memcpy(psInventory->au8Bytes.data() + u16Offset, record.au8ResponseData + 1, CHUNK_SIZE);
     return FRU_READ_DONE;
 }
 
@@ -131,10 +134,10 @@ bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int
     });
 }
 
-int DownloadFRUHandler(unsigned char u8FruID)
+int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize)
 {
-    const unsigned int uSize = G_u16RawDataSizeFromFRUFile;
-    if (G_u16FRUInventoryAreaSize < uSize) {
+    const unsigned int uSize = image.u16Size <= image.au8Bytes.size() ? image.u16Size : 0;
+    if (u16AreaSize < uSize) {
         std::fputs("FRU file size too big, can not download. \n", stderr);
         return CMD_FAILED;
     }
@@ -145,7 +148,7 @@ int DownloadFRUHandler(unsigned char u8FruID)
             return false;
         }
         iResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
-                                      G_pu8LocalFRUDataBuffer);
+                                      image.au8Bytes.data());
         return iResult != CMD_FAILED;
     });
     if (iResult == CMD_FAILED) {
@@ -155,40 +158,41 @@ int DownloadFRUHandler(unsigned char u8FruID)
     return iResult == FRU_WRITE_DONE ? FRU_DOWNLOAD_COMPLETE : iResult;
 }
 
-bool DoFRUAddToBMC(unsigned char u8FruID)
+bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image)
 {
-    if (GetFRUInventoryAreaInfoCommand(u8FruID) == CMD_FAILED) {
+    unsigned short u16AreaSize = 0;
+    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CMD_FAILED) {
         return false;
     }
     std::puts("Start to download FRU data! ");
-    const unsigned int uSize = G_u16RawDataSizeFromFRUFile;
+    const unsigned int uSize = image.u16Size <= image.au8Bytes.size() ? image.u16Size : 0;
     // An image that does not fit, or none, is refused before any write.
-    if (uSize == 0 || uSize > G_u16FRUInventoryAreaSize) {
-        return DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
+    if (uSize == 0 || uSize > u16AreaSize) {
+        return DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;
     }
     FRUDeviceContent before;
-    if (!ReadFRUDeviceContent(u8FruID, G_u16FRUInventoryAreaSize, uSize, &before) || StopForInterruption("download")) {
+    if (!ReadFRUDeviceContent(u8FruID, u16AreaSize, uSize, &before) || StopForInterruption("download")) {
         return false;  // nothing written yet
     }
     // Written, then read back: a device that ignores or refuses a write is
     // put back, never reported as written.
-    const bool bWritten = DownloadFRUHandler(u8FruID) == FRU_DOWNLOAD_COMPLETE;
-    if (bWritten && WrittenFRURangeHolds(u8FruID, 0, uSize, G_pu8LocalFRUDataBuffer)) {
+    const bool bWritten = DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;
+    if (bWritten && WrittenFRURangeHolds(u8FruID, 0, uSize, image.au8Bytes.data())) {
         return true;
     }
     PutBackFRUDevice(before, 0, uSize);
     return false;
 }
 
-int UploadFRUHandler(unsigned char u8FruID, unsigned int* puReadSize)
+int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory, unsigned int* puReadSize)
 {
     unsigned int uOffset = 0;
     for (;; uOffset += CHUNK_SIZE) {
-        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), CHUNK_SIZE) == CMD_FAILED) {
+        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), CHUNK_SIZE, psInventory) == CMD_FAILED) {
             *puReadSize = uOffset + CHUNK_SIZE;
             return CMD_FAILED;
         }
-        if (uOffset + CHUNK_SIZE >= G_u16FRUInventoryAreaSize) {
+        if (uOffset + CHUNK_SIZE >= u16AreaSize) {
             break;
         }
     }
@@ -197,21 +201,26 @@ int UploadFRUHandler(unsigned char u8FruID, unsigned int* puReadSize)
     return FRU_UPLOAD_COMPLETE;
 }
 
-bool DoFRUGetFromBMC(unsigned char u8FruID)
+bool DoFRUGetFromBMC(unsigned char u8FruID, FRUImage* psInventory)
 {
-    if (GetFRUInventoryAreaInfoCommand(u8FruID) == CMD_FAILED) {
+    unsigned short u16AreaSize = 0;
+    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CMD_FAILED) {
         std::fputs("Failure to check the FRU Inventory device.\n", stderr);
         return false;
     }
     // Zero-filled, so that a chunk that could not be read holds no garbage.
-    if (!AllocateInventoryFRUBuffer(G_u16FRUInventoryAreaSize + SPARE_BYTES)) {
+    psInventory->u16Size = 0;
+    try {
+        psInventory->au8Bytes.assign(u16AreaSize + SPARE_BYTES, 0);
+    } catch (const std::bad_alloc&) {
+        psInventory->au8Bytes.clear();
         std::fputs("FRU read Memory allocation error! \n", stderr);
         return false;
     }
     unsigned int uReadSize = 0;
     // A failed read shows only in the read size; the image's validation
     // judges what was read.
-    UploadFRUHandler(u8FruID, &uReadSize);
-    G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(uReadSize > 0xFFFF ? 0xFFFF : uReadSize);
+    UploadFRUHandler(u8FruID, u16AreaSize, psInventory, &uReadSize);
+    psInventory->u16Size = static_cast<unsigned short>(uReadSize > 0xFFFF ? 0xFFFF : uReadSize);
     return true;
 }

@@ -3,11 +3,14 @@
 #pragma once
 
 #include "bmc/command_results.h"
+#include "fru/fru_image.h"
 
-extern unsigned short G_u16FRUInventoryAreaSize;
-
-int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID);
-int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count);
+// The device's inventory area size into *pu16AreaSize: FRU_AREA_PRESENT,
+// or CMD_FAILED when the request fails (reported) or the area is empty.
+int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize);
+// One whole 16-byte chunk from u16Offset into the image's room at the same
+// offset (the room must hold it; the size is the caller's).
+int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory);
 int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                     unsigned char* pu8Buffer, unsigned short u16BufferOffset);
 int WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
@@ -34,9 +37,10 @@ bool ForEachFRUChunk(unsigned int uSize, TChunkStep step)
 bool ReadFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, unsigned char* pu8Out);
 bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, const unsigned char* pu8Bytes);
 
-int DownloadFRUHandler(unsigned char u8FruID);
-int UploadFRUHandler(unsigned char u8FruID, unsigned int* puReadSize);
-// -d: the local image into the device; -u and -v: the device's whole area
-// into G_pu8InventoryFRUDataBuffer.
-bool DoFRUAddToBMC(unsigned char u8FruID);
-bool DoFRUGetFromBMC(unsigned char u8FruID);
+int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize);
+int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory,
+                     unsigned int* puReadSize);
+// -d: the file's image into the device; -u and -v: the device's whole area
+// into *psInventory (its size is what was read, in whole chunks).
+bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image);
+bool DoFRUGetFromBMC(unsigned char u8FruID, FRUImage* psInventory);

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <string>
 
-#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_tokens.h"
 #include "fru/fru_text_common.h"
@@ -16,7 +15,7 @@ constexpr unsigned char ENGLISH_ALTERNATE = 25;
 
 class FieldBlockReader {
 public:
-    FieldBlockReader(TextReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine,
+    FieldBlockReader(FRUReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine,
                      unsigned char u8Language)
         : m_psContext(psContext), m_pchAreaName(pchAreaName), m_iCount(u16Count), m_pchLine(pchLine),
           m_u8Language(u8Language), m_bWide(psContext->u32Encoding == FILE_ENCODING_UTF16), m_uUnit(m_bWide ? 2 : 1),
@@ -114,7 +113,7 @@ private:
 
     bool Append(const unsigned char* pu8Bytes, unsigned int uCount)
     {
-        if (!AppendImageBytes(pu8Bytes, uCount, m_pchAreaName)) {
+        if (!AppendImageBytes(m_psContext->psImage, pu8Bytes, uCount, m_pchAreaName)) {
             return false;
         }
         m_iAppended += static_cast<int>(uCount);
@@ -266,10 +265,11 @@ private:
         const std::size_t uCharacters = sText.size();
         const unsigned int uPacked =
             static_cast<unsigned int>(u8Type == 2 ? (3 * uCharacters + 3) / 4 : (uCharacters + 1) / 2);
-        if (uPacked > LocalFRUImageRoom()) {
-            return AppendImageBytes(nullptr, uPacked, m_pchAreaName);  // reports the overflow
+        FRUImage* psImage = m_psContext->psImage;
+        if (uPacked > FRUImageRoom(*psImage)) {
+            return AppendImageBytes(psImage, nullptr, uPacked, m_pchAreaName);  // reports the overflow
         }
-        unsigned char* pu8Out = LocalFRUImageData() + LocalFRUImageSize();
+        unsigned char* pu8Out = psImage->au8Bytes.data() + psImage->u16Size;
         const bool bConverted = sText.find('\0') == std::string::npos &&
                                 (u8Type == 2 ? ConvertASCIIStrToSixBitASCII(sText.c_str(), pu8Out)
                                              : ConvertASCIIStrToBCDPlus(sText.c_str(), pu8Out)) == 1;
@@ -278,7 +278,7 @@ private:
                                m_pchAreaName, QuotedLineNumber());
             return false;
         }
-        SetLocalFRUImageSize(static_cast<unsigned short>(LocalFRUImageSize() + uPacked));
+        psImage->u16Size = static_cast<unsigned short>(psImage->u16Size + uPacked);
         m_iAppended += static_cast<int>(uPacked);
         return true;
     }
@@ -318,8 +318,8 @@ private:
             return To8Bit(pu8Bytes, uCount, true, sText) && Append(reinterpret_cast<const unsigned char*>(sText.data()),
                                                                    static_cast<unsigned int>(sText.size()));
         }
-        const unsigned short u16Size = LocalFRUImageSize();
-        const unsigned char u8TypeLength = u16Size > 0 ? LocalFRUImageData()[u16Size - 1] : 0;
+        const FRUImage& image = *m_psContext->psImage;
+        const unsigned char u8TypeLength = image.u16Size > 0 ? image.au8Bytes[image.u16Size - 1] : 0;
         const unsigned char u8Type = u8TypeLength >> 6;
         const unsigned char u8Length = u8TypeLength & 0x3F;
         switch (u8Type) {
@@ -344,7 +344,7 @@ private:
         }
     }
 
-    TextReaderContext* m_psContext;
+    FRUReaderContext* m_psContext;
     const char* m_pchAreaName;
     int m_iCount;
     char* m_pchLine;
@@ -362,11 +362,11 @@ private:
 
 }  // namespace
 
-int FRUReadHexDataQuotedStringMixBlockWithLanguageCode(TextReaderContext* psContext, const char* pchAreaName,
+int FRUReadHexDataQuotedStringMixBlockWithLanguageCode(FRUReaderContext* psContext, const char* pchAreaName,
                                                        unsigned short u16Count, char* pchLine,
                                                        unsigned char u8LanguageCode)
 {
-    if (psContext == nullptr || pchAreaName == nullptr || pchLine == nullptr) {
+    if (psContext == nullptr || psContext->psImage == nullptr || pchAreaName == nullptr || pchLine == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }

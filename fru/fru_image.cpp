@@ -4,7 +4,6 @@
 #include <cstring>
 #include <new>
 
-#include "base/working_storage.h"
 #include "encoding/text_tokens.h"
 
 namespace {
@@ -274,59 +273,6 @@ int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Coun
 
 namespace {
 
-FRUImage* S_psTargetImage = nullptr;  // null: the working storage's
-
-unsigned long LocalFRUImageCapacity()
-{
-    return S_psTargetImage != nullptr ? S_psTargetImage->au8Bytes.size() : LocalFRUBufferCapacity();
-}
-
-bool AllocateTargetImage(unsigned long ulBytes)
-{
-    if (S_psTargetImage == nullptr) {
-        return AllocateLocalFRUBuffer(ulBytes);
-    }
-    try {
-        S_psTargetImage->au8Bytes.assign(ulBytes, 0);
-    } catch (const std::bad_alloc&) {
-        S_psTargetImage->au8Bytes.clear();
-        return false;
-    }
-    return true;
-}
-
-}  // namespace
-
-unsigned char* LocalFRUImageData()
-{
-    if (S_psTargetImage != nullptr) {
-        return S_psTargetImage->au8Bytes.empty() ? nullptr : S_psTargetImage->au8Bytes.data();
-    }
-    return G_pu8LocalFRUDataBuffer;
-}
-
-unsigned short LocalFRUImageSize()
-{
-    return S_psTargetImage != nullptr ? S_psTargetImage->u16Size : G_u16RawDataSizeFromFRUFile;
-}
-
-void SetLocalFRUImageSize(unsigned short u16Size)
-{
-    (S_psTargetImage != nullptr ? S_psTargetImage->u16Size : G_u16RawDataSizeFromFRUFile) = u16Size;
-}
-
-FRUImageTarget::FRUImageTarget(FRUImage* psImage) : m_psPrevious(S_psTargetImage)
-{
-    S_psTargetImage = psImage;
-}
-
-FRUImageTarget::~FRUImageTarget()
-{
-    S_psTargetImage = m_psPrevious;
-}
-
-namespace {
-
 unsigned int Larger(unsigned int uA, unsigned int uB)
 {
     return uA > uB ? uA : uB;
@@ -407,43 +353,58 @@ unsigned int FRUImageExtent(const unsigned char* pu8Data, unsigned int uHave, bo
     return uExtent;
 }
 
-int AllocateLocalFRUImage(unsigned long ulFileSize)
+FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount)
 {
-    SetLocalFRUImageSize(0);
+    FRUImage image;
+    const unsigned long ulKept = ulCount < FRU_MAX_IMAGE_SIZE ? ulCount : FRU_MAX_IMAGE_SIZE;
+    if (pu8Bytes != nullptr) {
+        image.au8Bytes.assign(pu8Bytes, pu8Bytes + ulKept);
+        image.u16Size = static_cast<unsigned short>(ulKept);
+    }
+    return image;
+}
+
+int AllocateFRUImage(FRUImage* psImage, unsigned long ulFileSize)
+{
+    psImage->u16Size = 0;
     // A text file is longer than the image it spells out, but the padding
     // the reader supplies after C1 is not in the file: room for any image.
-    return AllocateTargetImage(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1) ? 1 : 0;
-}
-
-unsigned int LocalFRUImageRoom()
-{
-    const unsigned long ulCapacity = LocalFRUImageCapacity();
-    const unsigned short u16Size = LocalFRUImageSize();
-    if (LocalFRUImageData() == nullptr || ulCapacity <= u16Size) {
+    try {
+        psImage->au8Bytes.assign(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1, 0);
+    } catch (const std::bad_alloc&) {
+        psImage->au8Bytes.clear();
         return 0;
     }
-    const unsigned long ulRoom = ulCapacity - u16Size;
-    const unsigned long ulBelowLimit = FRU_MAX_IMAGE_SIZE - u16Size;
-    return static_cast<unsigned int>(ulRoom < ulBelowLimit ? ulRoom : ulBelowLimit);
-}
-
-int AppendLocalFRUBytes(const unsigned char* pu8Bytes, unsigned int uCount)
-{
-    if (uCount > LocalFRUImageRoom()) {
-        return 0;
-    }
-    const unsigned short u16Size = LocalFRUImageSize();
-    std::memcpy(LocalFRUImageData() + u16Size, pu8Bytes, uCount);
-    SetLocalFRUImageSize(static_cast<unsigned short>(u16Size + uCount));
     return 1;
 }
 
-int FRUReadRawData(FILE* pFile)
+unsigned int FRUImageRoom(const FRUImage& image)
+{
+    const unsigned long ulCapacity = image.au8Bytes.size();
+    if (ulCapacity <= image.u16Size) {
+        return 0;
+    }
+    const unsigned long ulRoom = ulCapacity - image.u16Size;
+    const unsigned long ulBelowLimit = FRU_MAX_IMAGE_SIZE - image.u16Size;
+    return static_cast<unsigned int>(ulRoom < ulBelowLimit ? ulRoom : ulBelowLimit);
+}
+
+int AppendFRUBytes(FRUImage* psImage, const unsigned char* pu8Bytes, unsigned int uCount)
+{
+    if (uCount > FRUImageRoom(*psImage)) {
+        return 0;
+    }
+    std::memcpy(psImage->au8Bytes.data() + psImage->u16Size, pu8Bytes, uCount);
+    psImage->u16Size = static_cast<unsigned short>(psImage->u16Size + uCount);
+    return 1;
+}
+
+int FRUReadRawData(FILE* pFile, FRUImage* psImage)
 {
     unsigned char au8Piece[4096];
     size_t uRead = 0;
     while ((uRead = std::fread(au8Piece, 1, sizeof au8Piece, pFile)) > 0) {
-        if (!AppendLocalFRUBytes(au8Piece, static_cast<unsigned int>(uRead))) {
+        if (!AppendFRUBytes(psImage, au8Piece, static_cast<unsigned int>(uRead))) {
             return 0;  // no FRU image is larger than 64 KiB
         }
     }
@@ -474,21 +435,15 @@ int FRUSearchInvalidArea(TextReaderContext* psContext, char* pchLine)
     return 1;
 }
 
-int FRUCompare()
+int FRUCompare(const FRUImage& local, const FRUImage& inventory)
 {
-    return CompareFRUImages(G_pu8LocalFRUDataBuffer, G_u16RawDataSizeFromFRUFile, G_pu8InventoryFRUDataBuffer,
-                            G_u16ReadSizeFromFRUInventory);
-}
-
-int CompareFRUImages(const unsigned char* pu8Local, unsigned short u16LocalSize, const unsigned char* pu8Inventory,
-                     unsigned short u16InventorySize)
-{
-    if (u16LocalSize == 0) {
+    if (local.u16Size == 0) {
         return 1;
     }
     // An inventory shorter than the file's image cannot hold the same bytes.
-    if (pu8Local == nullptr || pu8Inventory == nullptr || u16InventorySize < u16LocalSize) {
+    if (inventory.u16Size < local.u16Size || local.au8Bytes.size() < local.u16Size ||
+        inventory.au8Bytes.size() < local.u16Size) {
         return 0;
     }
-    return std::memcmp(pu8Local, pu8Inventory, u16LocalSize) == 0 ? 1 : 0;
+    return std::memcmp(local.au8Bytes.data(), inventory.au8Bytes.data(), local.u16Size) == 0 ? 1 : 0;
 }

@@ -67,49 +67,30 @@ int FRUAreaChecksumCorrect(const unsigned char* pu8Bytes, unsigned short u16Coun
 // or damaged header, or an internal-use area whose end nothing marks).
 unsigned int FRUImageExtent(const unsigned char* pu8Data, unsigned int uHave, bool* pbKnown);
 
-// An image a FRU file is read into when the caller owns it (a test, a
-// fuzz target) instead of the working storage: its bytes are the first
-// u16Size of au8Bytes, which is its room.
+// A FRU image: its bytes are the first u16Size of au8Bytes, which is its
+// room. The reader fills one from a file, the BMC loops from a device.
 struct FRUImage {
     std::vector<unsigned char> au8Bytes;
     unsigned short u16Size = 0;
 };
 
-// The image the FRU reader builds. Its steps keep the signatures they have
-// always had, so they reach it through these: the working storage's local
-// image (G_pu8LocalFRUDataBuffer, G_u16RawDataSizeFromFRUFile), unless a
-// FRUImageTarget names a caller's image for the length of one read.
-unsigned char* LocalFRUImageData();
-unsigned short LocalFRUImageSize();
-void SetLocalFRUImageSize(unsigned short u16Size);
+// An image holding exactly these bytes (at most 64 KiB are kept).
+FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount);
 
-class FRUImageTarget {
-public:
-    explicit FRUImageTarget(FRUImage* psImage);
-    ~FRUImageTarget();
-    FRUImageTarget(const FRUImageTarget&) = delete;
-    FRUImageTarget& operator=(const FRUImageTarget&) = delete;
-
-private:
-    FRUImage* m_psPrevious;
-};
-
-// Allocates the local image zero-filled with room for at least the file
-// size and for any image (64 KiB); sets the size to 0. 1, or 0 on failure.
-int AllocateLocalFRUImage(unsigned long ulFileSize);
-// Appends to the local image; 0 when it would pass its room or 64 KiB.
-int AppendLocalFRUBytes(const unsigned char* pu8Bytes, unsigned int uCount);
-// Room left in the local image for bytes written in place (the six-bit and
-// BCD plus encoders); the caller then raises the size itself.
-unsigned int LocalFRUImageRoom();
+// Gives the image zero-filled room for at least the file size and for any
+// image (64 KiB); sets its size to 0. 1, or 0 when memory is exhausted.
+int AllocateFRUImage(FRUImage* psImage, unsigned long ulFileSize);
+// Appends to the image; 0 when it would pass its room or 64 KiB.
+int AppendFRUBytes(FRUImage* psImage, const unsigned char* pu8Bytes, unsigned int uCount);
+// Room left in the image for bytes written in place (the six-bit and BCD
+// plus encoders); the caller then raises the size itself.
+unsigned int FRUImageRoom(const FRUImage& image);
 // Appends every byte of the open file from its position to its end; 0 when
 // the image would pass 64 KiB.
-int FRUReadRawData(FILE* pFile);
+int FRUReadRawData(FILE* pFile, FRUImage* psImage);
 // After the block's ")": 1 when the rest of the line or any later line
 // holds something besides blanks and comments.
 int FRUSearchInvalidArea(TextReaderContext* psContext, char* pchLine);
-// 1 when the local image's bytes equal the inventory image's: the working
-// storage's (FRUCompare) or any two. An empty local image equals anything.
-int FRUCompare();
-int CompareFRUImages(const unsigned char* pu8Local, unsigned short u16LocalSize, const unsigned char* pu8Inventory,
-                     unsigned short u16InventorySize);
+// 1 when the first bytes of the inventory's image equal the local image's
+// bytes; an empty local image equals anything.
+int FRUCompare(const FRUImage& local, const FRUImage& inventory);

@@ -3,8 +3,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "fru/fru_image.h"
-
 void ReportFRUFileError(const char* pchFormat, ...)
 {
     std::fputs("<ERROR> Incorrect FRU file.\n", stderr);
@@ -14,9 +12,9 @@ void ReportFRUFileError(const char* pchFormat, ...)
     va_end(args);
 }
 
-bool AppendImageBytes(const unsigned char* pu8Bytes, unsigned int uCount, const char* pchAreaName)
+bool AppendImageBytes(FRUImage* psImage, const unsigned char* pu8Bytes, unsigned int uCount, const char* pchAreaName)
 {
-    if (!AppendLocalFRUBytes(pu8Bytes, uCount)) {
+    if (!AppendFRUBytes(psImage, pu8Bytes, uCount)) {
         ReportFRUFileError("The FRU data in %s Area exceeds %u bytes. \n", pchAreaName, FRU_MAX_IMAGE_SIZE);
         return false;
     }

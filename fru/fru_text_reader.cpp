@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "encoding/text_tokens.h"
 #include "fru/fru_text_common.h"
 
@@ -45,24 +44,36 @@ void PutTokenBack(char* pchLine, const char* pchToken)
     std::memcpy(pchLine, pchToken, uToken);
 }
 
+// A context that can be read into: the steps' null-pointer check.
+bool HasImage(const FRUReaderContext* psContext)
+{
+    return psContext != nullptr && psContext->psImage != nullptr;
+}
+
+bool ReportInternalError()
+{
+    std::fputs("<ERROR> Internal Error!\n", stderr);
+    return false;
+}
+
 int LineNumber(const TextReaderContext* psContext)
 {
     return psContext->u16LineNumber;
 }
 
-const unsigned char* Image()
+const unsigned char* Image(const FRUReaderContext* psContext)
 {
-    return LocalFRUImageData();
+    return psContext->psImage->au8Bytes.data();
 }
 
-unsigned short ImageSize()
+unsigned short ImageSize(const FRUReaderContext* psContext)
 {
-    return LocalFRUImageSize();
+    return psContext->psImage->u16Size;
 }
 
-bool CheckAreaOffset(const FRUAreaInfo* psArea)
+bool CheckAreaOffset(FRUReaderContext* psContext, const FRUAreaInfo* psArea)
 {
-    if (psArea->u16Offset != ImageSize()) {
+    if (psArea->u16Offset != ImageSize(psContext)) {
         ReportFRUFileError("The offset to %s Area is not correct. \n", FRUAreaName(psArea));
         return false;
     }
@@ -90,16 +101,16 @@ unsigned int LeadingByteCount(int iArea)
     return iArea == FRU_AREA_BOARD ? 4 : 1;
 }
 
-bool ReadAreaHeader(TextReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine,
+bool ReadAreaHeader(FRUReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine,
                     unsigned char* pu8LengthUnits)
 {
     const char* pchName = FRUAreaName(psArea);
-    const unsigned short u16Start = ImageSize();
+    const unsigned short u16Start = ImageSize(psContext);
     if (!FRUReadHexBlock(psContext, pchName, 2, pchLine)) {
         return false;
     }
-    const unsigned char u8Version = Image()[u16Start];
-    const unsigned char u8LengthUnits = Image()[u16Start + 1];
+    const unsigned char u8Version = Image(psContext)[u16Start];
+    const unsigned char u8LengthUnits = Image(psContext)[u16Start + 1];
     if (u8Version != FRU_FORMAT_VERSION) {
         ReportFRUFileError("The area version field (0x%02X) in %s Area is not correct. (line %d) \n", u8Version,
                            pchName, LineNumber(psContext));
@@ -146,24 +157,24 @@ bool HasSecondStartTag(TextReaderContext* psContext, bool* pbFailed)
     return bFound;
 }
 
-int ReadBinaryImage(TextReaderContext* psContext)
+int ReadBinaryImage(FRUReaderContext* psContext)
 {
     std::printf("Recognize FRU File as binary format ");
     std::rewind(psContext->pFile);
-    SetLocalFRUImageSize(0);
-    if (!FRUReadRawData(psContext->pFile)) {
+    psContext->psImage->u16Size = 0;
+    if (!FRUReadRawData(psContext->pFile, psContext->psImage)) {
         std::fprintf(stderr, "<ERROR> %s is not a correct FRU file. \n", psContext->achFilePath);
         return 0;
     }
-    return FRUValidateRawData(Image(), ImageSize(), FRU_CHECK_BINARY_FILE);
+    return FRUValidateRawData(Image(psContext), ImageSize(psContext), FRU_CHECK_BINARY_FILE);
 }
 
-int ReadAreas(TextReaderContext* psContext, char* pchLine)
+int ReadAreas(FRUReaderContext* psContext, char* pchLine)
 {
     FRUAreaInfo asTable[FRU_AREA_COUNT];
     InitFRUAreaTable(asTable);
     pchLine[0] = '\0';
-    if (!FRUReadCommonArea(psContext, pchLine) || !FRUGetAreaInfo(Image(), FRU_CHECK_BINARY_FILE, asTable)) {
+    if (!FRUReadCommonArea(psContext, pchLine) || !FRUGetAreaInfo(Image(psContext), FRU_CHECK_BINARY_FILE, asTable)) {
         return 0;
     }
     if (asTable[FRU_AREA_INTERNAL].u16Offset != 0) {
@@ -187,7 +198,7 @@ int ReadAreas(TextReaderContext* psContext, char* pchLine)
     return 1;
 }
 
-int ReadTextImage(TextReaderContext* psContext, int iDataBefore)
+int ReadTextImage(FRUReaderContext* psContext, int iDataBefore)
 {
     if (iDataBefore) {
         ReportFRUFileError("Find FRU tag/data outside the '_FRU( )' block.\n");
@@ -206,7 +217,7 @@ int ReadTextImage(TextReaderContext* psContext, int iDataBefore)
         ReportFRUFileError("Find FRU tag/data outside the '_FRU( )' block. \n");
         return 0;
     }
-    if (ImageSize() == 0) {
+    if (ImageSize(psContext) == 0) {
         ReportFRUFileError("No FRU data in file %s. \n", psContext->achFilePath);
         return 0;
     }
@@ -271,11 +282,10 @@ int SearchAreaTag(TextReaderContext* psContext, const char* pchTag, char* pchLin
     return 1;
 }
 
-int FRUReadHexBlock(TextReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine)
+int FRUReadHexBlock(FRUReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine)
 {
-    if (psContext == nullptr || pchAreaName == nullptr || pchLine == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
+    if (!HasImage(psContext) || pchAreaName == nullptr || pchLine == nullptr) {
+        return ReportInternalError();
     }
     char achToken[TEXT_TOKEN_BUFFER_SIZE];
     for (unsigned int uAppended = 0; uAppended < u16Count; ++uAppended) {
@@ -299,46 +309,52 @@ int FRUReadHexBlock(TextReaderContext* psContext, const char* pchAreaName, unsig
                                LineNumber(psContext));
             return 0;
         }
-        if (!AppendImageBytes(&u8Byte, 1, pchAreaName)) {
+        if (!AppendImageBytes(psContext->psImage, &u8Byte, 1, pchAreaName)) {
             return 0;
         }
     }
     return 1;
 }
 
-int FRUReadCommonArea(TextReaderContext* psContext, char* pchLine)
+int FRUReadCommonArea(FRUReaderContext* psContext, char* pchLine)
 {
+    if (!HasImage(psContext)) {
+        return ReportInternalError();
+    }
     if (!SearchAreaTag(psContext, "_SEE_COMMON", pchLine) || !FRUReadHexBlock(psContext, "COMMON", 1, pchLine)) {
         return 0;
     }
-    if (Image()[0] != FRU_FORMAT_VERSION) {
-        ReportFRUFileError("The version field (0x%02X) in %s Area != 0x%02X. (line %d) \n", Image()[0], "COMMON",
-                           FRU_FORMAT_VERSION, LineNumber(psContext));
+    if (Image(psContext)[0] != FRU_FORMAT_VERSION) {
+        ReportFRUFileError("The version field (0x%02X) in %s Area != 0x%02X. (line %d) \n", Image(psContext)[0],
+                           "COMMON", FRU_FORMAT_VERSION, LineNumber(psContext));
         return 0;
     }
     if (!FRUReadHexBlock(psContext, "COMMON", 6, pchLine)) {
         return 0;
     }
-    if (Image()[6] != 0) {
+    if (Image(psContext)[6] != 0) {
         // The expected value prints as "002X": that is how this message has
         // always read.
-        ReportFRUFileError("The PAD field (0x%02X) in %s Area != %x02X. (line %d) \n", Image()[6], "COMMON", 0,
+        ReportFRUFileError("The PAD field (0x%02X) in %s Area != %x02X. (line %d) \n", Image(psContext)[6], "COMMON", 0,
                            LineNumber(psContext));
         return 0;
     }
     if (!FRUReadHexBlock(psContext, "COMMON", 1, pchLine)) {
         return 0;
     }
-    if (!FRUAreaChecksumCorrect(Image(), FRU_COMMON_HEADER_SIZE, 0)) {
+    if (!FRUAreaChecksumCorrect(Image(psContext), FRU_COMMON_HEADER_SIZE, 0)) {
         ReportFRUFileError("Error checksum in %s Header in FRU file. \n", "COMMON");
         return 0;
     }
     return 1;
 }
 
-int FRUReadInternalArea(TextReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine)
+int FRUReadInternalArea(FRUReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine)
 {
-    if (!SearchAreaTag(psContext, psArea->achTagName, pchLine) || !CheckAreaOffset(psArea)) {
+    if (!HasImage(psContext) || psArea == nullptr) {
+        return ReportInternalError();
+    }
+    if (!SearchAreaTag(psContext, psArea->achTagName, pchLine) || !CheckAreaOffset(psContext, psArea)) {
         return 0;
     }
     // As the last area it runs to the next tag or the end tag.
@@ -346,35 +362,35 @@ int FRUReadInternalArea(TextReaderContext* psContext, const FRUAreaInfo* psArea,
     return FRUReadHexBlock(psContext, FRUAreaName(psArea), u16Count, pchLine);
 }
 
-int FRUReadChassisBoardProductArea(TextReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine)
+int FRUReadChassisBoardProductArea(FRUReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine)
 {
     const int iArea = InfoAreaIndex(psArea);
-    if (psContext == nullptr || iArea < 0 || pchLine == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
+    if (!HasImage(psContext) || iArea < 0 || pchLine == nullptr) {
+        return ReportInternalError();
     }
     const char* pchName = FRUAreaName(psArea);
     unsigned char u8LengthUnits = 0;
-    if (!SearchAreaTag(psContext, psArea->achTagName, pchLine) || !CheckAreaOffset(psArea) ||
+    if (!SearchAreaTag(psContext, psArea->achTagName, pchLine) || !CheckAreaOffset(psContext, psArea) ||
         !ReadAreaHeader(psContext, psArea, pchLine, &u8LengthUnits)) {
         return 0;
     }
     // Chassis type, or language code (board, product); then the board's
     // manufacturing date/time. Only board and product fields may be Unicode.
-    const unsigned short u16LanguagePosition = ImageSize();
+    const unsigned short u16LanguagePosition = ImageSize(psContext);
     if (!FRUReadHexBlock(psContext, pchName, 1, pchLine) ||
         (iArea == FRU_AREA_BOARD && !FRUReadHexBlock(psContext, pchName, 3, pchLine))) {
         return 0;
     }
-    const unsigned char u8Language = iArea == FRU_AREA_CHASSIS ? 0 : Image()[u16LanguagePosition];
+    const unsigned char u8Language = iArea == FRU_AREA_CHASSIS ? 0 : Image(psContext)[u16LanguagePosition];
     const unsigned int uAreaLength = u8LengthUnits * 8u;
     const unsigned int uFieldBytes = uAreaLength - 2 - LeadingByteCount(iArea);
     if (!FRUReadHexDataQuotedStringMixBlockWithLanguageCode(
             psContext, pchName, static_cast<unsigned short>(uFieldBytes), pchLine, u8Language)) {
         return 0;
     }
-    if (ImageSize() < uAreaLength ||
-        !FRUAreaChecksumCorrect(Image() + ImageSize() - uAreaLength, static_cast<unsigned short>(uAreaLength), 0)) {
+    if (ImageSize(psContext) < uAreaLength ||
+        !FRUAreaChecksumCorrect(Image(psContext) + ImageSize(psContext) - uAreaLength,
+                                static_cast<unsigned short>(uAreaLength), 0)) {
         ReportFRUFileError("Error checksum in %s Area in FRU file. \n", pchName);
         return 0;
     }
@@ -382,19 +398,22 @@ int FRUReadChassisBoardProductArea(TextReaderContext* psContext, const FRUAreaIn
     return 1;
 }
 
-int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
+int FRUReadMultiRecordArea(FRUReaderContext* psContext, char* pchLine)
 {
+    if (!HasImage(psContext)) {
+        return ReportInternalError();
+    }
     if (!SearchAreaTag(psContext, "_SEE_MULTIRECORD", pchLine)) {
         return 0;
     }
     const char* pchName = "MULTIRECORD";
     bool bLastHadEndOfList = false;
     for (int iRecord = 0;; ++iRecord) {
-        const unsigned short u16Start = ImageSize();
+        const unsigned short u16Start = ImageSize(psContext);
         if (!FRUReadHexBlock(psContext, pchName, FRU_MULTIRECORD_HEADER_SIZE, pchLine)) {
             return 0;
         }
-        if (ImageSize() - u16Start < static_cast<int>(FRU_MULTIRECORD_HEADER_SIZE)) {
+        if (ImageSize(psContext) - u16Start < static_cast<int>(FRU_MULTIRECORD_HEADER_SIZE)) {
             if (TrimLeadingSpace(pchLine)[0] == ')') {
                 break;  // the end tag: the list is over
             }
@@ -404,7 +423,7 @@ int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
                                LineNumber(psContext));
             return 0;
         }
-        const unsigned char* pu8Header = Image() + u16Start;
+        const unsigned char* pu8Header = Image(psContext) + u16Start;
         if (!FRUAreaChecksumCorrect(pu8Header, FRU_MULTIRECORD_HEADER_SIZE, 0)) {
             ReportFRUFileError("Error checksum in %s Area record %d's header in FRU file. \n", pchName, iRecord);
             return 0;
@@ -415,7 +434,8 @@ int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
         if (!FRUReadHexDataQuotedStringMixBlockWithLanguageCode(psContext, pchName, u8DataLength, pchLine, 0)) {
             return 0;
         }
-        if (!FRUAreaChecksumCorrect(Image() + u16Start + FRU_MULTIRECORD_HEADER_SIZE, u8DataLength, u8DataChecksum)) {
+        if (!FRUAreaChecksumCorrect(Image(psContext) + u16Start + FRU_MULTIRECORD_HEADER_SIZE, u8DataLength,
+                                    u8DataChecksum)) {
             ReportFRUFileError("Error checksum in %s Area record %d's record data in FRU file. \n", pchName, iRecord);
             return 0;
         }
@@ -429,16 +449,12 @@ int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine)
     return 1;
 }
 
-namespace {
-
-// The whole read, into the image the FRU reader builds (see FRUImageTarget).
-int ReadFRUFileIntoTarget(const char* pchPath)
+int ReadFRUFile(const char* pchPath, FRUImage* psImage)
 {
-    if (pchPath == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
+    if (pchPath == nullptr || psImage == nullptr) {
+        return ReportInternalError();
     }
-    SetLocalFRUImageSize(0);
+    psImage->u16Size = 0;
     unsigned int u32Encoding = FILE_ENCODING_ASCII;
     if (!GetReaderFileEncoding(pchPath, &u32Encoding)) {
         return 0;
@@ -454,12 +470,13 @@ int ReadFRUFileIntoTarget(const char* pchPath)
         std::fclose(pFile);
         return 0;
     }
-    if (!AllocateLocalFRUImage(static_cast<unsigned long>(lSize))) {
+    if (!AllocateFRUImage(psImage, static_cast<unsigned long>(lSize))) {
         std::fputs("<ERROR> FRU Memory allocation error! ", stderr);
         std::fclose(pFile);
         return 0;
     }
-    TextReaderContext context;
+    FRUReaderContext context;
+    context.psImage = psImage;
     if (!InitTextReader(&context, pchPath, pFile, u32Encoding)) {
         std::fclose(pFile);
         return 0;
@@ -472,21 +489,4 @@ int ReadFRUFileIntoTarget(const char* pchPath)
     }
     ReleaseTextReader(&context);
     return iResult;
-}
-
-}  // namespace
-
-int ReadFRUFile(const char* pchPath)
-{
-    return ReadFRUFileIntoTarget(pchPath);
-}
-
-int ReadFRUFileToImage(const char* pchPath, FRUImage* psImage)
-{
-    if (psImage == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
-    }
-    FRUImageTarget target(psImage);
-    return ReadFRUFileIntoTarget(pchPath);
 }

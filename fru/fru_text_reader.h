@@ -10,10 +10,14 @@
 #define FRU_TAG_BLOCK_START "_FRU ("
 #define FRU_TAG_BLOCK_END ")"
 
-// 1 when the image was built (and, for a binary file, validated), else 0:
-// into the working storage's local image (ReadFRUFile) or a caller's.
-int ReadFRUFile(const char* pchPath);
-int ReadFRUFileToImage(const char* pchPath, FRUImage* psImage);
+// One read of a FRU file: the lines it reads and the image it builds.
+struct FRUReaderContext : TextReaderContext {
+    FRUImage* psImage = nullptr;
+};
+
+// 1 when the image was built (and, for a binary file, validated) into
+// *psImage, else 0.
+int ReadFRUFile(const char* pchPath, FRUImage* psImage);
 
 // Reads lines until one holds the start tag: 1 found, 0 end of file.
 // *piDataBefore is set when a non-empty line precedes the tag line or the
@@ -21,15 +25,15 @@ int ReadFRUFileToImage(const char* pchPath, FRUImage* psImage);
 int FRUReadBlockStartTag(TextReaderContext* psContext, int* piDataBefore);
 // 1 when the next token is the tag.
 int SearchAreaTag(TextReaderContext* psContext, const char* pchTag, char* pchLine);
-int FRUReadCommonArea(TextReaderContext* psContext, char* pchLine);
-int FRUReadInternalArea(TextReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine);
-int FRUReadChassisBoardProductArea(TextReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine);
-int FRUReadMultiRecordArea(TextReaderContext* psContext, char* pchLine);
+int FRUReadCommonArea(FRUReaderContext* psContext, char* pchLine);
+int FRUReadInternalArea(FRUReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine);
+int FRUReadChassisBoardProductArea(FRUReaderContext* psContext, const FRUAreaInfo* psArea, char* pchLine);
+int FRUReadMultiRecordArea(FRUReaderContext* psContext, char* pchLine);
 // Appends up to u16Count hex bytes; stops early (1) at a token starting
 // with ")" or "_SEE_", which stays in the line buffer.
-int FRUReadHexBlock(TextReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine);
+int FRUReadHexBlock(FRUReaderContext* psContext, const char* pchAreaName, unsigned short u16Count, char* pchLine);
 // The field block: hex lines and quoted-string lines encoded by the
 // type/length byte before them, until u16Count bytes are appended.
-int FRUReadHexDataQuotedStringMixBlockWithLanguageCode(TextReaderContext* psContext, const char* pchAreaName,
+int FRUReadHexDataQuotedStringMixBlockWithLanguageCode(FRUReaderContext* psContext, const char* pchAreaName,
                                                        unsigned short u16Count, char* pchLine,
                                                        unsigned char u8LanguageCode);

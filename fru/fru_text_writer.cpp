@@ -4,7 +4,6 @@
 #include <string>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "encoding/fru_field_encoding.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_output.h"
@@ -546,18 +545,15 @@ int WriteImage(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
 
 }  // namespace
 
-int SaveFRUFile(const char* pchPath, unsigned int u32Encoding)
+int SaveFRUFile(const char* pchPath, const FRUImage& image, unsigned int u32Encoding)
 {
-    return SaveFRUImageToFile(pchPath, G_pu8InventoryFRUDataBuffer, G_u16ReadSizeFromFRUInventory, u32Encoding);
-}
-
-int SaveFRUImageToFile(const char* pchPath, const unsigned char* pu8Image, unsigned short u16Size,
-                       unsigned int u32Encoding)
-{
-    if (pchPath == nullptr || pu8Image == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
+    const unsigned short u16Size = image.u16Size;
+    if (pchPath == nullptr || image.au8Bytes.empty() || image.au8Bytes.size() < u16Size ||
+        u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
+    const unsigned char* pu8Image = image.au8Bytes.data();
     if (!FRUValidateRawData(pu8Image, u16Size, FRU_CHECK_BMC)) {
         return 0;
     }

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "fru/fru_image.h"
+
 struct FRUWriteCursor {
     const unsigned char* pu8Data;
     unsigned short u16Position;  // index of the next byte to write
@@ -11,12 +13,10 @@ struct FRUWriteCursor {
     bool bClosed;                // a write or a refusal has closed the file
 };
 
-// Writes G_pu8InventoryFRUDataBuffer (SaveFRUFile) or any image. 1 on
+// Writes the image (one read from the BMC) as a FRU text file. 1 on
 // success, 0 on failure (reported, except for a non-empty binary field in
 // an info area).
-int SaveFRUFile(const char* pchPath, unsigned int u32Encoding);
-int SaveFRUImageToFile(const char* pchPath, const unsigned char* pu8Image, unsigned short u16Size,
-                       unsigned int u32Encoding);
+int SaveFRUFile(const char* pchPath, const FRUImage& image, unsigned int u32Encoding);
 
 int FRUWriteCommonArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor);
 int FRUWriteInternalArea(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor);

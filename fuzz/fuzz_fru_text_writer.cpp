@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include "fru/fru_image.h"
@@ -42,16 +40,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
     static const std::string sPath = ScratchFile("out.fru");
     // The inventory as read from the BMC, in a buffer of exactly its size:
     // reading one byte past it is caught.
-    std::unique_ptr<unsigned char[]> pu8Inventory(new unsigned char[uSize]);
-    std::memcpy(pu8Inventory.get(), pu8Data, uSize);
+    const FRUImage inventory = MakeFRUImage(pu8Data, u16Size);
     for (unsigned int u32Encoding = 0; u32Encoding < 3; ++u32Encoding) {
-        if (SaveFRUImageToFile(sPath.c_str(), pu8Inventory.get(), u16Size, u32Encoding) != 1) {
+        if (SaveFRUFile(sPath.c_str(), inventory, u32Encoding) != 1) {
             continue;  // refused (a Unicode field in an 8-bit file), reported
         }
         FRUImage readBack;
-        const bool bRead = ReadFRUFileToImage(sPath.c_str(), &readBack) == 1;
-        if (!bRead || readBack.u16Size == 0 ||
-            CompareFRUImages(readBack.au8Bytes.data(), readBack.u16Size, pu8Inventory.get(), u16Size) != 1) {
+        const bool bRead = ReadFRUFile(sPath.c_str(), &readBack) == 1;
+        if (!bRead || readBack.u16Size == 0 || FRUCompare(readBack, inventory) != 1) {
             ReportFirstDifference(readBack, pu8Data, uSize);
             Finding(bRead ? "a written FRU file reads back as another image" : "a written FRU file does not read back");
         }

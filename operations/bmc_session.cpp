@@ -1,11 +1,11 @@
 #include "operations/bmc_session.h"
 
-#include "base/working_storage.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/saved_copy.h"
 #include "bmc/talk_to_bmc.h"
 #include "bmc/target_lock.h"
 #include "bmc/wait_limits.h"
+#include "operations/run_frame.h"
 
 bool OpenBMCSession()
 {

@@ -1,9 +1,9 @@
 // The frame of every operation that talks to the BMC: the interface and
-// the working storage opened together and released together.
+// the run's data frame (VLInit/VLExit) opened and released together.
 #pragma once
 
 // False (with the message printed and nothing left open) when either the
-// interface or the working storage cannot be opened.
+// interface or the data frame cannot be opened.
 bool OpenBMCSession();
 void CloseBMCSession();
 

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <vector>
 
-#include "base/working_storage.h"
 #include "encoding/file_probe.h"
 #include "fru/fru_text_reader.h"
 #include "operations/memory_guard.h"
+#include "operations/run_frame.h"
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 
@@ -32,7 +32,8 @@ int TestSDRFile(const char* pchFileName)
 
 int TestFRUFile(const char* pchFileName)
 {
-    const int iResult = ReadFRUFile(pchFileName);
+    FRUImage image;
+    const int iResult = ReadFRUFile(pchFileName, &image);
     if (iResult == 1) {
         std::printf("No error found in FRU file %s! \n \n", pchFileName);
     } else {

@@ -62,14 +62,15 @@ int DownloadSDR(const char* pchFileName)
 
 int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
 {
-    const int iRead = ReadFRUFile(pchFileName);
+    FRUImage image;
+    const int iRead = ReadFRUFile(pchFileName, &image);
     if (iRead != 1) {
         std::fputs("Failure to download FRU data! \n\n", stderr);
         return iRead;
     }
     // The status stays the reader's: a failed write is reported and the
     // run still ends with 0, as the tool has always done.
-    if (DoFRUAddToBMC(static_cast<unsigned char>(u16FruID))) {
+    if (DoFRUAddToBMC(static_cast<unsigned char>(u16FruID), image)) {
         std::puts("Download FRU data successful. \n");
     } else {
         std::fputs("Failure to download FRU data! \n\n", stderr);
@@ -95,12 +96,13 @@ bool UploadSDR(const char* pchFileName, unsigned int u32Encoding)
 
 bool UploadFRU(const char* pchFileName, unsigned int u32Encoding, unsigned short u16FruID)
 {
-    if (!DoFRUGetFromBMC(static_cast<unsigned char>(u16FruID))) {
+    FRUImage inventory;
+    if (!DoFRUGetFromBMC(static_cast<unsigned char>(u16FruID), &inventory)) {
         std::fputs("Failure to upload FRU data!\n", stderr);
         return false;
     }
     std::printf("Start to save FRU file, %s \n", pchFileName);
-    if (SaveFRUFile(pchFileName, u32Encoding) == 1) {
+    if (SaveFRUFile(pchFileName, inventory, u32Encoding) == 1) {
         std::puts("Upload FRU data successful. \n");
     } else {
         std::fputs("Failure to upload FRU data!\n", stderr);
@@ -130,11 +132,13 @@ bool VerifySDR(const char* pchFileName)
 
 bool VerifyFRU(const char* pchFileName, unsigned short u16FruID)
 {
-    if (ReadFRUFile(pchFileName) != 1 || !DoFRUGetFromBMC(static_cast<unsigned char>(u16FruID))) {
+    FRUImage image;
+    FRUImage inventory;
+    if (ReadFRUFile(pchFileName, &image) != 1 || !DoFRUGetFromBMC(static_cast<unsigned char>(u16FruID), &inventory)) {
         std::fputs("Verify FRU file failed!\n", stderr);
         return false;
     }
-    if (!FRUCompare()) {
+    if (!FRUCompare(image, inventory)) {
         std::fputs("The FRU data in file and FRU inventory are different!\n", stderr);
         std::fputs("Verify FRU file failed!\n", stderr);
         return false;

@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "base/working_storage.h"
-
 namespace valdrn_test {
 
 namespace {

@@ -35,7 +35,7 @@ std::string FruImageOf(const std::string& sPath)
 {
     FRUImage image;
     CapturedOutput output;
-    EXPECT_EQ(ReadFRUFileToImage(sPath.c_str(), &image), 1);
+    EXPECT_EQ(ReadFRUFile(sPath.c_str(), &image), 1);
     output.Finish();
     return std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size);
 }

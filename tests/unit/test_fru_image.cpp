@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/working_storage.h"
 #include "support/fru_fixtures.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
@@ -210,91 +209,91 @@ TEST(FRUAreaChecksumCorrectTest, SumsWithTheChecksum)
     EXPECT_EQ(FRUAreaChecksumCorrect(au8Bytes, 0, 0x00), 1);
 }
 
-// The working storage's local image: no record lists needed.
-class LocalImageTest : public testing::Test {
-protected:
-    void TearDown() override { VLExit(); }
-};
-
-TEST_F(LocalImageTest, RawDataIsAppended)
+TEST(FRUImageTest, RawDataIsAppended)
 {
     TempDir dir;
     WriteFile(dir.File("image.bin"), TypicalServerFru());
     FILE* pFile = std::fopen(dir.File("image.bin").c_str(), "rb");
-    ASSERT_EQ(AllocateLocalFRUImage(TypicalServerFru().size()), 1);
-    EXPECT_EQ(FRUReadRawData(pFile), 1);
+    FRUImage image;
+    ASSERT_EQ(AllocateFRUImage(&image, TypicalServerFru().size()), 1);
+    EXPECT_EQ(image.au8Bytes.size(), FRU_MAX_IMAGE_SIZE + 1);  // room for any image
+    EXPECT_EQ(FRUReadRawData(pFile, &image), 1);
     std::fclose(pFile);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile),
-              TypicalServerFru());
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(image.au8Bytes.data()), image.u16Size), TypicalServerFru());
 }
 
-TEST_F(LocalImageTest, NoImageBeyond64KiB)
+TEST(FRUImageTest, NoImageBeyond64KiB)
 {
     TempDir dir;
     WriteFile(dir.File("big.bin"), std::string(70000, '\x01'));
     FILE* pFile = std::fopen(dir.File("big.bin").c_str(), "rb");
-    ASSERT_EQ(AllocateLocalFRUImage(70000), 1);
-    EXPECT_EQ(FRUReadRawData(pFile), 0);
+    FRUImage image;
+    ASSERT_EQ(AllocateFRUImage(&image, 70000), 1);
+    EXPECT_EQ(image.au8Bytes.size(), 70000u);
+    EXPECT_EQ(FRUReadRawData(pFile, &image), 0);
     std::fclose(pFile);
     const unsigned char u8Byte = 1;
-    G_u16RawDataSizeFromFRUFile = 0xFFFF;
-    EXPECT_EQ(AppendLocalFRUBytes(&u8Byte, 1), 0);
-    EXPECT_EQ(LocalFRUImageRoom(), 0u);
+    image.u16Size = 0xFFFF;
+    EXPECT_EQ(AppendFRUBytes(&image, &u8Byte, 1), 0);
+    EXPECT_EQ(FRUImageRoom(image), 0u);
 }
 
-TEST_F(LocalImageTest, CompareWithTheInventory)
+TEST(FRUImageTest, AppendingStopsAtTheRoom)
+{
+    FRUImage image;
+    const unsigned char au8Bytes[] = {0xAA, 0xBB};
+    EXPECT_EQ(FRUImageRoom(image), 0u);  // nothing allocated yet
+    EXPECT_EQ(AppendFRUBytes(&image, au8Bytes, 1), 0);
+    ASSERT_EQ(AllocateFRUImage(&image, 16), 1);
+    EXPECT_EQ(AppendFRUBytes(&image, au8Bytes, 2), 1);
+    EXPECT_EQ(image.u16Size, 2);
+    EXPECT_EQ(image.au8Bytes[1], 0xBB);
+    EXPECT_EQ(FRUImageRoom(image), FRU_MAX_IMAGE_SIZE - 2);
+    ASSERT_EQ(AllocateFRUImage(&image, 16), 1);  // a new read starts empty
+    EXPECT_EQ(image.u16Size, 0);
+    EXPECT_EQ(image.au8Bytes[1], 0x00);
+}
+
+TEST(FRUImageTest, MadeFromBytesHoldsExactlyThem)
+{
+    const unsigned char au8Bytes[] = {1, 2, 3};
+    const FRUImage image = MakeFRUImage(au8Bytes, 3);
+    EXPECT_EQ(image.u16Size, 3);
+    EXPECT_EQ(image.au8Bytes.size(), 3u);
+    EXPECT_EQ(MakeFRUImage(nullptr, 3).u16Size, 0);
+    const std::string sHuge(70000, '\x01');
+    EXPECT_EQ(MakeFRUImage(reinterpret_cast<const unsigned char*>(sHuge.data()), sHuge.size()).u16Size,
+              FRU_MAX_IMAGE_SIZE);
+}
+
+TEST(FRUCompareTest, TheFileImageAgainstTheInventory)
 {
     const std::string sImage = TypicalServerFru();
-    ASSERT_EQ(AllocateLocalFRUImage(sImage.size()), 1);
-    EXPECT_EQ(FRUCompare(), 1);  // nothing to compare
-    AppendLocalFRUBytes(reinterpret_cast<const unsigned char*>(sImage.data()),
-                        static_cast<unsigned int>(sImage.size()));
-    EXPECT_EQ(FRUCompare(), 0);  // no inventory image
-    G_pu8InventoryFRUDataBuffer = static_cast<unsigned char*>(std::calloc(2048, 1));
-    std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());
-    G_u16ReadSizeFromFRUInventory = 2048;
-    EXPECT_EQ(FRUCompare(), 1);
-    G_pu8InventoryFRUDataBuffer[20] ^= 1;
-    EXPECT_EQ(FRUCompare(), 0);
-    G_pu8InventoryFRUDataBuffer[20] ^= 1;
-    G_u16ReadSizeFromFRUInventory = 16;  // shorter than the file's image
-    EXPECT_EQ(FRUCompare(), 0);
+    const FRUImage local = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    EXPECT_EQ(FRUCompare(FRUImage(), FRUImage()), 1);  // nothing to compare
+    EXPECT_EQ(FRUCompare(local, FRUImage()), 0);       // no inventory image
+    std::string sInventory = sImage + std::string(2048 - sImage.size(), '\0');
+    FRUImage inventory = MakeFRUImage(reinterpret_cast<const unsigned char*>(sInventory.data()), sInventory.size());
+    EXPECT_EQ(FRUCompare(local, inventory), 1);
+    inventory.au8Bytes[20] ^= 1;
+    EXPECT_EQ(FRUCompare(local, inventory), 0);
+    inventory.au8Bytes[20] ^= 1;
+    inventory.u16Size = 16;  // shorter than the file's image
+    EXPECT_EQ(FRUCompare(local, inventory), 0);
 }
 
-TEST(CompareFRUImagesTest, AnyTwoImages)
+TEST(FRUCompareTest, AnyTwoImages)
 {
     const unsigned char au8Local[] = {1, 2, 3};
     const unsigned char au8Longer[] = {1, 2, 3, 0, 0};
     const unsigned char au8Other[] = {1, 2, 4};
-    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Longer, 5), 1);
-    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Other, 3), 0);
-    EXPECT_EQ(CompareFRUImages(au8Local, 3, au8Longer, 2), 0);
-    EXPECT_EQ(CompareFRUImages(au8Local, 0, nullptr, 0), 1);
-    EXPECT_EQ(CompareFRUImages(nullptr, 3, au8Longer, 5), 0);
-}
-
-// While a target is named, the reader's steps build the caller's image
-// and leave the working storage's alone; afterwards they are back on it.
-TEST_F(LocalImageTest, ATargetTakesTheBytesForItsLifetime)
-{
-    ASSERT_EQ(AllocateLocalFRUImage(16), 1);
-    const unsigned char au8Bytes[] = {0xAA, 0xBB};
-    ASSERT_EQ(AppendLocalFRUBytes(au8Bytes, 1), 1);
-    FRUImage image;
-    {
-        FRUImageTarget target(&image);
-        EXPECT_EQ(LocalFRUImageRoom(), 0u);  // nothing allocated yet
-        ASSERT_EQ(AllocateLocalFRUImage(16), 1);
-        EXPECT_EQ(image.au8Bytes.size(), FRU_MAX_IMAGE_SIZE + 1);
-        EXPECT_EQ(AppendLocalFRUBytes(au8Bytes, 2), 1);
-        EXPECT_EQ(LocalFRUImageSize(), 2);
-        EXPECT_EQ(LocalFRUImageRoom(), FRU_MAX_IMAGE_SIZE - 2);
-    }
-    EXPECT_EQ(image.u16Size, 2);
-    EXPECT_EQ(image.au8Bytes[1], 0xBB);
-    EXPECT_EQ(G_u16RawDataSizeFromFRUFile, 1);
-    EXPECT_EQ(LocalFRUImageData(), G_pu8LocalFRUDataBuffer);
-    EXPECT_EQ(G_pu8LocalFRUDataBuffer[1], 0x00);
+    EXPECT_EQ(FRUCompare(MakeFRUImage(au8Local, 3), MakeFRUImage(au8Longer, 5)), 1);
+    EXPECT_EQ(FRUCompare(MakeFRUImage(au8Local, 3), MakeFRUImage(au8Other, 3)), 0);
+    EXPECT_EQ(FRUCompare(MakeFRUImage(au8Local, 3), MakeFRUImage(au8Longer, 2)), 0);
+    EXPECT_EQ(FRUCompare(MakeFRUImage(au8Local, 0), FRUImage()), 1);
+    FRUImage claimsMore = MakeFRUImage(au8Local, 3);
+    claimsMore.u16Size = 5;  // a size past its bytes is never read
+    EXPECT_EQ(FRUCompare(claimsMore, MakeFRUImage(au8Longer, 5)), 0);
 }
 
 TEST(FRUSearchInvalidAreaTest, OnlyBlanksAndComments)

@@ -1,13 +1,14 @@
 #include "fru/fru_text_reader.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
+#include "fru/fru_text_common.h"
 #include "support/fru_fixtures.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
@@ -62,7 +63,7 @@ protected:
         m_sFile = sContent;
         WriteFile(m_dir.File("in.fru"), sContent);
         CapturedOutput output;
-        const int iResult = ReadFRUFileToImage(m_dir.File("in.fru").c_str(), &m_image);
+        const int iResult = ReadFRUFile(m_dir.File("in.fru").c_str(), &m_image);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -449,24 +450,49 @@ TEST_F(FruReaderTest, FileLevelFailures)
     EXPECT_EQ(m_sErr, S_sLead + "Lack ')' tag in FRU file. \n");
 }
 
-// ReadFRUFile builds the working storage's local image; a read into a
-// caller's image leaves it alone.
-TEST(FruReaderWorkingStorage, ReadFRUFileBuildsTheLocalImage)
+// Each read builds the image it is given from nothing; without an image
+// there is nothing to read into.
+TEST(FruReaderImage, EachReadBuildsTheImageItIsGiven)
 {
     TempDir dir;
     const std::string sImage = TypicalServerFru();
     WriteFile(dir.File("in.fru"), FruText(sImage));
-    CapturedOutput output;
-    ASSERT_EQ(ReadFRUFile(dir.File("in.fru").c_str()), 1);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile), sImage);
     WriteFile(dir.File("other.fru"), S_sChassisOnly);
+    CapturedOutput output;
     FRUImage image;
-    ASSERT_EQ(ReadFRUFileToImage(dir.File("other.fru").c_str(), &image), 1);
-    output.Finish();
+    ASSERT_EQ(ReadFRUFile(dir.File("in.fru").c_str(), &image), 1);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size), sImage);
+    FRUImage other;
+    ASSERT_EQ(ReadFRUFile(dir.File("other.fru").c_str(), &other), 1);
+    ASSERT_EQ(ReadFRUFile(dir.File("other.fru").c_str(), &image), 1);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size), S_sChassisOnly);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(G_pu8LocalFRUDataBuffer), G_u16RawDataSizeFromFRUFile), sImage);
-    EXPECT_EQ(ReadFRUFileToImage(dir.File("other.fru").c_str(), nullptr), 0);
-    VLExit();
+    EXPECT_EQ(image.au8Bytes[S_sChassisOnly.size()], 0);  // nothing of the first read is left past it
+    EXPECT_EQ(ReadFRUFile(dir.File("other.fru").c_str(), nullptr), 0);
+    output.Finish();
+    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n");
+}
+
+TEST(FruReaderImage, StepsWithoutAnImageReportAnInternalError)
+{
+    FRUReaderContext context;
+    std::memset(static_cast<TextReaderContext*>(&context), 0, sizeof(TextReaderContext));
+    char achLine[FRU_LINE_BUFFER_SIZE] = "01";
+    FRUAreaInfo asTable[FRU_AREA_COUNT];
+    InitFRUAreaTable(asTable);
+    CapturedOutput output;
+    EXPECT_EQ(FRUReadHexBlock(&context, "COMMON", 1, achLine), 0);
+    EXPECT_EQ(FRUReadCommonArea(&context, achLine), 0);
+    EXPECT_EQ(FRUReadInternalArea(&context, &asTable[FRU_AREA_INTERNAL], achLine), 0);
+    EXPECT_EQ(FRUReadChassisBoardProductArea(&context, &asTable[FRU_AREA_BOARD], achLine), 0);
+    EXPECT_EQ(FRUReadMultiRecordArea(&context, achLine), 0);
+    EXPECT_EQ(FRUReadHexDataQuotedStringMixBlockWithLanguageCode(&context, "BOARD", 1, achLine, 0), 0);
+    output.Finish();
+    std::string sExpected;
+    for (int i = 0; i < 6; ++i) {
+        sExpected += "<ERROR> Internal Error!\n";
+    }
+    EXPECT_EQ(output.Err(), sExpected);
+    EXPECT_EQ(std::string(achLine), "01");  // nothing was read
 }
 
 }  // namespace

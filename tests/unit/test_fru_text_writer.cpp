@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include "base/trace.h"
-#include "base/working_storage.h"
 #include "fru/fru_text_reader.h"
 #include "support/fru_fixtures.h"
 #include "support/sdr_fixtures.h"
@@ -47,9 +46,9 @@ protected:
     int Save(unsigned int u32Encoding, const std::string& sName = "out.fru")
     {
         CapturedOutput output;
-        const int iResult =
-            SaveFRUImageToFile(m_dir.File(sName).c_str(), reinterpret_cast<const unsigned char*>(m_sInventory.data()),
-                               static_cast<unsigned short>(m_sInventory.size()), u32Encoding);
+        const FRUImage inventory =
+            MakeFRUImage(reinterpret_cast<const unsigned char*>(m_sInventory.data()), m_sInventory.size());
+        const int iResult = SaveFRUFile(m_dir.File(sName).c_str(), inventory, u32Encoding);
         output.Finish();
         m_sOut = output.Out();
         m_sErr = output.Err();
@@ -63,7 +62,7 @@ protected:
     {
         CapturedOutput output;
         FRUImage image;
-        const int iResult = ReadFRUFileToImage(m_dir.File("out.fru").c_str(), &image);
+        const int iResult = ReadFRUFile(m_dir.File("out.fru").c_str(), &image);
         output.Finish();
         EXPECT_EQ(iResult, 1) << output.Err();
         return std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size);
@@ -389,21 +388,18 @@ TEST_F(FruWriterTest, VerboseTrace)
                           m_dir.File("out.fru") + "! \n");
 }
 
-// SaveFRUFile writes the working storage's inventory image.
-TEST(FruWriterWorkingStorage, SaveFRUFileWritesTheInventoryImage)
+// An image with no bytes, or a size past its bytes, is not written.
+TEST(FruWriterImage, AnImageWithoutItsBytesIsRefused)
 {
     TempDir dir;
-    const std::string sImage = TypicalServerFru();
-    ASSERT_TRUE(AllocateInventoryFRUBuffer(sImage.size()));
-    std::memcpy(G_pu8InventoryFRUDataBuffer, sImage.data(), sImage.size());
-    G_u16ReadSizeFromFRUInventory = static_cast<unsigned short>(sImage.size());
     CapturedOutput output;
-    EXPECT_EQ(SaveFRUFile(dir.File("out.fru").c_str(), 0), 1);
-    FRUImage image;
-    EXPECT_EQ(ReadFRUFileToImage(dir.File("out.fru").c_str(), &image), 1);
+    EXPECT_EQ(SaveFRUFile(dir.File("out.fru").c_str(), FRUImage(), 0), 0);
+    FRUImage claimsMore = MakeFRUImage(reinterpret_cast<const unsigned char*>(TypicalServerFru().data()), 8);
+    claimsMore.u16Size = 9;
+    EXPECT_EQ(SaveFRUFile(dir.File("out.fru").c_str(), claimsMore, 0), 0);
     output.Finish();
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(image.au8Bytes.data()), image.u16Size), sImage);
-    VLExit();
+    EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
+    EXPECT_FALSE(FileExists(dir.File("out.fru")));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The storage commands through the transport seam, against a BMC in
 // memory: whole record lists and FRU images in, what the BMC holds out.
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "bmc/ipmi_command.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/transport.h"
+#include "support/fru_fixtures.h"
 #include "support/in_memory_bmc.h"
 #include "support/sdr_fixtures.h"
 #include "support/test_support.h"
@@ -23,13 +25,19 @@ class InMemoryBmcTest : public testing::Test {
 protected:
     void SetUp() override
     {
+        setenv("VALDRN_BACKUP_DIR", m_backups.Path().c_str(), 1);
         auto pBmc = std::make_unique<InMemoryBmc>();
         m_pBmc = pBmc.get();
         UseTransport(std::move(pBmc));
     }
-    void TearDown() override { UseTransport(nullptr); }
+    void TearDown() override
+    {
+        UseTransport(nullptr);
+        unsetenv("VALDRN_BACKUP_DIR");
+    }
 
     InMemoryBmc* m_pBmc = nullptr;
+    TempDir m_backups;
 };
 
 std::vector<std::string> Records()
@@ -119,6 +127,60 @@ TEST_F(InMemoryBmcTest, FruBytesGoInAndComeBackOut)
     EXPECT_EQ(std::count_if(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(),
                             [](const std::string& sRequest) { return sRequest.rfind("28 12 [02 ", 0) == 0; }),
               3);
+}
+
+// The download loop takes the file's image and the upload loop returns the
+// device's: what goes in comes back out, and the rest of the area stays.
+TEST_F(InMemoryBmcTest, AFruImageGoesInWholeAndComesBackWithTheArea)
+{
+    const std::string sImage = TypicalServerFru();
+    const std::string sDevice(256, '\xFF');  // whole chunks: the upload reads each whole
+    ASSERT_LT(sImage.size(), sDevice.size());
+    m_pBmc->m_fruDevices[2] = sDevice;
+    const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    CapturedOutput output;
+    EXPECT_TRUE(DoFRUAddToBMC(2, image));
+    FRUImage inventory;
+    EXPECT_TRUE(DoFRUGetFromBMC(2, &inventory));
+    output.Finish();
+    EXPECT_EQ(output.Out(), "Start to download FRU data! \n");
+    EXPECT_EQ(m_pBmc->m_fruDevices[2], sImage + sDevice.substr(sImage.size()));
+    EXPECT_EQ(inventory.u16Size, sDevice.size());
+    EXPECT_EQ(FRUCompare(image, inventory), 1);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(inventory.au8Bytes.data()), sDevice.size()),
+              m_pBmc->m_fruDevices[2]);
+}
+
+// A device that takes a write without keeping it is put back, and the
+// download is not reported as done.
+TEST_F(InMemoryBmcTest, AWriteThatDoesNotStickIsPutBack)
+{
+    const std::string sImage = TypicalServerFru();
+    const std::string sDevice(sImage.size(), '\x5A');
+    m_pBmc->m_fruDevices[2] = sDevice;
+    m_pBmc->Fail(CMD_WRITE_FRU_DATA, {0x00});  // answered, not written
+    const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    CapturedOutput output;
+    EXPECT_FALSE(DoFRUAddToBMC(2, image));
+    output.Finish();
+    EXPECT_EQ(m_pBmc->m_fruDevices[2], sDevice);
+    EXPECT_NE(output.Err(), "");
+}
+
+// An image larger than the device's area is refused before any write.
+TEST_F(InMemoryBmcTest, AnImageLargerThanTheAreaIsNeverWritten)
+{
+    const std::string sImage = TypicalServerFru();
+    m_pBmc->m_fruDevices[2] = std::string(sImage.size() - 1, '\x5A');
+    const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    CapturedOutput output;
+    EXPECT_FALSE(DoFRUAddToBMC(2, image));
+    output.Finish();
+    EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
+    EXPECT_EQ(m_pBmc->m_fruDevices[2], std::string(sImage.size() - 1, '\x5A'));
+    EXPECT_EQ(std::count_if(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(),
+                            [](const std::string& sRequest) { return sRequest.rfind("28 12 ", 0) == 0; }),
+              0);
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 
 #include "base/interruption.h"
 #include "base/monotonic_clock.h"
-#include "base/working_storage.h"
 #include "bmc/fru_field_update.h"
 #include "bmc/fru_inventory.h"
 #include "bmc/sdr_repository.h"
@@ -38,11 +37,9 @@ protected:
         m_pBmc = pBmc.get();
         UseTransport(std::move(pBmc));
         Reset();
-        ASSERT_TRUE(VLInit());
     }
     void TearDown() override
     {
-        VLExit();
         UseTransport(nullptr);
         unsetenv("VALDRN_BACKUP_DIR");
     }
@@ -479,15 +476,12 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
     for (int i = 0; i < 40; ++i) {
         sImage += static_cast<char>(i);
     }
-    ASSERT_EQ(AllocateLocalFRUImage(sImage.size()), 1);
-    std::memcpy(G_pu8LocalFRUDataBuffer, sImage.data(), sImage.size());
-    G_u16RawDataSizeFromFRUFile = 40;
-    G_u16FRUInventoryAreaSize = 40;
+    const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
     Ok({16});
     Ok({16});
     Ok({8});
     CapturedOutput output;
-    EXPECT_EQ(DownloadFRUHandler(2), FRU_DOWNLOAD_COMPLETE);
+    EXPECT_EQ(DownloadFRUHandler(2, image, 40), FRU_DOWNLOAD_COMPLETE);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 12 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
                                                     "28 12 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
@@ -496,10 +490,10 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
 
 TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
 {
-    G_u16RawDataSizeFromFRUFile = 41;
-    G_u16FRUInventoryAreaSize = 40;
+    const std::string sImage(41, '\x01');
+    const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
     CapturedOutput output;
-    EXPECT_EQ(DownloadFRUHandler(0), CMD_FAILED);
+    EXPECT_EQ(DownloadFRUHandler(0, image, 40), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
     EXPECT_TRUE(Requests().empty());
@@ -507,9 +501,7 @@ TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
 
 TEST_F(RepositoryCommandTest, AnEmptyImageIsNotADownload)
 {
-    G_u16RawDataSizeFromFRUFile = 0;
-    G_u16FRUInventoryAreaSize = 40;
-    EXPECT_EQ(DownloadFRUHandler(0), FRU_AREA_PRESENT);
+    EXPECT_EQ(DownloadFRUHandler(0, FRUImage(), 40), FRU_AREA_PRESENT);
     EXPECT_TRUE(Requests().empty());
 }
 
@@ -523,21 +515,24 @@ TEST_F(RepositoryCommandTest, AnAreaOfTwentyBytesIsReadAsThirtyTwo)
     Ok(au8First);
     Ok({4, 0xA0, 0xA1, 0xA2, 0xA3});
     CapturedOutput output;
-    EXPECT_TRUE(DoFRUGetFromBMC(3));
+    FRUImage inventory;
+    EXPECT_TRUE(DoFRUGetFromBMC(3, &inventory));
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 10 [03]", "28 11 [03 00 00 10]", "28 11 [03 10 00 10]"}));
-    EXPECT_EQ(G_u16FRUInventoryAreaSize, 20);
-    EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
-    EXPECT_EQ(G_pu8InventoryFRUDataBuffer[15], 15);
-    EXPECT_EQ(G_pu8InventoryFRUDataBuffer[19], 0xA3);
+    EXPECT_EQ(inventory.au8Bytes.size(), 20u + 16u);  // the area and one spare chunk
+    EXPECT_EQ(inventory.u16Size, 32);
+    EXPECT_EQ(inventory.au8Bytes[15], 15);
+    EXPECT_EQ(inventory.au8Bytes[19], 0xA3);
 }
 
 TEST_F(RepositoryCommandTest, AnAreaSizeOfZeroFailsSilently)
 {
     Ok({0x00, 0x00, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0), CMD_FAILED);
+    unsigned short u16AreaSize = 1;
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0, &u16AreaSize), CMD_FAILED);
     output.Finish();
+    EXPECT_EQ(u16AreaSize, 0);
     EXPECT_EQ(output.Err(), "");
     EXPECT_EQ(output.Out(), "");
 }
@@ -548,9 +543,10 @@ TEST_F(RepositoryCommandTest, AFailedReadStopsTheUploadButNotTheOperation)
     Ok({16, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
     AnswerEveryRequest(0xCB, {});
     CapturedOutput output;
-    EXPECT_TRUE(DoFRUGetFromBMC(0));
+    FRUImage inventory;
+    EXPECT_TRUE(DoFRUGetFromBMC(0, &inventory));
     output.Finish();
-    EXPECT_EQ(G_u16ReadSizeFromFRUInventory, 32);
+    EXPECT_EQ(inventory.u16Size, 32);
     EXPECT_NE(output.Err().find("<ERROR> Error in executing IPMI command because of: Failure to read data from FRU.\n"
                                 "cc = CB \n"),
               std::string::npos);
@@ -560,8 +556,12 @@ TEST_F(RepositoryCommandTest, ReadingIntoNoBufferSendsNothing)
 {
     CapturedOutput output;
     EXPECT_EQ(ReadFRUDataCommandToLocalBuffer(0, 0, 8, nullptr, 0), CMD_FAILED);
+    FRUImage tooSmall;
+    tooSmall.au8Bytes.assign(31, 0);  // the chunk at 16 would pass its room
+    EXPECT_EQ(ReadFRUDataCommand(0, 16, 16, &tooSmall), CMD_FAILED);
+    EXPECT_EQ(ReadFRUDataCommand(0, 0, 16, nullptr), CMD_FAILED);
     output.Finish();
-    EXPECT_EQ(output.Err(), "<ERROR> Internal Error.");
+    EXPECT_EQ(output.Err(), "<ERROR> Internal Error.<ERROR> Internal Error.<ERROR> Internal Error.");
     EXPECT_TRUE(Requests().empty());
 }
 
@@ -569,7 +569,8 @@ TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
 {
     AnswerEveryRequest(0xCB, {});
     CapturedOutput output;
-    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21), CMD_FAILED);
+    unsigned short u16AreaSize = 0;
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21, &u16AreaSize), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
