@@ -62,7 +62,7 @@ bool IsValidImage(const unsigned char* pu8Bytes, unsigned int uSize)
 }  // namespace
 
 bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigned int uMinBytes,
-                          FRUDeviceContent* psContent)
+                          FRUDeviceContent* psContent, const WayBack& wayBack)
 {
     psContent->u8FruID = u8FruID;
     psContent->au8Bytes.clear();
@@ -84,9 +84,10 @@ bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigne
     // the maker's bytes behind a shorter image, or a blank device whole),
     // as raw bytes that ipmitool's "fru write" puts back.
     const bool bImageCopy = psContent->bIsImage && uMinBytes <= psContent->uImageSize;
-    psContent->sCopyPath = SaveFRUDeviceCopy(
-        u8FruID, psContent->au8Bytes.data(),
-        bImageCopy ? psContent->uImageSize : static_cast<unsigned int>(psContent->au8Bytes.size()), bImageCopy);
+    psContent->sCopyPath =
+        SaveFRUDeviceCopy(u8FruID, psContent->au8Bytes.data(),
+                          bImageCopy ? psContent->uImageSize : static_cast<unsigned int>(psContent->au8Bytes.size()),
+                          bImageCopy, wayBack);
     return true;
 }
 
@@ -129,7 +130,7 @@ bool WrittenFRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned 
     return false;
 }
 
-bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsigned int uTo)
+bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsigned int uTo, WayBack* psWayBack)
 {
     const auto uHave = static_cast<unsigned int>(content.au8Bytes.size());
     uTo = uTo < uHave ? uTo : uHave;
@@ -147,7 +148,7 @@ bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsig
         std::fprintf(stderr, "FRU device 0x%02X was put back as it was before this run.\n", content.u8FruID);
     } else {
         std::fprintf(stderr, "FRU device 0x%02X could not be put back as it was before this run.\n", content.u8FruID);
-        AdviseSavedCopy(content.sCopyPath);
+        AdviseSavedCopy(psWayBack, content.sCopyPath);
     }
     return bPutBack;
 }

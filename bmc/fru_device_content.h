@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "bmc/saved_copy.h"
+
 struct FRUDeviceContent {
     unsigned char u8FruID = 0;
     std::vector<unsigned char> au8Bytes;  // the device's bytes from offset 0
@@ -20,7 +22,7 @@ struct FRUDeviceContent {
 // none, every byte read, raw. False, after the failed read's message, when the device cannot
 // be read; the trace of a run does not show these reads.
 bool ReadFRUDeviceContent(unsigned char u8FruID, unsigned int uAreaSize, unsigned int uMinBytes,
-                          FRUDeviceContent* psContent);
+                          FRUDeviceContent* psContent, const WayBack& wayBack);
 
 // True when the device's bytes [uOffset, uOffset + uCount) equal pu8Expected
 // (read back, silently).
@@ -32,5 +34,5 @@ bool WrittenFRURangeHolds(unsigned char u8FruID, unsigned int uOffset, unsigned 
 
 // Writes the saved bytes of [uFrom, uTo) back and reads them back; prints
 // one line saying whether the device was put back. When it was not, the
-// saved copy becomes the run's way back (AdviseSavedCopy).
-bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsigned int uTo);
+// saved copy becomes the run's way back.
+bool PutBackFRUDevice(const FRUDeviceContent& content, unsigned int uFrom, unsigned int uTo, WayBack* psWayBack);

@@ -148,7 +148,8 @@ bool PlanHolds(unsigned char u8FruID, const FieldUpdatePlan& plan)
 
 // What the device holds, read and saved before the first write; the area
 // size comes from the device itself, asked without a trace.
-bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan, FRUDeviceContent* psContent)
+bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan, FRUDeviceContent* psContent,
+                              const WayBack& wayBack)
 {
     int iAreaInfo = CMD_FAILED;
     unsigned short u16AreaSize = 0;
@@ -157,12 +158,12 @@ bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan
         iAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize);
     }
     const unsigned int uAreaSize = u16AreaSize > plan.End() ? u16AreaSize : plan.End();
-    return iAreaInfo != CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent);
+    return iAreaInfo != CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent, wayBack);
 }
 
 }  // namespace
 
-bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest)
+bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest, WayBack* psWayBack)
 {
     const unsigned char u8FruID = psRequest->u8FruID;
     unsigned char au8Header[COMMON_HEADER_BYTES] = {};
@@ -174,7 +175,7 @@ bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest)
                               ? PlanDateTime(psRequest, au8Header, &plan)
                               : PlanString(psRequest, au8Header, &plan);
     FRUDeviceContent before;
-    if (!bPlanned || !ReadContentBeforeWriting(u8FruID, plan, &before) || StopForInterruption("update")) {
+    if (!bPlanned || !ReadContentBeforeWriting(u8FruID, plan, &before, *psWayBack) || StopForInterruption("update")) {
         return false;  // nothing written yet
     }
     const bool bWritten = PerformPlan(u8FruID, plan);
@@ -182,6 +183,6 @@ bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest)
         return true;
     }
     // A field half written leaves the area's checksum wrong: undone.
-    PutBackFRUDevice(before, plan.First(), plan.End());
+    PutBackFRUDevice(before, plan.First(), plan.End(), psWayBack);
     return false;
 }

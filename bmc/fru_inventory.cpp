@@ -158,7 +158,7 @@ int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned sh
     return iResult == FRU_WRITE_DONE ? FRU_DOWNLOAD_COMPLETE : iResult;
 }
 
-bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image)
+bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayBack)
 {
     unsigned short u16AreaSize = 0;
     if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CMD_FAILED) {
@@ -171,7 +171,7 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image)
         return DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;
     }
     FRUDeviceContent before;
-    if (!ReadFRUDeviceContent(u8FruID, u16AreaSize, uSize, &before) || StopForInterruption("download")) {
+    if (!ReadFRUDeviceContent(u8FruID, u16AreaSize, uSize, &before, *psWayBack) || StopForInterruption("download")) {
         return false;  // nothing written yet
     }
     // Written, then read back: a device that ignores or refuses a write is
@@ -180,7 +180,7 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image)
     if (bWritten && WrittenFRURangeHolds(u8FruID, 0, uSize, image.au8Bytes.data())) {
         return true;
     }
-    PutBackFRUDevice(before, 0, uSize);
+    PutBackFRUDevice(before, 0, uSize, psWayBack);
     return false;
 }
 

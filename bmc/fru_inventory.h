@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bmc/command_results.h"
+#include "bmc/saved_copy.h"
 #include "fru/fru_image.h"
 
 // The device's inventory area size into *pu16AreaSize: FRU_AREA_PRESENT,
@@ -42,5 +43,5 @@ int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage
                      unsigned int* puReadSize);
 // -d: the file's image into the device; -u and -v: the device's whole area
 // into *psInventory (its size is what was read, in whole chunks).
-bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image);
+bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayBack);
 bool DoFRUGetFromBMC(unsigned char u8FruID, FRUImage* psInventory);

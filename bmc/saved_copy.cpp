@@ -27,10 +27,6 @@ namespace {
 
 constexpr size_t COPIES_KEPT = 20;
 
-std::string S_sProgram = "VALDRN";
-std::string S_sAdvicePath;
-bool S_bAdvicePrinted = false;
-
 bool IsNameCharacter(char ch)
 {
     return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '.' || ch == '_' ||
@@ -247,70 +243,12 @@ std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const 
     return sFolder + "/" + sName;
 }
 
-// The path as the user reaches it from the current folder: VALDRN takes a
-// word starting with "/" for an option. Only when the current folder is
-// gone (nothing can be run from it) does the path stay as it is.
-std::string FromCurrentFolder(const std::string& sPath)
-{
-    std::error_code error;
-    const std::filesystem::path current = std::filesystem::current_path(error);
-    if (error) {
-        return sPath;
-    }
-    const std::filesystem::path relative = std::filesystem::relative(sPath, current, error);
-    return error || relative.empty() ? sPath : relative.string();
-}
-
-// VALDRN takes a file name as the first token of its argument (blanks,
-// commas and tabs end it), at most 255 characters, and one that starts
-// with "/" for an option.
-bool VALDRNTakesAsFileName(const std::string& sPath)
-{
-    return !sPath.empty() && sPath.size() < TEXT_TOKEN_BUFFER_SIZE && sPath[0] != '/' &&
-           sPath.find_first_of(" ,\t") == std::string::npos;
-}
-
-std::string Quoted(const std::string& sText)
-{
-    return QuoteForShell(sText.c_str());
-}
-
-std::string LanOptions(const char* pchInterfaceOption)
-{
-    std::string sOptions = std::string(pchInterfaceOption) + " -H " + Quoted(sIolData.achHostIP) + " -U " +
-                           Quoted(sIolData.achUserName) + " -P ...";
-    if (sIolData.u16CipherSuiteID != 0xFF) {
-        sOptions += " -C " + std::to_string(sIolData.u16CipherSuiteID);
-    }
-    return sOptions;
-}
-
-// "<target>-fru<ID>-...": the FRU ID, or -1 for a repository copy.
-int FruIDOfCopy(const std::string& sPath)
-{
-    const std::string sName = std::filesystem::path(sPath).filename().string();
-    const size_t uAt = sName.find("-fru");
-    return uAt == std::string::npos ? -1 : std::atoi(sName.c_str() + uAt + 4);
-}
-
-bool IsRawCopy(const std::string& sPath)
-{
-    const std::string sEnd = "-raw.bin";
-    return sPath.size() > sEnd.size() && sPath.compare(sPath.size() - sEnd.size(), sEnd.size(), sEnd) == 0;
-}
-
-std::string AdviceText(const std::string& sPath)
-{
-    const std::string sFromHere = FromCurrentFolder(sPath);
-    const std::string sNamed = VALDRNTakesAsFileName(sFromHere) ? sFromHere : std::filesystem::absolute(sPath).string();
-    return "The BMC's data from before this run is saved in " + sNamed + "; to put it back, run:\n" +
-           RestoreCommand(sPath) + "\n";
-}
-
 // A copy on disk is the way back should a second signal end the run.
-std::string Saved(const std::string& sPath)
+std::string Saved(const std::string& sPath, const WayBack& wayBack)
 {
-    SetLastWordsOnSecondSignal(AdviceText(sPath).c_str());
+    if (wayBack.fnAdvice) {
+        SetLastWordsOnSecondSignal(wayBack.fnAdvice(sPath).c_str());
+    }
     return sPath;
 }
 
@@ -324,12 +262,6 @@ std::string TargetName()
     // In-band copies of machines that share one folder must not mix.
     char achHost[256] = {};
     return AsNamePart(gethostname(achHost, sizeof achHost - 1) == 0 ? achHost : "", "local");
-}
-
-void SetRestoreProgramName(const char* pchArgv0)
-{
-    // A name found on the PATH is run by that name; a path as it was typed.
-    S_sProgram = pchArgv0 != nullptr && std::strchr(pchArgv0, '/') != nullptr ? pchArgv0 : "VALDRN";
 }
 
 std::string SavedCopyFolder()
@@ -393,7 +325,7 @@ bool AsSDRText(const std::vector<SDRRecordBytes>& asRecords, std::string* psText
 
 }  // namespace
 
-std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial)
+std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial, const WayBack& wayBack)
 {
     const char* const pchWhat = "the SDR repository";
     if (asRecords.empty()) {
@@ -411,80 +343,21 @@ std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, boo
     }
     const std::string sPath =
         WriteCopy(pchWhat, "sdr", std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
-    return sPath.empty() ? "" : Saved(sPath);
+    return sPath.empty() ? "" : Saved(sPath, wayBack);
 }
 
-std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage)
+std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage,
+                              const WayBack& wayBack)
 {
     const std::string sPath =
         WriteCopy("FRU device " + std::to_string(u8FruID), "fru" + std::to_string(u8FruID),
                   bIsImage ? ".fru" : "-raw.bin", std::string(reinterpret_cast<const char*>(pu8Bytes), uCount));
-    return sPath.empty() ? "" : Saved(sPath);
+    return sPath.empty() ? "" : Saved(sPath, wayBack);
 }
 
-std::string RestoreCommand(const std::string& sPath)
-{
-    const std::string sFromHere = FromCurrentFolder(sPath);
-    const int iFruID = FruIDOfCopy(sPath);
-    if (IsRawCopy(sPath)) {
-        std::string sCommand = "ipmitool";
-        if (eInterfaceInUse == eInterfaceLanPlus) {
-            sCommand += " " + LanOptions("-I lanplus");
-        }
-        return sCommand + " fru write " + std::to_string(iFruID) + " " + Quoted(sFromHere);
-    }
-    std::string sCommand;
-    if (VALDRNTakesAsFileName(sFromHere)) {
-        sCommand = Quoted(S_sProgram) + " -d " + Quoted(sFromHere);
-    } else {
-        // Named from its own folder; -msgintf kcsio reads intf.ini from
-        // the current folder, so it goes along.
-        const std::filesystem::path copy = std::filesystem::absolute(sPath);
-        const std::string sFolder = Quoted(copy.parent_path().string());
-        if (eInterfaceInUse == eInterfaceKCSIO) {
-            sCommand = "cp intf.ini " + sFolder + "/ && ";
-        }
-        const std::string sProgram =
-            S_sProgram.find('/') == std::string::npos ? S_sProgram : std::filesystem::absolute(S_sProgram).string();
-        sCommand += "cd " + sFolder + " && " + Quoted(sProgram) + " -d " + Quoted(copy.filename().string());
-    }
-    if (iFruID >= 0) {
-        char achFruID[24];
-        std::snprintf(achFruID, sizeof achFruID, " fruID=0x%02X", static_cast<unsigned>(iFruID & 0xFF));
-        sCommand += achFruID;
-    }
-    if (eInterfaceInUse == eInterfaceLanPlus) {
-        sCommand += " " + LanOptions("-n lanplus");
-    } else if (eInterfaceInUse == eInterfaceKCSIO) {
-        sCommand += " -msgintf kcsio";
-    }
-    return sCommand;
-}
-
-void AdviseSavedCopy(const std::string& sPath)
+void AdviseSavedCopy(WayBack* psWayBack, const std::string& sPath)
 {
     if (!sPath.empty()) {
-        S_sAdvicePath = sPath;
+        psWayBack->sCopyPath = sPath;
     }
-}
-
-bool SavedCopyAdvised()
-{
-    return !S_sAdvicePath.empty();
-}
-
-void PrintSavedCopyAdvice()
-{
-    if (S_sAdvicePath.empty() || S_bAdvicePrinted) {
-        return;
-    }
-    S_bAdvicePrinted = true;
-    std::fflush(stdout);
-    std::fputs(AdviceText(S_sAdvicePath).c_str(), stderr);
-}
-
-void ClearSavedCopyAdvice()
-{
-    S_sAdvicePath.clear();
-    S_bAdvicePrinted = false;
 }

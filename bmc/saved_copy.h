@@ -16,15 +16,12 @@
 // when it cannot be, one warning line on standard error says why and where.
 #pragma once
 
+#include <functional>
 #include <string>
-
 #include <vector>
 
 #include "base/sdr_entry.h"
 #include "sdr/sdr_exact_copy.h"
-
-// How the program was started (argv[0]): the restore command names it so.
-void SetRestoreProgramName(const char* pchArgv0);
 
 std::string SavedCopyFolder();
 // The folder without VALDRN_BACKUP_DIR.
@@ -33,25 +30,26 @@ std::string DefaultCopyFolder();
 // host, or this machine's host name in-band.
 std::string TargetName();
 
+// The way back of a run that changes the BMC: how the caller words the
+// advice for a copy (bmc/ builds no command line; the words are what a
+// second signal prints once a copy is on disk), and the copy a failed run
+// leaves, "" while there is none.
+struct WayBack {
+    std::function<std::string(const std::string& sCopyPath)> fnAdvice;
+    std::string sCopyPath;
+};
+
+// The copy becomes the run's way back (a "" path changes nothing).
+void AdviseSavedCopy(WayBack* psWayBack, const std::string& sPath);
+
 // The repository's records as -d puts them back: an SDR text file when
 // that holds every record as it is, else the exact copy (SDR binary format
 // 2 marked as such, ".bin"); "partial" in the name when the read of the
-// repository did not complete. The path, or "" after the warning.
-std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial);
+// repository did not complete. The path, or "" after the warning. Once on
+// disk, the way back's advice for it is what a second signal prints.
+std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, bool bPartial, const WayBack& wayBack);
 
 // A FRU device's bytes: as an image file -d puts back (bIsImage), or as all
 // the bytes read ("raw"), which ipmitool's "fru write" puts back.
-std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage);
-
-// The copy a failed or interrupted run leaves as the way back: from here
-// on, PrintSavedCopyAdvice names it and the command that restores it.
-void AdviseSavedCopy(const std::string& sPath);
-bool SavedCopyAdvised();
-// The advice, on standard error: the copy, then on a line of its own the
-// shell command that restores it, run from the current folder (password
-// shown as "..."). Prints once; nothing when no copy was advised.
-void PrintSavedCopyAdvice();
-// The restore command for a copy (what PrintSavedCopyAdvice prints).
-std::string RestoreCommand(const std::string& sPath);
-// Forgets the advice (a new operation, or a test).
-void ClearSavedCopyAdvice();
+std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Bytes, unsigned int uCount, bool bIsImage,
+                              const WayBack& wayBack);

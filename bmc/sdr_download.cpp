@@ -125,7 +125,7 @@ std::vector<SDRRecordBytes> RecordsOfList(const SDRRecordList& list)
 // uCount of them, u16Required bytes; add() erases the repository and adds
 // them, written() gives them as they were to be written.
 template <class Add, class Written>
-bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written written)
+bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written written, WayBack* psWayBack)
 {
     SDRRepositoryInfo info = {};
     if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_DOWNLOAD) != 0) {
@@ -144,7 +144,7 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
         return false;
     }
     // On disk before the erase: what could be read, whole or not.
-    const std::string sCopy = bBackupWanted ? SaveRepositoryCopy(asBackup, !bBackedUp) : std::string();
+    const std::string sCopy = bBackupWanted ? SaveRepositoryCopy(asBackup, !bBackedUp, *psWayBack) : std::string();
 
     std::printf("There are %Xh SDR records to download! \n", uCount);
     const int iResult = add();
@@ -164,21 +164,21 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
     if (!bBackupWanted) {
         EraseWhatWasAdded();
     } else if (!bBackedUp || !RestoreRepository(asBackup)) {
-        AdviseSavedCopy(sCopy);
+        AdviseSavedCopy(psWayBack, sCopy);
     }
     return false;
 }
 
 }  // namespace
 
-bool DoSDRAddToBMC(SDRRecordList* pList)
+bool DoSDRAddToBMC(SDRRecordList* pList, WayBack* psWayBack)
 {
     return AddToBMC(
         static_cast<unsigned int>(pList->size()), GetRequiredSDRSize(*pList),
-        [&] { return DownloadSDRHandler(pList, "download"); }, [&] { return RecordsOfList(*pList); });
+        [&] { return DownloadSDRHandler(pList, "download"); }, [&] { return RecordsOfList(*pList); }, psWayBack);
 }
 
-bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords)
+bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords, WayBack* psWayBack)
 {
     unsigned int uRequired = 0;
     for (const SDRRecordBytes& sRecord : asRecords) {
@@ -186,5 +186,5 @@ bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords)
     }
     return AddToBMC(
         static_cast<unsigned int>(asRecords.size()), static_cast<unsigned short>(uRequired),
-        [&] { return AddRepositoryRecords(asRecords, "download"); }, [&] { return asRecords; });
+        [&] { return AddRepositoryRecords(asRecords, "download"); }, [&] { return asRecords; }, psWayBack);
 }

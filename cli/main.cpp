@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "bmc/saved_copy.h"
+#include "operations/restore_advice.h"
 #include "cli/entry_point.h"
 
 namespace {

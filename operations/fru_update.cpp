@@ -4,9 +4,9 @@
 
 #include "base/interruption.h"
 #include "bmc/fru_field_update.h"
-#include "bmc/saved_copy.h"
 #include "bmc/target_lock.h"
 #include "operations/bmc_session.h"
+#include "operations/restore_advice.h"
 
 int UpdateFRUField(FRUUpdateRequest* psRequest)
 {
@@ -18,10 +18,11 @@ int UpdateFRUField(FRUUpdateRequest* psRequest)
     TargetLock lock;
     const bool bLocked = LockBMCForChanges(&lock);
     GuardAgainstInterruption();
-    const bool bUpdated = bLocked && WriteFRUFieldUpdate(psRequest);
+    WayBack wayBack = NewWayBack();
+    const bool bUpdated = bLocked && WriteFRUFieldUpdate(psRequest, &wayBack);
     CloseBMCSession();
     std::puts(bUpdated ? "Update FRU data successful!\n" : "Update FRU data failed!\n");
-    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice(wayBack);
     EndInterruptionGuard();
     return bUpdated ? 0 : 1;
 }

@@ -5,7 +5,6 @@
 
 #include "base/interruption.h"
 #include "bmc/fru_inventory.h"
-#include "bmc/saved_copy.h"
 #include "bmc/sdr_download.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/target_lock.h"
@@ -16,6 +15,7 @@
 #include "fru/fru_text_writer.h"
 #include "operations/bmc_session.h"
 #include "operations/memory_guard.h"
+#include "operations/restore_advice.h"
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 #include "sdr/sdr_text_writer.h"
@@ -38,14 +38,14 @@ bool UserAgreesToReplace()
     return iAnswer == 'y' || iAnswer == 'Y';
 }
 
-int DownloadSDR(const char* pchFileName)
+int DownloadSDR(const char* pchFileName, WayBack* psWayBack)
 {
     // A saved copy that holds records no SDR file can: they go back as
     // they are.
     std::vector<SDRRecordBytes> asExact;
     switch (ReadExactSDRCopyFile(pchFileName, &asExact)) {
     case ExactCopyFile::READ:
-        return DoSDRRecordsAddToBMC(asExact) ? 1 : 0;
+        return DoSDRRecordsAddToBMC(asExact, psWayBack) ? 1 : 0;
     case ExactCopyFile::DAMAGED:
         std::fputs("Failure to download SDR data!\n\n", stderr);
         return 0;
@@ -57,10 +57,10 @@ int DownloadSDR(const char* pchFileName)
         std::fputs("Failure to download SDR data!\n\n", stderr);
         return 0;
     }
-    return DoSDRAddToBMC(&records) ? 1 : 0;
+    return DoSDRAddToBMC(&records, psWayBack) ? 1 : 0;
 }
 
-int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
+int DownloadFRU(const char* pchFileName, unsigned short u16FruID, WayBack* psWayBack)
 {
     FRUImage image;
     const int iRead = ReadFRUFile(pchFileName, &image);
@@ -70,7 +70,7 @@ int DownloadFRU(const char* pchFileName, unsigned short u16FruID)
     }
     // The status stays the reader's: a failed write is reported and the
     // run still ends with 0, as the tool has always done.
-    if (DoFRUAddToBMC(static_cast<unsigned char>(u16FruID), image)) {
+    if (DoFRUAddToBMC(static_cast<unsigned char>(u16FruID), image, psWayBack)) {
         std::puts("Download FRU data successful. \n");
     } else {
         std::fputs("Failure to download FRU data! \n\n", stderr);
@@ -160,9 +160,10 @@ int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID)
         return 1;
     }
     GuardAgainstInterruption();
-    const int iStatus = bIsSDR ? DownloadSDR(pchFileName) : DownloadFRU(pchFileName, u16FruID);
+    WayBack wayBack = NewWayBack();
+    const int iStatus = bIsSDR ? DownloadSDR(pchFileName, &wayBack) : DownloadFRU(pchFileName, u16FruID, &wayBack);
     CloseBMCSession();
-    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice(wayBack);
     EndInterruptionGuard();
     // An interrupted run failed, whatever the kind of data.
     return iStatus == 1 && InterruptionSignal() == 0 ? 0 : 1;

@@ -138,8 +138,9 @@ TEST_F(InMemoryBmcTest, AFruImageGoesInWholeAndComesBackWithTheArea)
     ASSERT_LT(sImage.size(), sDevice.size());
     m_pBmc->m_fruDevices[2] = sDevice;
     const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    WayBack wayBack;
     CapturedOutput output;
-    EXPECT_TRUE(DoFRUAddToBMC(2, image));
+    EXPECT_TRUE(DoFRUAddToBMC(2, image, &wayBack));
     FRUImage inventory;
     EXPECT_TRUE(DoFRUGetFromBMC(2, &inventory));
     output.Finish();
@@ -160,8 +161,9 @@ TEST_F(InMemoryBmcTest, AWriteThatDoesNotStickIsPutBack)
     m_pBmc->m_fruDevices[2] = sDevice;
     m_pBmc->Fail(CMD_WRITE_FRU_DATA, {0x00});  // answered, not written
     const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    WayBack wayBack;
     CapturedOutput output;
-    EXPECT_FALSE(DoFRUAddToBMC(2, image));
+    EXPECT_FALSE(DoFRUAddToBMC(2, image, &wayBack));
     output.Finish();
     EXPECT_EQ(m_pBmc->m_fruDevices[2], sDevice);
     EXPECT_NE(output.Err(), "");
@@ -173,8 +175,9 @@ TEST_F(InMemoryBmcTest, AnImageLargerThanTheAreaIsNeverWritten)
     const std::string sImage = TypicalServerFru();
     m_pBmc->m_fruDevices[2] = std::string(sImage.size() - 1, '\x5A');
     const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    WayBack wayBack;
     CapturedOutput output;
-    EXPECT_FALSE(DoFRUAddToBMC(2, image));
+    EXPECT_FALSE(DoFRUAddToBMC(2, image, &wayBack));
     output.Finish();
     EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
     EXPECT_EQ(m_pBmc->m_fruDevices[2], std::string(sImage.size() - 1, '\x5A'));

@@ -607,6 +607,7 @@ TEST_F(RepositoryCommandTest, TwentyBytesAreReadAndWrittenAsSixteenAndFour)
 // byte C3.
 class FieldUpdateTest : public RepositoryCommandTest {
 protected:
+    WayBack m_wayBack;  // the copy a write that cannot be undone leaves
     static std::string Device()
     {
         std::string sDevice("\x01\x00\x00\x01\x00\x00\x00\xFE", 8);
@@ -668,7 +669,7 @@ protected:
         QueuePutBack();
         FRUUpdateRequest request = BoardSerial();
         CapturedOutput output;
-        EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+        EXPECT_FALSE(WriteFRUFieldUpdate(&request, &m_wayBack));
         output.Finish();
         return output.Err();
     }
@@ -706,7 +707,7 @@ TEST_F(FieldUpdateTest, ASerialNumberIsReadThenWrittenTypeLengthDataChecksum)
     Answer("\x2B");
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
-    EXPECT_TRUE(WriteFRUFieldUpdate(&request));
+    EXPECT_TRUE(WriteFRUFieldUpdate(&request, &m_wayBack));
     output.Finish();
     EXPECT_EQ(Writes(),
               (std::vector<std::string>{"28 12 [00 0F 00 C3]", "28 12 [00 10 00 58 59 5A]", "28 12 [00 17 00 2B]"}));
@@ -720,7 +721,7 @@ TEST_F(FieldUpdateTest, ALengthThatDiffersFromTheDeviceWritesNothing)
     Ok({1, 0xC4});
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
-    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request, &m_wayBack));
     output.Finish();
     EXPECT_EQ(Requests().size(), 2u);
     EXPECT_EQ(output.Err(), "<ERROR> String length specified must match string length in the FRU Inventory! \n");
@@ -737,13 +738,14 @@ TEST_F(FieldUpdateTest, AFailedDataWriteIsUndone)
     QueuePutBack();
     FRUUpdateRequest request = BoardSerial();
     CapturedOutput output;
-    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request, &m_wayBack));
     output.Finish();
     EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0F 00 C3]", "28 12 [00 10 00 58 59 5A]",
                                                   "28 12 [00 0F 00 C3 61 62 63 00 00 00 00 10]"}));
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: Failure to write data to FRU.\ncc = C1 \n"
               "FRU device 0x00 was put back as it was before this run.\n");
+    EXPECT_EQ(m_wayBack.sCopyPath, "");  // put back: no copy to advise
 }
 
 // A device that takes the writes but keeps its old bytes is no success.
@@ -772,7 +774,7 @@ TEST_F(FieldUpdateTest, AnInterruptionBeforeTheFirstWriteWritesNothing)
     GuardAgainstInterruption();
     std::raise(SIGINT);
     CapturedOutput output;
-    EXPECT_FALSE(WriteFRUFieldUpdate(&request));
+    EXPECT_FALSE(WriteFRUFieldUpdate(&request, &m_wayBack));
     output.Finish();
     EndInterruptionGuard();
     // The signal is forgotten for the tests that follow.
@@ -801,7 +803,7 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
     request.au8EncodedData[1] = 0x02;
     request.au8EncodedData[2] = 0x03;
     CapturedOutput output;
-    EXPECT_TRUE(WriteFRUFieldUpdate(&request));
+    EXPECT_TRUE(WriteFRUFieldUpdate(&request, &m_wayBack));
     output.Finish();
     EXPECT_EQ(Requests()[1], "28 11 [00 0B 00 03]");
     EXPECT_EQ(Writes(), (std::vector<std::string>{"28 12 [00 0B 00 01 02 03]", "28 12 [00 17 00 0A]"}));

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "base/interface_state.h"
+#include "operations/restore_advice.h"
 #include "sdr/sdr_exact_copy.h"
 #include "sdr/sdr_text_reader.h"
 #include "support/sdr_fixtures.h"
@@ -40,7 +41,6 @@ protected:
     {
         setenv("VALDRN_BACKUP_DIR", m_dir.File("backups").c_str(), 1);
         eInterfaceInUse = eInterfaceOpenIPMI;
-        ClearSavedCopyAdvice();
         SetRestoreProgramName("VALDRN");
     }
     void TearDown() override
@@ -48,9 +48,9 @@ protected:
         unsetenv("VALDRN_BACKUP_DIR");
         eInterfaceInUse = eInterfaceOpenIPMI;
         sIolData = {};
-        ClearSavedCopyAdvice();
         SetRestoreProgramName(nullptr);
     }
+    WayBack m_wayBack = NewWayBack();
     std::vector<std::string> Names() const
     {
         std::vector<std::string> asNames;
@@ -95,7 +95,7 @@ TEST(SavedCopyFolderTest, TheVariableThenRootThenTheStateHome)
 TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
 {
     const unsigned char au8Bytes[] = {1, 2, 3, 0xFF};
-    const std::string sPath = SaveFRUDeviceCopy(7, au8Bytes, 4, true);
+    const std::string sPath = SaveFRUDeviceCopy(7, au8Bytes, 4, true, m_wayBack);
     ASSERT_FALSE(sPath.empty());
     const std::string sName = fs::path(sPath).filename().string();
     char achHost[256] = {};
@@ -114,7 +114,7 @@ TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
     EXPECT_EQ(info.st_mode & 0777, 0600u);
     ASSERT_EQ(stat(m_dir.File("backups").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0700u);
-    const std::string sRaw = SaveFRUDeviceCopy(7, au8Bytes, 4, false);
+    const std::string sRaw = SaveFRUDeviceCopy(7, au8Bytes, 4, false, m_wayBack);
     EXPECT_EQ(sRaw.substr(sRaw.size() - 8), "-raw.bin");
 }
 
@@ -132,12 +132,12 @@ void Age(const std::string& sPath, long lSecondsFromNow)
 TEST_F(SavedCopyTest, NamesAreUniqueAndTheNewestTwentyAreKept)
 {
     const unsigned char u8Byte = 0;
-    const std::string sOtherKind = SaveFRUDeviceCopy(1, &u8Byte, 1, true);
+    const std::string sOtherKind = SaveFRUDeviceCopy(1, &u8Byte, 1, true, m_wayBack);
     ASSERT_FALSE(sOtherKind.empty());
     Age(sOtherKind, -100000);
     std::vector<std::string> asPaths;
     for (int i = 0; i < 22; ++i) {
-        asPaths.push_back(SaveFRUDeviceCopy(0, &u8Byte, 1, true));
+        asPaths.push_back(SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack));
         ASSERT_FALSE(asPaths.back().empty());
         if (i < 21) {
             Age(asPaths.back(), -7200 + i);
@@ -159,7 +159,7 @@ TEST_F(SavedCopyTest, CopiesYoungerThanAnHourStay)
 {
     const unsigned char u8Byte = 0;
     for (int i = 0; i < 25; ++i) {
-        ASSERT_FALSE(SaveFRUDeviceCopy(0, &u8Byte, 1, true).empty());
+        ASSERT_FALSE(SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack).empty());
     }
     EXPECT_EQ(Names().size(), 25u);
 }
@@ -171,7 +171,7 @@ TEST_F(SavedCopyTest, CopiesFromAClockThatWasAheadNeverRemoveThisRunsCopy)
 {
     const unsigned char u8Byte = 0;
     for (int i = 0; i < 21; ++i) {
-        const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+        const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack);
         ASSERT_FALSE(sPath.empty());
         // Named as that clock named them, a year or more later (a year of
         // its own each: two saves within one millisecond take one name).
@@ -182,16 +182,17 @@ TEST_F(SavedCopyTest, CopiesFromAClockThatWasAheadNeverRemoveThisRunsCopy)
         Age(sAhead, 86400);
     }
     // An old copy as well, which may go.
-    const std::string sOld = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+    const std::string sOld = SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack);
     Age(sOld, -7200);
-    const std::string sMine = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
+    const std::string sMine = SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack);
     ASSERT_FALSE(sMine.empty());
     EXPECT_TRUE(fs::exists(sMine));
     EXPECT_FALSE(fs::exists(sOld));
     EXPECT_EQ(Names().size(), 22u);
-    AdviseSavedCopy(sMine);
+    WayBack wayBack = NewWayBack();
+    AdviseSavedCopy(&wayBack, sMine);
     CapturedOutput output;
-    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice(wayBack);
     output.Finish();
     EXPECT_NE(output.Err().find(fs::path(sMine).filename().string()), std::string::npos) << output.Err();
 }
@@ -207,7 +208,7 @@ TEST_F(SavedCopyTest, AFolderOthersCanWriteInIsRefusedForTheDefaultOne)
     setenv("HOME", m_dir.File("home").c_str(), 1);
     const unsigned char u8Byte = 0;
     CapturedOutput output;
-    const std::string sPath = SaveFRUDeviceCopy(3, &u8Byte, 1, true);
+    const std::string sPath = SaveFRUDeviceCopy(3, &u8Byte, 1, true, m_wayBack);
     output.Finish();
     setenv("HOME", sHome.c_str(), 1);
     unsetenv("XDG_STATE_HOME");
@@ -228,7 +229,7 @@ TEST_F(SavedCopyTest, AFolderOthersCanWriteInIsRefusedForTheDefaultOne)
 TEST_F(SavedCopyTest, APlantedLinkIsNeverFollowed)
 {
     const unsigned char u8Byte = 0x5A;
-    ASSERT_FALSE(SaveFRUDeviceCopy(4, &u8Byte, 1, true).empty());
+    ASSERT_FALSE(SaveFRUDeviceCopy(4, &u8Byte, 1, true, m_wayBack).empty());
     WriteFile(m_dir.File("victim"), "precious");
     ASSERT_EQ(chmod(m_dir.File("victim").c_str(), 0600), 0);
     // Every name this process could take within the next seconds.
@@ -249,7 +250,7 @@ TEST_F(SavedCopyTest, APlantedLinkIsNeverFollowed)
             (void)iIgnored;
         }
     }
-    const std::string sPath = SaveFRUDeviceCopy(4, &u8Byte, 1, true);
+    const std::string sPath = SaveFRUDeviceCopy(4, &u8Byte, 1, true, m_wayBack);
     EXPECT_EQ(ReadFile(m_dir.File("victim")), "precious");
     if (!sPath.empty()) {
         struct stat info = {};
@@ -265,7 +266,7 @@ TEST_F(SavedCopyTest, AFolderThatCannotBeMadeGivesOneWarning)
     setenv("VALDRN_BACKUP_DIR", m_dir.File("file/backups").c_str(), 1);
     const unsigned char u8Byte = 0;
     CapturedOutput output;
-    EXPECT_EQ(SaveFRUDeviceCopy(2, &u8Byte, 1, true), "");
+    EXPECT_EQ(SaveFRUDeviceCopy(2, &u8Byte, 1, true, m_wayBack), "");
     output.Finish();
     EXPECT_EQ(output.Err(), "Warning: no copy of FRU device 2 could be saved in " + m_dir.File("file/backups") +
                                 ": Not a directory.\n");
@@ -280,7 +281,7 @@ TEST_F(SavedCopyTest, ARepositoryCopyOfOrdinaryRecordsIsSdrText)
     const std::vector<std::string> asRecords = {SdrNamedRecord(1, 0x01, "Fan 1"), SdrFixedRecord(2, 0x08, 0x10)};
     UseLan("10.0.0.5", "admin");
     CapturedOutput output;
-    const std::string sPath = SaveRepositoryCopy(asRecords, true);
+    const std::string sPath = SaveRepositoryCopy(asRecords, true, m_wayBack);
     output.Finish();
     EXPECT_EQ(output.Out() + output.Err(), "");
     ASSERT_FALSE(sPath.empty());
@@ -304,7 +305,7 @@ TEST_F(SavedCopyTest, ARepositoryCopyOfRecordsTextCannotHoldIsExact)
                                                 SdrRecord(2, 0xC0, std::string(195, '\x5A')),
                                                 SdrRecord(3, 0xC1, std::string(255, '\x00'))};
     CapturedOutput output;
-    const std::string sPath = SaveRepositoryCopy(asRecords, false);
+    const std::string sPath = SaveRepositoryCopy(asRecords, false, m_wayBack);
     output.Finish();
     EXPECT_EQ(output.Out() + output.Err(), "");
     ASSERT_FALSE(sPath.empty());
@@ -318,7 +319,7 @@ TEST_F(SavedCopyTest, ARepositoryCopyOfRecordsTextCannotHoldIsExact)
 TEST_F(SavedCopyTest, NoRecordReadWholeIsNoCopy)
 {
     CapturedOutput output;
-    EXPECT_EQ(SaveRepositoryCopy({}, true), "");
+    EXPECT_EQ(SaveRepositoryCopy({}, true, m_wayBack), "");
     output.Finish();
     EXPECT_EQ(output.Err(), "Warning: no copy of the SDR repository could be saved in " + m_dir.File("backups") +
                                 ": no record could be read.\n");
@@ -332,7 +333,7 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     const std::string sSaved = fs::current_path().string();
     fs::current_path(m_dir.Path());
     const unsigned char u8Byte = 0;
-    const std::string sFru = SaveFRUDeviceCopy(0x1A, &u8Byte, 1, true);
+    const std::string sFru = SaveFRUDeviceCopy(0x1A, &u8Byte, 1, true, m_wayBack);
     const std::string sName = fs::path(sFru).filename().string();
     EXPECT_EQ(RestoreCommand(sFru), "VALDRN -d backups/" + sName + " fruID=0x1A");
     eInterfaceInUse = eInterfaceKCSIO;
@@ -341,7 +342,7 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     SetRestoreProgramName("./bin/VALDRN");
     EXPECT_EQ(RestoreCommand(sFru), "./bin/VALDRN -d backups/" + sName +
                                         " fruID=0x1A -n lanplus -H bmc-7.example -U 'the admin' -P ... -C 3");
-    const std::string sRaw = SaveFRUDeviceCopy(3, &u8Byte, 1, false);
+    const std::string sRaw = SaveFRUDeviceCopy(3, &u8Byte, 1, false, m_wayBack);
     const std::string sRawName = fs::path(sRaw).filename().string();
     EXPECT_EQ(sRawName.rfind("bmc-7.example-fru3-", 0), 0u);
     EXPECT_EQ(RestoreCommand(sRaw),
@@ -369,7 +370,7 @@ TEST_F(SavedCopyTest, ACopyVALDRNCannotBeGivenFromHereIsRestoredFromItsFolder)
     fs::create_directory(m_dir.File("here"));
     fs::current_path(m_dir.File("here"));
     const unsigned char u8Byte = 0;
-    const std::string sFru = SaveFRUDeviceCopy(2, &u8Byte, 1, true);
+    const std::string sFru = SaveFRUDeviceCopy(2, &u8Byte, 1, true, m_wayBack);
     ASSERT_FALSE(sFru.empty());
     const std::string sName = fs::path(sFru).filename().string();
     SetRestoreProgramName("../bin/VALDRN");
@@ -381,27 +382,28 @@ TEST_F(SavedCopyTest, ACopyVALDRNCannotBeGivenFromHereIsRestoredFromItsFolder)
                                         " fruID=0x02 -msgintf kcsio");
     // Short, but with a blank: the same.
     setenv("VALDRN_BACKUP_DIR", m_dir.File("my backups").c_str(), 1);
-    const std::string sNear = SaveFRUDeviceCopy(2, &u8Byte, 1, true);
+    const std::string sNear = SaveFRUDeviceCopy(2, &u8Byte, 1, true, m_wayBack);
     EXPECT_EQ(RestoreCommand(sNear).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0), 0u)
         << RestoreCommand(sNear);
     fs::current_path(sSaved);
 }
 
-TEST_F(SavedCopyTest, TheAdviceIsPrintedOnceAndOnlyWhenGiven)
+TEST_F(SavedCopyTest, TheAdviceIsPrintedOnlyWhenGiven)
 {
+    WayBack wayBack = NewWayBack();
     CapturedOutput quiet;
-    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice(wayBack);
     quiet.Finish();
     EXPECT_EQ(quiet.Err(), "");
-    AdviseSavedCopy("");
-    EXPECT_FALSE(SavedCopyAdvised());
+    AdviseSavedCopy(&wayBack, "");
+    EXPECT_EQ(wayBack.sCopyPath, "");
     const unsigned char u8Byte = 0;
-    const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true);
-    AdviseSavedCopy(sPath);
-    EXPECT_TRUE(SavedCopyAdvised());
+    const std::string sPath = SaveFRUDeviceCopy(0, &u8Byte, 1, true, m_wayBack);
+    AdviseSavedCopy(&wayBack, sPath);
+    AdviseSavedCopy(&wayBack, "");  // a later copy that could not be written keeps this one
+    EXPECT_EQ(wayBack.sCopyPath, sPath);
     CapturedOutput output;
-    PrintSavedCopyAdvice();
-    PrintSavedCopyAdvice();
+    PrintSavedCopyAdvice(wayBack);
     output.Finish();
     const std::string sShown = fs::relative(sPath).string();
     EXPECT_EQ(output.Err(), "The BMC's data from before this run is saved in " + sShown +

@@ -1,0 +1,22 @@
+// The way back a failed run names: its saved copy and the shell command
+// that puts the copy back, worded from this run's interface options.
+#pragma once
+
+#include <string>
+
+#include "bmc/saved_copy.h"
+
+// How the program was started (argv[0]): the restore command names it so.
+void SetRestoreProgramName(const char* pchArgv0);
+
+// The restore command for a copy, run from the current folder (password
+// shown as "..."): VALDRN -d for an SDR or FRU file, ipmitool's "fru write"
+// for a device's raw bytes.
+std::string RestoreCommand(const std::string& sPath);
+// The advice: the copy, then on a line of its own its restore command.
+std::string SavedCopyAdviceText(const std::string& sPath);
+// A run's way back before anything is saved: worded by SavedCopyAdviceText.
+WayBack NewWayBack();
+// Prints the advice on standard error when the run left a copy as its way
+// back; nothing otherwise.
+void PrintSavedCopyAdvice(const WayBack& wayBack);
