@@ -10,11 +10,10 @@
 
 namespace {
 
-constexpr unsigned int CHUNK_SIZE = 16;
 
 unsigned int RoundUpToChunks(unsigned int uCount)
 {
-    return (uCount + CHUNK_SIZE - 1) / CHUNK_SIZE * CHUNK_SIZE;
+    return (uCount + STORAGE_CHUNK_SIZE - 1) / STORAGE_CHUNK_SIZE * STORAGE_CHUNK_SIZE;
 }
 
 // The device's bytes up to uCount (at most the area), appended to what is

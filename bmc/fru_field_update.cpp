@@ -8,15 +8,11 @@
 #include "bmc/fru_device_content.h"
 #include "bmc/fru_inventory.h"
 #include "encoding/checksum.h"
+#include "fru/fru_image.h"
 
 namespace {
 
 constexpr unsigned int DATE_TIME_BYTES = 3;
-constexpr unsigned int COMMON_HEADER_BYTES = 8;
-// The common header's area offsets, in units of 8 bytes.
-constexpr unsigned int CHASSIS_AREA_OFFSET = 2;
-constexpr unsigned int BOARD_AREA_OFFSET = 3;
-constexpr unsigned int PRODUCT_AREA_OFFSET = 4;
 
 // The area's checksum byte: its position and value.
 bool ReadAreaChecksum(unsigned char u8FruID, unsigned char u8AreaOffset, unsigned short* pu16Position,
@@ -44,12 +40,12 @@ bool NewChecksum(unsigned char u8Old, unsigned int uCount, const unsigned char* 
 unsigned char SerialNumberArea(const char* pchField, const unsigned char* pu8Header)
 {
     if (std::strcmp(pchField, "snBoard") == 0) {
-        return pu8Header[BOARD_AREA_OFFSET];
+        return pu8Header[FRU_AREA_BOARD];
     }
     if (std::strcmp(pchField, "snChassis") == 0) {
-        return pu8Header[CHASSIS_AREA_OFFSET];
+        return pu8Header[FRU_AREA_CHASSIS];
     }
-    return pu8Header[PRODUCT_AREA_OFFSET];
+    return pu8Header[FRU_AREA_PRODUCT];
 }
 
 // The writes of one field update, worked out from what the device holds:
@@ -118,7 +114,7 @@ bool PlanDateTime(const FRUUpdateRequest* psRequest, const unsigned char* pu8Hea
     unsigned char au8Old[DATE_TIME_BYTES] = {};
     unsigned char u8Checksum = 0;
     if (!ReadFRUBytes(u8FruID, psRequest->u16Offset, DATE_TIME_BYTES, au8Old) ||
-        !ReadAreaChecksum(u8FruID, pu8Header[BOARD_AREA_OFFSET], &psPlan->u16ChecksumPosition, &u8Checksum) ||
+        !ReadAreaChecksum(u8FruID, pu8Header[FRU_AREA_BOARD], &psPlan->u16ChecksumPosition, &u8Checksum) ||
         !NewChecksum(u8Checksum, DATE_TIME_BYTES, au8Old, psRequest->au8EncodedData, &psPlan->u8Checksum)) {
         return false;
     }
@@ -166,8 +162,8 @@ bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan
 bool WriteFRUFieldUpdate(FRUUpdateRequest* psRequest, WayBack* psWayBack)
 {
     const unsigned char u8FruID = psRequest->u8FruID;
-    unsigned char au8Header[COMMON_HEADER_BYTES] = {};
-    if (!ReadFRUBytes(u8FruID, 0, COMMON_HEADER_BYTES, au8Header)) {
+    unsigned char au8Header[FRU_COMMON_HEADER_SIZE] = {};
+    if (!ReadFRUBytes(u8FruID, 0, FRU_COMMON_HEADER_SIZE, au8Header)) {
         return false;
     }
     FieldUpdatePlan plan;

@@ -11,9 +11,8 @@
 
 namespace {
 
-constexpr unsigned int CHUNK_SIZE = 16;
 // The upload reads whole chunks: up to 15 bytes past the area.
-constexpr unsigned int SPARE_BYTES = 16;
+constexpr unsigned int SPARE_BYTES = STORAGE_CHUNK_SIZE;
 
 void PutAddress(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset)
 {
@@ -75,14 +74,14 @@ int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16Ar
 int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory)
 {
     IPMICommandRecord record = NewCommandRecord();
-    if (psInventory == nullptr || psInventory->au8Bytes.size() < u16Offset + CHUNK_SIZE) {
+    if (psInventory == nullptr || psInventory->au8Bytes.size() < u16Offset + STORAGE_CHUNK_SIZE) {
         std::fputs("<ERROR> Internal Error.", stderr);
         return CMD_FAILED;
     }
     if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
         return CMD_FAILED;
     }
-    std::memcpy(psInventory->au8Bytes.data() + u16Offset, record.au8ResponseData + 1, CHUNK_SIZE);
+    std::memcpy(psInventory->au8Bytes.data() + u16Offset, record.au8ResponseData + 1, STORAGE_CHUNK_SIZE);
     return FRU_READ_DONE;
 }
 
@@ -187,17 +186,17 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayB
 int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory, unsigned int* puReadSize)
 {
     unsigned int uOffset = 0;
-    for (;; uOffset += CHUNK_SIZE) {
-        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), CHUNK_SIZE, psInventory) == CMD_FAILED) {
-            *puReadSize = uOffset + CHUNK_SIZE;
+    for (;; uOffset += STORAGE_CHUNK_SIZE) {
+        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), STORAGE_CHUNK_SIZE, psInventory) == CMD_FAILED) {
+            *puReadSize = uOffset + STORAGE_CHUNK_SIZE;
             return CMD_FAILED;
         }
-        if (uOffset + CHUNK_SIZE >= u16AreaSize) {
+        if (uOffset + STORAGE_CHUNK_SIZE >= u16AreaSize) {
             break;
         }
     }
     // Rounded up to whole chunks: up to 15 bytes past the area.
-    *puReadSize = uOffset + CHUNK_SIZE;
+    *puReadSize = uOffset + STORAGE_CHUNK_SIZE;
     return FRU_UPLOAD_COMPLETE;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bmc/command_results.h"
+#include "bmc/ipmi_command.h"
 #include "bmc/saved_copy.h"
 #include "fru/fru_image.h"
 
@@ -24,9 +25,8 @@ int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16
 template <typename TChunkStep>
 bool ForEachFRUChunk(unsigned int uSize, TChunkStep step)
 {
-    constexpr unsigned int CHUNK_SIZE = 16;
-    for (unsigned int uOffset = 0; uOffset < uSize; uOffset += CHUNK_SIZE) {
-        if (!step(uOffset, uSize - uOffset < CHUNK_SIZE ? uSize - uOffset : CHUNK_SIZE)) {
+    for (unsigned int uOffset = 0; uOffset < uSize; uOffset += STORAGE_CHUNK_SIZE) {
+        if (!step(uOffset, uSize - uOffset < STORAGE_CHUNK_SIZE ? uSize - uOffset : STORAGE_CHUNK_SIZE)) {
             return false;
         }
     }

@@ -5,6 +5,8 @@
 #include <string>
 
 constexpr unsigned int IPMI_REQUEST_DATA_SIZE = 32;
+// The storage commands move SDR and FRU bytes this many at a time.
+constexpr unsigned int STORAGE_CHUNK_SIZE = 16;
 constexpr unsigned int IPMI_RESPONSE_DATA_SIZE = 100;
 
 // NetFn/LUN bytes the program sends (LUN 0).

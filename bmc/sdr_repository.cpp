@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr unsigned int CHUNK_SIZE = 16;
 // A Partial Add request: reservation, record ID, offset, progress, then
 // the data; the request buffer leaves room for 26 data bytes.
 constexpr unsigned int PARTIAL_ADD_HEADER = 6;
@@ -171,7 +170,7 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
 {
     const unsigned int uOffset = psEntry->u8Cursor;
     const unsigned int uReadSize =
-        uOffset + CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE;
+        uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : STORAGE_CHUNK_SIZE;
     const int iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
                                     psEntry->au8RecordData + uOffset, pchVerb, eCancel);
     if (iResult != SDR_RECORD_READ_IN_PART) {
@@ -211,8 +210,8 @@ int GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, un
     const unsigned int uLength = AnnounceRecord(au8Header, pchVerb);
     psRecord->assign(reinterpret_cast<const char*>(au8Header), SDR_HEADER_LENGTH);
     psRecord->resize(uLength);
-    for (unsigned int uOffset = SDR_HEADER_LENGTH; uOffset < uLength; uOffset += CHUNK_SIZE) {
-        const unsigned int uReadSize = uLength - uOffset < CHUNK_SIZE ? uLength - uOffset : CHUNK_SIZE;
+    for (unsigned int uOffset = SDR_HEADER_LENGTH; uOffset < uLength; uOffset += STORAGE_CHUNK_SIZE) {
+        const unsigned int uReadSize = uLength - uOffset < STORAGE_CHUNK_SIZE ? uLength - uOffset : STORAGE_CHUNK_SIZE;
         iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
                               reinterpret_cast<unsigned char*>(&(*psRecord)[uOffset]), pchVerb, eCancel);
         if (iResult != SDR_RECORD_READ_IN_PART) {
@@ -435,7 +434,7 @@ int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordI
     std::memcpy(record.au8RequestData + PARTIAL_ADD_HEADER, pu8Window, uWindow);
     record.u8RequestLength = static_cast<unsigned char>(uSend + PARTIAL_ADD_HEADER);
     DebugMessage("   RecordData\n");
-    DebugPrintArray(record.au8RequestData, (uSend > CHUNK_SIZE ? uSend : CHUNK_SIZE) + PARTIAL_ADD_HEADER);
+    DebugPrintArray(record.au8RequestData, (uSend > STORAGE_CHUNK_SIZE ? uSend : STORAGE_CHUNK_SIZE) + PARTIAL_ADD_HEADER);
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, &record)) {
         if (Cancelled(record, eCancel)) {
@@ -453,14 +452,14 @@ int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordI
 int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
-    const bool bLast = uOffset + CHUNK_SIZE >= psEntry->u8RecordLength;
+    const bool bLast = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength;
     // Always 16 bytes in the request; its length decides how many are sent.
     const unsigned int uCopy =
         uOffset < SDR_RECORD_DATA_SIZE
-            ? (SDR_RECORD_DATA_SIZE - uOffset < CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : CHUNK_SIZE)
+            ? (SDR_RECORD_DATA_SIZE - uOffset < STORAGE_CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : STORAGE_CHUNK_SIZE)
             : 0;
     return PartialAddBytes(u16ReservationID, &psEntry->u16RecordID, uOffset, psEntry->au8RecordData + uOffset, uCopy,
-                           bLast ? psEntry->u8RecordLength - uOffset : CHUNK_SIZE, bLast, eCancel);
+                           bLast ? psEntry->u8RecordLength - uOffset : STORAGE_CHUNK_SIZE, bLast, eCancel);
 }
 
 // Every chunk of one record under the reservation: SDR_PARTIAL_ADD_LAST
@@ -471,7 +470,7 @@ int AddRecordChunks(unsigned short u16Reservation, SDREntry* psEntry, eCancelHan
     psEntry->u16RecordID = 0;  // a new record
     // An 8-bit offset like u8Cursor: records are far below 240 bytes.
     for (unsigned char u8Offset = 0; u8Offset < psEntry->u8RecordLength;
-         u8Offset = static_cast<unsigned char>(u8Offset + CHUNK_SIZE)) {
+         u8Offset = static_cast<unsigned char>(u8Offset + STORAGE_CHUNK_SIZE)) {
         psEntry->u8Cursor = u8Offset;
         iResult = PartialAddChunk(u16Reservation, psEntry, eCancel);
         if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED) {
@@ -490,12 +489,12 @@ int AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRec
     const auto uLength = static_cast<unsigned int>(sRecord.size());
     unsigned short u16RecordID = 0;  // a new record
     int iResult = CMD_FAILED;
-    for (unsigned int uOffset = 0; uOffset < uLength; uOffset += CHUNK_SIZE) {
+    for (unsigned int uOffset = 0; uOffset < uLength; uOffset += STORAGE_CHUNK_SIZE) {
         const unsigned int uLeft = uLength - uOffset;
-        const bool bLast = uLeft <= CHUNK_SIZE || uOffset + CHUNK_SIZE > 0xFF;
+        const bool bLast = uLeft <= STORAGE_CHUNK_SIZE || uOffset + STORAGE_CHUNK_SIZE > 0xFF;
         iResult = PartialAddBytes(u16Reservation, &u16RecordID, uOffset, pu8Bytes + uOffset,
                                   uLeft < PARTIAL_ADD_DATA_ROOM ? uLeft : PARTIAL_ADD_DATA_ROOM,
-                                  bLast ? uLeft : CHUNK_SIZE, bLast, eCancel);
+                                  bLast ? uLeft : STORAGE_CHUNK_SIZE, bLast, eCancel);
         if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED || bLast) {
             return iResult;
         }

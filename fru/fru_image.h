@@ -14,7 +14,9 @@ constexpr unsigned char FRU_END_OF_FIELDS = 0xC1;
 constexpr unsigned int FRU_MULTIRECORD_HEADER_SIZE = 5;
 constexpr unsigned int FRU_MAX_IMAGE_SIZE = 0xFFFF;  // sizes are 16-bit
 
-// Rows of the area table, in this fixed order.
+// Rows of the area table, in this fixed order; for the areas, also the
+// index of the common header's byte that holds the area's offset (in
+// units of 8 bytes).
 enum eFRUArea {
     FRU_AREA_COMMON = 0,
     FRU_AREA_INTERNAL = 1,
