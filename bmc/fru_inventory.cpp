@@ -187,7 +187,8 @@ int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage
 {
     unsigned int uOffset = 0;
     for (;; uOffset += STORAGE_CHUNK_SIZE) {
-        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), STORAGE_CHUNK_SIZE, psInventory) == CMD_FAILED) {
+        if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), STORAGE_CHUNK_SIZE, psInventory) ==
+            CMD_FAILED) {
             *puReadSize = uOffset + STORAGE_CHUNK_SIZE;
             return CMD_FAILED;
         }

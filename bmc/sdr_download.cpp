@@ -30,10 +30,10 @@ bool BackUpRepository(unsigned short u16Expected, std::vector<SDRRecordBytes>* p
     std::puts("Backup data from SDR Repository. ");
     std::puts("The back-up data will restore the SDR Repository if downloading is failed. ");
     pasBackup->clear();
-    for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
+    for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption(PassVerb(RepositoryPass::DOWNLOAD)); ++iRead) {
         unsigned short u16Count = u16Expected;
         std::vector<SDRRecordBytes> asRead;
-        const int iResult = ReadRepositoryRecords(&u16Count, &asRead, "backup");
+        const int iResult = ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP);
         if (iResult == SDR_RECORD_READ || asRead.size() > pasBackup->size()) {
             *pasBackup = asRead;
         }
@@ -71,7 +71,7 @@ bool RestoreRepository(const std::vector<SDRRecordBytes>& asBackup)
 {
     std::puts("Restore SDR Repository. ");
     std::printf("There are %Xh SDR records to restore! \n", static_cast<unsigned int>(asBackup.size()));
-    if (AddRepositoryRecords(asBackup, "restore") != CMD_FAILED) {
+    if (AddRepositoryRecords(asBackup, RepositoryPass::RESTORE) != CMD_FAILED) {
         std::puts("Restore SDR Repository Successful. ");
         return true;
     }
@@ -108,7 +108,8 @@ bool RepositoryHolds(const std::vector<SDRRecordBytes>& asWritten)
     }
     unsigned short u16Read = info.u16RecordCount;
     std::vector<SDRRecordBytes> asRead;
-    return u16Read == asWritten.size() && ReadRepositoryRecords(&u16Read, &asRead, "upload") == SDR_RECORD_READ &&
+    return u16Read == asWritten.size() &&
+           ReadRepositoryRecords(&u16Read, &asRead, RepositoryPass::UPLOAD) == SDR_RECORD_READ &&
            WithoutIds(asRead) == WithoutIds(asWritten);
 }
 
@@ -140,7 +141,8 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
     std::vector<SDRRecordBytes> asBackup;
     const bool bBackedUp = bBackupWanted && BackUpRepository(info.u16RecordCount, &asBackup);
     // A signal before the erase: nothing was changed, nothing to restore.
-    if (StopForInterruption("download") || (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
+    if (StopForInterruption(PassVerb(RepositoryPass::DOWNLOAD)) ||
+        (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
         return false;
     }
     // On disk before the erase: what could be read, whole or not.
@@ -175,7 +177,8 @@ bool DoSDRAddToBMC(SDRRecordList* pList, WayBack* psWayBack)
 {
     return AddToBMC(
         static_cast<unsigned int>(pList->size()), GetRequiredSDRSize(*pList),
-        [&] { return DownloadSDRHandler(pList, "download"); }, [&] { return RecordsOfList(*pList); }, psWayBack);
+        [&] { return DownloadSDRHandler(pList, RepositoryPass::DOWNLOAD); }, [&] { return RecordsOfList(*pList); },
+        psWayBack);
 }
 
 bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords, WayBack* psWayBack)
@@ -186,5 +189,6 @@ bool DoSDRRecordsAddToBMC(const std::vector<SDRRecordBytes>& asRecords, WayBack*
     }
     return AddToBMC(
         static_cast<unsigned int>(asRecords.size()), static_cast<unsigned short>(uRequired),
-        [&] { return AddRepositoryRecords(asRecords, "download"); }, [&] { return asRecords; }, psWayBack);
+        [&] { return AddRepositoryRecords(asRecords, RepositoryPass::DOWNLOAD); }, [&] { return asRecords; },
+        psWayBack);
 }

@@ -112,18 +112,33 @@ int ReserveSDRCommand(unsigned short* pu16ReservationID)
     return SDR_RESERVATION_OBTAINED;
 }
 
+const char* PassVerb(RepositoryPass ePass)
+{
+    switch (ePass) {
+    case RepositoryPass::UPLOAD:
+        return "upload";
+    case RepositoryPass::DOWNLOAD:
+        return "download";
+    case RepositoryPass::BACKUP:
+        return "backup";
+    case RepositoryPass::RESTORE:
+        break;
+    }
+    return "restore";
+}
+
 namespace {
 
-bool IsBackup(const char* pchVerb)
+bool IsBackup(RepositoryPass ePass)
 {
-    return std::strcmp(pchVerb, "backup") == 0;
+    return ePass == RepositoryPass::BACKUP;
 }
 
 // One Get SDR: uReadSize bytes of the record at uOffset into pu8Into, the
 // next record's ID into *pu16NextRecordID. SDR_RECORD_READ_IN_PART when
 // read; CMD_FAILED (reported) or SDR_RESERVATION_CANCELLED otherwise.
 int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned int uOffset,
-                unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into, const char* pchVerb,
+                unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into, RepositoryPass ePass,
                 eCancelHandling eCancel)
 {
     DebugMessage("\n=> CMD_GET_SDR --- ReserveID=%04X, RequestRecordID=%04X, Offset=%02X, ReadSize=%02X ",
@@ -138,7 +153,7 @@ int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, uns
             return SDR_RESERVATION_CANCELLED;
         }
         // A failed backup is only a warning: a milder line.
-        if (IsBackup(pchVerb)) {
+        if (IsBackup(ePass)) {
             std::fputs("Executing IPMI command failed because of: Failure to get data from SDR repository.\n", stderr);
         } else {
             std::fputs("<ERROR> Error in executing IPMI command because of: Failure to get data from SDR repository.\n",
@@ -154,25 +169,26 @@ int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, uns
 
 // The header just read: traced, and the progress line printed. Its total
 // length, never wrapped.
-unsigned int AnnounceRecord(const unsigned char* pu8Header, const char* pchVerb)
+unsigned int AnnounceRecord(const unsigned char* pu8Header, RepositoryPass ePass)
 {
     const unsigned short u16RecordID = ParseByIndex(pu8Header, 0, 2);
     const unsigned int uLength = pu8Header[SDR_HEADER_BODY_LENGTH] + SDR_HEADER_LENGTH;
     DebugMessage("   Response Record ID=%04X, Type=%02Xh, Length=0x%2X\n", u16RecordID, pu8Header[SDR_HEADER_TYPE],
                  uLength);
-    std::printf("    Start to %s SDR record ID %04Xh, type %Xh ... \n", pchVerb, u16RecordID,
+    std::printf("    Start to %s SDR record ID %04Xh, type %Xh ... \n", PassVerb(ePass), u16RecordID,
                 pu8Header[SDR_HEADER_TYPE]);
     return uLength;
 }
 
 int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                SDREntry* psEntry, const char* pchVerb, eCancelHandling eCancel)
+                SDREntry* psEntry, RepositoryPass ePass, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
-    const unsigned int uReadSize =
-        uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength ? psEntry->u8RecordLength - uOffset : STORAGE_CHUNK_SIZE;
+    const unsigned int uReadSize = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength
+                                       ? psEntry->u8RecordLength - uOffset
+                                       : STORAGE_CHUNK_SIZE;
     const int iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
-                                    psEntry->au8RecordData + uOffset, pchVerb, eCancel);
+                                    psEntry->au8RecordData + uOffset, ePass, eCancel);
     if (iResult != SDR_RECORD_READ_IN_PART) {
         return iResult;
     }
@@ -181,7 +197,7 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
         psEntry->u8RecordType = psEntry->au8RecordData[SDR_HEADER_TYPE];
         // Counted in full: a body of 251 bytes or more must not wrap to a
         // header-only record.
-        const unsigned int uLength = AnnounceRecord(psEntry->au8RecordData, pchVerb);
+        const unsigned int uLength = AnnounceRecord(psEntry->au8RecordData, ePass);
         psEntry->u8RecordLength = static_cast<unsigned char>(uLength);
         // No SDR is longer than 64 bytes; a list slot holds 101. (A backup
         // reads records of any length: ReadRepositoryRecords.)
@@ -199,21 +215,21 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
 // 16-byte chunks (an offset is one byte; a body of 255 bytes still ends
 // within reach).
 int GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                 SDRRecordBytes* psRecord, const char* pchVerb, eCancelHandling eCancel)
+                 SDRRecordBytes* psRecord, RepositoryPass ePass, eCancelHandling eCancel)
 {
     unsigned char au8Header[SDR_HEADER_LENGTH] = {};
     int iResult =
-        GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header, pchVerb, eCancel);
+        GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header, ePass, eCancel);
     if (iResult != SDR_RECORD_READ_IN_PART) {
         return iResult;
     }
-    const unsigned int uLength = AnnounceRecord(au8Header, pchVerb);
+    const unsigned int uLength = AnnounceRecord(au8Header, ePass);
     psRecord->assign(reinterpret_cast<const char*>(au8Header), SDR_HEADER_LENGTH);
     psRecord->resize(uLength);
     for (unsigned int uOffset = SDR_HEADER_LENGTH; uOffset < uLength; uOffset += STORAGE_CHUNK_SIZE) {
         const unsigned int uReadSize = uLength - uOffset < STORAGE_CHUNK_SIZE ? uLength - uOffset : STORAGE_CHUNK_SIZE;
         iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
-                              reinterpret_cast<unsigned char*>(&(*psRecord)[uOffset]), pchVerb, eCancel);
+                              reinterpret_cast<unsigned char*>(&(*psRecord)[uOffset]), ePass, eCancel);
         if (iResult != SDR_RECORD_READ_IN_PART) {
             return iResult;
         }
@@ -241,14 +257,14 @@ int UnderFreshReservation(Work work)
 }
 
 // One record into a list slot, from its header on.
-int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, const char* pchVerb)
+int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
         psEntry->u8Cursor = 0;
         psEntry->u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
         int iResult = CMD_FAILED;
         do {
-            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, pchVerb, eCancel);
+            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, ePass, eCancel);
         } while (iResult == SDR_RECORD_READ_IN_PART);
         return iResult;
     });
@@ -256,10 +272,10 @@ int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, 
 
 // One record as the BMC holds it, any length.
 int ReadOneRawRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord,
-                     const char* pchVerb)
+                     RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
-        return GetRawRecord(u16Reservation, u16RecordID, pu16NextRecordID, psRecord, pchVerb, eCancel);
+        return GetRawRecord(u16Reservation, u16RecordID, pu16NextRecordID, psRecord, ePass, eCancel);
     });
 }
 
@@ -282,12 +298,12 @@ bool CountsAgree(unsigned int uRead, unsigned short* pu16Count)
 }  // namespace
 
 int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                  SDREntry* psEntry, const char* pchVerb)
+                  SDREntry* psEntry, RepositoryPass ePass)
 {
-    return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, pchVerb, CANCEL_FAILS);
+    return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, ePass, CANCEL_FAILS);
 }
 
-int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char* pchVerb)
+int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, RepositoryPass ePass)
 {
     unsigned short u16RecordID = 0x0000;
     unsigned short u16NextRecordID = 0x0000;
@@ -295,7 +311,7 @@ int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char
     pList->clear();
     for (;;) {
         SDREntry entry = FreeSDRSlot();
-        iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, pchVerb);
+        iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, ePass);
         if (iResult == CMD_FAILED) {
             return CMD_FAILED;
         }
@@ -313,7 +329,7 @@ int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char
     return CountsAgree(static_cast<unsigned int>(pList->size()), pu16Count) ? iResult : CMD_FAILED;
 }
 
-int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, const char* pchVerb)
+int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass)
 {
     pasRecords->clear();
     unsigned short u16RecordID = 0x0000;
@@ -321,7 +337,7 @@ int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>
     // A chain of record IDs that never ends stops where a list would.
     while (pasRecords->size() < SDR_LIST_SLOT_COUNT) {
         pasRecords->emplace_back();
-        if (ReadOneRawRecord(u16RecordID, &u16NextRecordID, &pasRecords->back(), pchVerb) == CMD_FAILED) {
+        if (ReadOneRawRecord(u16RecordID, &u16NextRecordID, &pasRecords->back(), ePass) == CMD_FAILED) {
             pasRecords->pop_back();
             return CMD_FAILED;
         }
@@ -346,7 +362,7 @@ bool DoSDRGetFromBMC(SDRRecordList* pList)
         return false;
     }
     unsigned short u16Count = info.u16RecordCount;
-    return UploadSDRHandler(&u16Count, pList, "upload") == SDR_RECORD_READ;
+    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == SDR_RECORD_READ;
 }
 
 namespace {
@@ -434,7 +450,8 @@ int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordI
     std::memcpy(record.au8RequestData + PARTIAL_ADD_HEADER, pu8Window, uWindow);
     record.u8RequestLength = static_cast<unsigned char>(uSend + PARTIAL_ADD_HEADER);
     DebugMessage("   RecordData\n");
-    DebugPrintArray(record.au8RequestData, (uSend > STORAGE_CHUNK_SIZE ? uSend : STORAGE_CHUNK_SIZE) + PARTIAL_ADD_HEADER);
+    DebugPrintArray(record.au8RequestData,
+                    (uSend > STORAGE_CHUNK_SIZE ? uSend : STORAGE_CHUNK_SIZE) + PARTIAL_ADD_HEADER);
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, &record)) {
         if (Cancelled(record, eCancel)) {
@@ -454,10 +471,10 @@ int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelH
     const unsigned int uOffset = psEntry->u8Cursor;
     const bool bLast = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength;
     // Always 16 bytes in the request; its length decides how many are sent.
-    const unsigned int uCopy =
-        uOffset < SDR_RECORD_DATA_SIZE
-            ? (SDR_RECORD_DATA_SIZE - uOffset < STORAGE_CHUNK_SIZE ? SDR_RECORD_DATA_SIZE - uOffset : STORAGE_CHUNK_SIZE)
-            : 0;
+    const unsigned int uCopy = uOffset < SDR_RECORD_DATA_SIZE ? (SDR_RECORD_DATA_SIZE - uOffset < STORAGE_CHUNK_SIZE
+                                                                     ? SDR_RECORD_DATA_SIZE - uOffset
+                                                                     : STORAGE_CHUNK_SIZE)
+                                                              : 0;
     return PartialAddBytes(u16ReservationID, &psEntry->u16RecordID, uOffset, psEntry->au8RecordData + uOffset, uCopy,
                            bLast ? psEntry->u8RecordLength - uOffset : STORAGE_CHUNK_SIZE, bLast, eCancel);
 }
@@ -507,11 +524,11 @@ int AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRec
 // record whose partial add did not end). addChunks(reservation, handling)
 // adds it.
 template <class AddChunks>
-int AddOneRecord(unsigned int uSlot, const char* pchVerb, AddChunks addChunks)
+int AddOneRecord(unsigned int uSlot, RepositoryPass ePass, AddChunks addChunks)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int iTry) {
         if (iTry == 0) {
-            std::printf("    Start to %s #%2Xh SDR record  ... \n", pchVerb, uSlot);
+            std::printf("    Start to %s #%2Xh SDR record  ... \n", PassVerb(ePass), uSlot);
         }
         const int iResult = addChunks(u16Reservation, eCancel);
         if (iResult == SDR_RESERVATION_CANCELLED) {
@@ -525,16 +542,16 @@ int AddOneRecord(unsigned int uSlot, const char* pchVerb, AddChunks addChunks)
 // addOne(slot); a signal stops a download between records, a restore
 // runs to its end.
 template <class AddOne>
-int EraseThenAdd(unsigned int uCount, const char* pchVerb, AddOne addOne)
+int EraseThenAdd(unsigned int uCount, RepositoryPass ePass, AddOne addOne)
 {
-    const bool bMayStop = std::strcmp(pchVerb, "download") == 0;
-    if ((bMayStop && StopForInterruption(pchVerb)) || ToClearSDR() == CMD_FAILED) {
+    const bool bMayStop = ePass == RepositoryPass::DOWNLOAD;
+    if ((bMayStop && StopForInterruption(PassVerb(ePass))) || ToClearSDR() == CMD_FAILED) {
         return CMD_FAILED;
     }
     S_uCancelledWhileAdding = 0;
     int iResult = CMD_FAILED;
     for (unsigned int uSlot = 0; uSlot < uCount; ++uSlot) {
-        if (bMayStop && StopForInterruption(pchVerb)) {
+        if (bMayStop && StopForInterruption(PassVerb(ePass))) {
             return CMD_FAILED;
         }
         iResult = addOne(uSlot);
@@ -557,19 +574,19 @@ int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
     return PartialAddChunk(u16ReservationID, psEntry, CANCEL_FAILS);
 }
 
-int DownloadSDRHandler(SDRRecordList* pList, const char* pchVerb)
+int DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass)
 {
-    return EraseThenAdd(static_cast<unsigned int>(pList->size()), pchVerb, [&](unsigned int uSlot) {
-        return AddOneRecord(uSlot, pchVerb, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
+    return EraseThenAdd(static_cast<unsigned int>(pList->size()), ePass, [&](unsigned int uSlot) {
+        return AddOneRecord(uSlot, ePass, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
             return AddRecordChunks(u16Reservation, &(*pList)[uSlot], eCancel);
         });
     });
 }
 
-int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, const char* pchVerb)
+int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass)
 {
-    return EraseThenAdd(static_cast<unsigned int>(asRecords.size()), pchVerb, [&](unsigned int uSlot) {
-        return AddOneRecord(uSlot, pchVerb, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
+    return EraseThenAdd(static_cast<unsigned int>(asRecords.size()), ePass, [&](unsigned int uSlot) {
+        return AddOneRecord(uSlot, ePass, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
             return AddRawRecordChunks(u16Reservation, asRecords[uSlot], eCancel);
         });
     });

@@ -15,11 +15,17 @@ enum eRepositoryMode {
     REPOSITORY_FOR_UPLOAD = 1,
 };
 
+// What a pass over the repository is for: it decides whether a pass may
+// stop for a signal and how a cancelled reservation is met, and its verb
+// is the one the progress lines print ("Start to upload SDR record ...").
+enum class RepositoryPass { UPLOAD, DOWNLOAD, BACKUP, RESTORE };
+const char* PassVerb(RepositoryPass ePass);
+
 int GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, int iMode);
 int GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, int iMode);
 int ReserveSDRCommand(unsigned short* pu16ReservationID);
 int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                  SDREntry* psEntry, const char* pchVerb);
+                  SDREntry* psEntry, RepositoryPass ePass);
 int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry);
 int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action);
 int ToClearSDR();
@@ -31,17 +37,17 @@ int RunInitializationAgentCommand();
 // The repository, from its first record, into the list (emptied first); 9
 // when as many records were read as *pu16Count says (then set to the
 // number read).
-int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, const char* pchVerb);
+int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, RepositoryPass ePass);
 // Erases the repository, then adds the list's records; each entry takes
 // the ID the BMC gave it.
-int DownloadSDRHandler(SDRRecordList* pList, const char* pchVerb);
+int DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass);
 // The repository's records as the BMC holds them, whatever their type,
 // version or length (a backup that must restore exactly); 9 when as many
 // records were read as *pu16Count says.
-int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, const char* pchVerb);
+int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass);
 // Erases the repository, then adds the records byte for byte (a restore);
 // SDR_PARTIAL_ADD_LAST, or CMD_FAILED.
-int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, const char* pchVerb);
+int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass);
 // How often the last DownloadSDRHandler met a reservation cancelled by
 // another agent, who may have written into the repository meanwhile.
 unsigned int ReservationsCancelledWhileAdding();

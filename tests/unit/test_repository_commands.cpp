@@ -92,6 +92,15 @@ std::vector<unsigned char> GetSdrAnswer(unsigned short u16NextID, const std::str
 
 // --- SDR repository ---------------------------------------------------------
 
+// The progress lines name each pass by its verb.
+TEST(RepositoryPassTest, EachPassHasItsVerb)
+{
+    EXPECT_STREQ(PassVerb(RepositoryPass::UPLOAD), "upload");
+    EXPECT_STREQ(PassVerb(RepositoryPass::DOWNLOAD), "download");
+    EXPECT_STREQ(PassVerb(RepositoryPass::BACKUP), "backup");
+    EXPECT_STREQ(PassVerb(RepositoryPass::RESTORE), "restore");
+}
+
 TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsOnePartialAddOfElevenBytes)
 {
     SDREntry entry = {};
@@ -114,7 +123,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []", "28 23 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
@@ -134,7 +143,7 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
     Ok({0x50, 0x00});
     Ok({0x50, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 6u);
@@ -217,7 +226,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
     SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(Requests()[4], "28 23 [02 00 00 00 00 05]");
@@ -238,7 +247,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
     Ok({0x51, 0x00});
     Ok({0x51, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 8u);
@@ -262,7 +271,7 @@ TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
         Queue(0xC5);
     }
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, "download"), CMD_FAILED);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), CMD_FAILED);
     output.Finish();
     EXPECT_EQ(Requests().size(), 14u);
     EXPECT_EQ(output.Err(),
@@ -287,7 +296,7 @@ TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
         SDRRecordList asList = FreeSlots(4);
         unsigned short u16Count = u16Expected;
         CapturedOutput output;
-        const int iResult = UploadSDRHandler(&u16Count, &asList, "upload");
+        const int iResult = UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD);
         output.Finish();
         if (u16Expected == 2) {
             EXPECT_EQ(iResult, SDR_RECORD_READ);
@@ -312,7 +321,7 @@ TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
         SDRRecordList asList = FreeSlots(1);
         unsigned short u16Count = 1;
         CapturedOutput output;
-        EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, "upload"), CMD_FAILED);
+        EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), CMD_FAILED);
         output.Finish();
         EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is " + std::to_string(u8Body + 5) +
                                     " bytes long; the most a record can be is 101.\n");
@@ -332,7 +341,7 @@ TEST_F(RepositoryCommandTest, TheBackupReadsARecordOfAnyLengthWhole)
     unsigned short u16Count = 1;
     std::vector<std::string> asRecords;
     CapturedOutput output;
-    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRecords, "backup"), SDR_RECORD_READ);
+    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRecords, RepositoryPass::BACKUP), SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
     EXPECT_EQ(output.Out(), "    Start to backup SDR record ID 0009h, type C1h ... \n");
@@ -354,7 +363,7 @@ TEST_F(RepositoryCommandTest, TheRestoreAddsARecordOfAnyLengthWhole)
         Ok({0x07, 0x00});
     }
     CapturedOutput output;
-    EXPECT_EQ(AddRepositoryRecords({sRecord}, "restore"), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(AddRepositoryRecords({sRecord}, RepositoryPass::RESTORE), SDR_PARTIAL_ADD_LAST);
     output.Finish();
     EXPECT_EQ(output.Out(), "    Start to restore # 0h SDR record  ... \n");
     const std::vector<std::string> asRequests = Requests();
