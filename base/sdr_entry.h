@@ -17,7 +17,7 @@ struct SDREntry {
     unsigned short u16RecordID;  // 0xFFFF marks a free slot
     unsigned char u8RecordType;
     unsigned char u8RecordLength;  // total length, the 5 header bytes included
-    unsigned char u8Cursor;        // work byte of readers, validators and transfers
+    unsigned char u8Cursor;        // work byte of the readers and the repository transfers
     unsigned char au8RecordData[SDR_RECORD_DATA_SIZE];
 };
 

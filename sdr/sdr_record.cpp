@@ -83,13 +83,14 @@ int SDRValidateRecordLength(int iMode, int iNumber, const SDREntry* psEntry)
     return 1;
 }
 
-int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, unsigned char u8Value)
+int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, unsigned char u8Position,
+                            unsigned char u8Value)
 {
     if (psEntry == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
-    switch (psEntry->u8Cursor) {
+    switch (u8Position) {
     case SDR_HEADER_TYPE:
         if (u8Value != psEntry->u8RecordType) {
             ReportSDRCheckFailure(iMode, iNumber, "Record type (%02Xh) is not the same as that from '%s %02X'. ",
@@ -130,10 +131,9 @@ int SDRValidateRawData(const SDRRecordList& list)
         }
         // The body-length byte is left to the text reader, which has
         // _REC_LEN to compare it with.
-        SDREntry entry = record;
         for (unsigned char u8Byte = SDR_HEADER_ID_LOW; u8Byte <= SDR_HEADER_TYPE; ++u8Byte) {
-            entry.u8Cursor = u8Byte;
-            if (!SDRValidateRecordHeader(SDR_CHECK_MEMORY, iRecordNumber, &entry, entry.au8RecordData[u8Byte])) {
+            if (!SDRValidateRecordHeader(SDR_CHECK_MEMORY, iRecordNumber, &record, u8Byte,
+                                         record.au8RecordData[u8Byte])) {
                 return 0;
             }
         }

@@ -8,7 +8,7 @@ constexpr unsigned char SDR_TYPE_OEM = 0xC0;
 // Types 0x00 to 0x14 have rows in the tables below.
 constexpr unsigned int SDR_TYPE_TABLE_SIZE = 0x15;
 
-// Header byte positions, as used in u8Cursor by the validators.
+// Header byte positions, as the header check takes them.
 enum eSDRHeaderByte {
     SDR_HEADER_ID_LOW = 0,
     SDR_HEADER_ID_HIGH = 1,
@@ -40,8 +40,9 @@ void ReportSDRCheckFailure(int iMode, int iNumber, const char* pchFormat, ...) _
 // error: a lead line, the message and the place).
 int SDRValidateRecordType(int iMode, int iNumber, unsigned char u8Type);
 int SDRValidateRecordLength(int iMode, int iNumber, const SDREntry* psEntry);
-// Checks the header byte whose position stands in psEntry->u8Cursor.
-int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, unsigned char u8Value);
+// Checks u8Value as the record's header byte at u8Position.
+int SDRValidateRecordHeader(int iMode, int iNumber, const SDREntry* psEntry, unsigned char u8Position,
+                            unsigned char u8Value);
 // Checks every record of a list (type, length, header bytes 0-3); entries
 // marked free are passed over.
 int SDRValidateRawData(const SDRRecordList& list);

@@ -243,8 +243,8 @@ struct RecordReader {
         }
         if (bHeaderChecks) {
             if (uPosition <= SDR_HEADER_BODY_LENGTH) {
-                psEntry->u8Cursor = static_cast<unsigned char>(uPosition);
-                if (!SDRValidateRecordHeader(SDR_CHECK_TEXT_FILE, LineNumber(psContext), psEntry, u8Byte)) {
+                if (!SDRValidateRecordHeader(SDR_CHECK_TEXT_FILE, LineNumber(psContext), psEntry,
+                                             static_cast<unsigned char>(uPosition), u8Byte)) {
                     return STEP_FAILED;
                 }
             }

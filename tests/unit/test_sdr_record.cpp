@@ -9,10 +9,10 @@
 #include "support/test_support.h"
 
 using valdrn_test::CapturedOutput;
+using valdrn_test::FreeSlots;
 using valdrn_test::PutRecord;
 using valdrn_test::SdrFixedRecord;
 using valdrn_test::SdrNamedRecord;
-using valdrn_test::FreeSlots;
 
 namespace {
 
@@ -27,12 +27,11 @@ std::string CheckType(int iMode, int iNumber, unsigned char u8Type, int* piResul
     return output.Err();
 }
 
-SDREntry Entry(unsigned char u8Type, unsigned char u8Length, unsigned char u8Cursor = 0)
+SDREntry Entry(unsigned char u8Type, unsigned char u8Length)
 {
     SDREntry entry = {};
     entry.u8RecordType = u8Type;
     entry.u8RecordLength = u8Length;
-    entry.u8Cursor = u8Cursor;
     return entry;
 }
 
@@ -142,7 +141,7 @@ TEST(SDRValidateRecordLengthTest, TypeOutsideTheTableHasNoLength)
 TEST(SDRValidateRecordHeaderTest, EachCheckedByte)
 {
     struct Case {
-        unsigned char u8Cursor;
+        unsigned char u8Position;
         unsigned char u8Value;
         const char* pchMessage;
     } aCases[] = {
@@ -157,9 +156,10 @@ TEST(SDRValidateRecordHeaderTest, EachCheckedByte)
         {5, 0x77, nullptr},
     };
     for (const Case& headerCase : aCases) {
-        const SDREntry entry = Entry(0x01, 0x35, headerCase.u8Cursor);
+        const SDREntry entry = Entry(0x01, 0x35);
         CapturedOutput output;
-        const int iResult = SDRValidateRecordHeader(SDR_CHECK_TEXT_FILE, 9, &entry, headerCase.u8Value);
+        const int iResult =
+            SDRValidateRecordHeader(SDR_CHECK_TEXT_FILE, 9, &entry, headerCase.u8Position, headerCase.u8Value);
         output.Finish();
         if (headerCase.pchMessage == nullptr) {
             EXPECT_EQ(iResult, 1);
@@ -173,9 +173,9 @@ TEST(SDRValidateRecordHeaderTest, EachCheckedByte)
 
 TEST(SDRValidateRecordHeaderTest, BodyLengthDoesNotWrap)
 {
-    const SDREntry entry = Entry(0x01, 0x00, 4);
+    const SDREntry entry = Entry(0x01, 0x00);
     CapturedOutput output;
-    EXPECT_EQ(SDRValidateRecordHeader(SDR_CHECK_MEMORY, 1, &entry, 0xFB), 0);
+    EXPECT_EQ(SDRValidateRecordHeader(SDR_CHECK_MEMORY, 1, &entry, SDR_HEADER_BODY_LENGTH, 0xFB), 0);
 }
 
 // A file's list and the repository's, with free entries to put records in.
@@ -200,7 +200,7 @@ TEST_F(ListTest, ValidateRawDataAcceptsGoodRecords)
     EXPECT_EQ(SDRValidateRawData(m_repository), 1);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
-    EXPECT_EQ(m_repository[0].u8Cursor, 0);  // the list is only read
+    EXPECT_EQ(m_repository[0].u8Cursor, 0);     // the list is only read
     EXPECT_EQ(SDRValidateRawData(m_local), 1);  // an empty list
 }
 
@@ -439,7 +439,7 @@ TEST(SDRChecks, NullEntries)
 {
     CapturedOutput output;
     EXPECT_EQ(SDRValidateRecordLength(1, 1, nullptr), 0);
-    EXPECT_EQ(SDRValidateRecordHeader(1, 1, nullptr, 0), 0);
+    EXPECT_EQ(SDRValidateRecordHeader(1, 1, nullptr, 0, 0), 0);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
 }
