@@ -10,8 +10,11 @@
 
 #include "bmc/fru_inventory.h"
 #include "bmc/ipmi_command.h"
+#include "bmc/sdr_download.h"
 #include "bmc/sdr_repository.h"
 #include "bmc/transport.h"
+#include "sdr/sdr_record.h"
+#include "sdr/sdr_text_reader.h"
 #include "support/fru_fixtures.h"
 #include "support/in_memory_bmc.h"
 #include "support/sdr_fixtures.h"
@@ -184,6 +187,82 @@ TEST_F(InMemoryBmcTest, AnImageLargerThanTheAreaIsNeverWritten)
     EXPECT_EQ(std::count_if(m_pBmc->m_asRequests.begin(), m_pBmc->m_asRequests.end(),
                             [](const std::string& sRequest) { return sRequest.rfind("28 12 ", 0) == 0; }),
               0);
+}
+
+// A file's records into a repository that held others, and back out: the
+// download and upload loops take and fill lists.
+TEST_F(InMemoryBmcTest, AFileListGoesInWholeAndComesBackOut)
+{
+    m_pBmc->m_asRecords = {SdrNamedRecord(0x0009, 0x01, "OLD")};
+    const std::vector<std::string> asFile = {SdrNamedRecord(0x0001, 0x01, "CPU Temp"),
+                                             SdrFixedRecord(0x0002, 0x12, 0x20), SdrNamedRecord(0x0003, 0x02, "Fan")};
+    SDRRecordList list = FreeSlots(static_cast<unsigned int>(asFile.size()));
+    for (size_t i = 0; i < asFile.size(); ++i) {
+        PutRecord(list[i], asFile[i]);
+    }
+    WayBack wayBack;
+    CapturedOutput output;
+    EXPECT_TRUE(DoSDRAddToBMC(&list, &wayBack));
+    SDRRecordList read;
+    EXPECT_TRUE(DoSDRGetFromBMC(&read));
+    output.Finish();
+    EXPECT_NE(output.Out().find("Download SDR data Successful. (3h SDR records downloaded!) \n"), std::string::npos)
+        << output.Out();
+    EXPECT_EQ(wayBack.sCopyPath, "");
+    ASSERT_EQ(m_pBmc->m_asRecords.size(), asFile.size());
+    ASSERT_EQ(read.size(), asFile.size());
+    for (size_t i = 0; i < asFile.size(); ++i) {
+        EXPECT_EQ(m_pBmc->m_asRecords[i].substr(2), asFile[i].substr(2)) << i;  // the BMC gives the IDs
+        EXPECT_EQ(RecordOf(read[i]).substr(2), asFile[i].substr(2)) << i;
+        EXPECT_EQ(list[i].u16RecordID, read[i].u16RecordID) << i;  // each entry took the BMC's ID
+    }
+    EXPECT_EQ(SDRCompare(list, read), 1);
+}
+
+// An add that fails half-way: the repository's old records are put back,
+// so the run leaves no copy to restore by hand.
+TEST_F(InMemoryBmcTest, AFailedAddPutsTheOldRecordsBack)
+{
+    const std::vector<std::string> asOld = {SdrNamedRecord(0x0009, 0x01, "OLD"), SdrFixedRecord(0x000A, 0x12, 0x20)};
+    m_pBmc->m_asRecords = asOld;
+    SDRRecordList list = FreeSlots(2);
+    PutRecord(list[0], SdrNamedRecord(0x0001, 0x01, "NEW"));
+    PutRecord(list[1], SdrNamedRecord(0x0002, 0x01, "NEWER"));
+    m_pBmc->Fail(CMD_PARTIAL_ADD_SDR, {0xC1});  // the download's first add refused
+    WayBack wayBack;
+    CapturedOutput output;
+    EXPECT_FALSE(DoSDRAddToBMC(&list, &wayBack));
+    output.Finish();
+    EXPECT_NE(output.Err().find("Failure to download SDR data!"), std::string::npos) << output.Err();
+    ASSERT_EQ(m_pBmc->m_asRecords.size(), asOld.size());
+    for (size_t i = 0; i < asOld.size(); ++i) {
+        EXPECT_EQ(m_pBmc->m_asRecords[i].substr(2), asOld[i].substr(2)) << i;
+    }
+    EXPECT_EQ(wayBack.sCopyPath, "");
+}
+
+// When the old records cannot be put back either, the way back is the
+// copy saved before the erase, and it holds them.
+TEST_F(InMemoryBmcTest, AFailedRestoreLeavesTheSavedCopyAsTheWayBack)
+{
+    const std::vector<std::string> asOld = {SdrNamedRecord(0x0009, 0x01, "OLD")};
+    m_pBmc->m_asRecords = asOld;
+    SDRRecordList list = FreeSlots(1);
+    PutRecord(list[0], SdrNamedRecord(0x0001, 0x01, "NEW"));
+    m_pBmc->Fail(CMD_PARTIAL_ADD_SDR, {0xC1, 0xC1});  // the download's add, then the restore's
+    WayBack wayBack;
+    CapturedOutput output;
+    EXPECT_FALSE(DoSDRAddToBMC(&list, &wayBack));
+    output.Finish();
+    EXPECT_NE(output.Err().find("Restore SDR Repository Failed."), std::string::npos) << output.Err();
+    ASSERT_NE(wayBack.sCopyPath, "");
+    EXPECT_EQ(wayBack.sCopyPath.rfind(m_backups.Path(), 0), 0u) << wayBack.sCopyPath;
+    SDRRecordList saved;
+    CapturedOutput reading;
+    ASSERT_EQ(ReadSDRFile(wayBack.sCopyPath.c_str(), &saved), 1);
+    reading.Finish();
+    ASSERT_EQ(saved.size(), 1u);
+    EXPECT_EQ(RecordOf(saved[0]).substr(2), asOld[0].substr(2));  // the ID the BMC gave it aside
 }
 
 }  // namespace
