@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include "base/interruption.h"
 #include "base/trace.h"
@@ -209,11 +208,7 @@ bool DoFRUGetFromBMC(unsigned char u8FruID, FRUImage* psInventory)
         return false;
     }
     // Zero-filled, so that a chunk that could not be read holds no garbage.
-    psInventory->u16Size = 0;
-    try {
-        psInventory->au8Bytes.assign(u16AreaSize + SPARE_BYTES, 0);
-    } catch (const std::bad_alloc&) {
-        psInventory->au8Bytes.clear();
+    if (!ReserveFRUImageRoom(psInventory, u16AreaSize + SPARE_BYTES)) {
         std::fputs("FRU read Memory allocation error! \n", stderr);
         return false;
     }

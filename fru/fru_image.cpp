@@ -364,18 +364,23 @@ FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount)
     return image;
 }
 
-int AllocateFRUImage(FRUImage* psImage, unsigned long ulFileSize)
+int ReserveFRUImageRoom(FRUImage* psImage, unsigned long ulBytes)
 {
     psImage->u16Size = 0;
-    // A text file is longer than the image it spells out, but the padding
-    // the reader supplies after C1 is not in the file: room for any image.
     try {
-        psImage->au8Bytes.assign(ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1, 0);
+        psImage->au8Bytes.assign(ulBytes, 0);
     } catch (const std::bad_alloc&) {
         psImage->au8Bytes.clear();
         return 0;
     }
     return 1;
+}
+
+int AllocateFRUImage(FRUImage* psImage, unsigned long ulFileSize)
+{
+    // A text file is longer than the image it spells out, but the padding
+    // the reader supplies after C1 is not in the file: room for any image.
+    return ReserveFRUImageRoom(psImage, ulFileSize > FRU_MAX_IMAGE_SIZE + 1 ? ulFileSize : FRU_MAX_IMAGE_SIZE + 1);
 }
 
 unsigned int FRUImageRoom(const FRUImage& image)

@@ -79,6 +79,9 @@ struct FRUImage {
 // An image holding exactly these bytes (at most 64 KiB are kept).
 FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount);
 
+// Gives the image exactly ulBytes of zero-filled room and the size 0; 1, or
+// 0 when memory is exhausted (the image then has no room).
+int ReserveFRUImageRoom(FRUImage* psImage, unsigned long ulBytes);
 // Gives the image zero-filled room for at least the file size and for any
 // image (64 KiB); sets its size to 0. 1, or 0 when memory is exhausted.
 int AllocateFRUImage(FRUImage* psImage, unsigned long ulFileSize);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -252,6 +253,15 @@ TEST(FRUImageTest, AppendingStopsAtTheRoom)
     ASSERT_EQ(AllocateFRUImage(&image, 16), 1);  // a new read starts empty
     EXPECT_EQ(image.u16Size, 0);
     EXPECT_EQ(image.au8Bytes[1], 0x00);
+}
+
+TEST(FRUImageTest, ReservedRoomIsExactZeroFilledAndEmpty)
+{
+    FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>("\x01\x02\x03"), 3);
+    ASSERT_EQ(ReserveFRUImageRoom(&image, 2064), 1);
+    EXPECT_EQ(image.u16Size, 0);
+    EXPECT_EQ(image.au8Bytes, std::vector<unsigned char>(2064, 0));
+    EXPECT_EQ(FRUImageRoom(image), 2064u);
 }
 
 TEST(FRUImageTest, MadeFromBytesHoldsExactlyThem)
