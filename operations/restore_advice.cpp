@@ -54,12 +54,52 @@ std::string LanOptions(const char* pchInterfaceOption)
     return sOptions;
 }
 
-// "<target>-fru<ID>-...": the FRU ID, or -1 for a repository copy.
+bool IsDigit(char ch)
+{
+    return ch >= '0' && ch <= '9';
+}
+
+// A copy's UTC stamp starts here: eight digits, then "T".
+bool IsStampAt(const std::string& sName, size_t uAt)
+{
+    if (sName.size() < uAt + 9 || sName[uAt + 8] != 'T') {
+        return false;
+    }
+    for (size_t i = 0; i < 8; ++i) {
+        if (!IsDigit(sName[uAt + i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// "<target>-<kind>-<stamp>-<pid>...": the kind ("sdr" or "fru<ID>"), read
+// back from the stamp, since the target may hold "-fru" itself (a host
+// named "db-fru01").
+std::string KindOfCopy(const std::string& sName)
+{
+    for (size_t uAt = sName.rfind('-'); uAt != std::string::npos && uAt > 0; uAt = sName.rfind('-', uAt - 1)) {
+        if (IsStampAt(sName, uAt + 1)) {
+            const size_t uKind = sName.rfind('-', uAt - 1);
+            return uKind == std::string::npos ? "" : sName.substr(uKind + 1, uAt - uKind - 1);
+        }
+    }
+    return "";
+}
+
+// The FRU ID of a FRU device's copy, or -1 for a repository copy.
 int FruIDOfCopy(const std::string& sPath)
 {
-    const std::string sName = std::filesystem::path(sPath).filename().string();
-    const size_t uAt = sName.find("-fru");
-    return uAt == std::string::npos ? -1 : std::atoi(sName.c_str() + uAt + 4);
+    const std::string sKind = KindOfCopy(std::filesystem::path(sPath).filename().string());
+    if (sKind.size() < 4 || sKind.compare(0, 3, "fru") != 0) {
+        return -1;
+    }
+    for (size_t i = 3; i < sKind.size(); ++i) {
+        if (!IsDigit(sKind[i])) {
+            return -1;
+        }
+    }
+    return std::atoi(sKind.c_str() + 3);
 }
 
 bool IsRawCopy(const std::string& sPath)

@@ -355,6 +355,23 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     fs::current_path(sSaved);
 }
 
+// A target whose name holds "-fru" (a host "db-fru01") does not make a
+// repository copy a FRU copy: the kind is the part before the stamp.
+TEST_F(SavedCopyTest, TheKindIsReadBeforeTheStampNotFromTheTarget)
+{
+    const std::string sSaved = fs::current_path().string();
+    fs::current_path(m_dir.Path());
+    const std::string sStamp = "-20261124T101010.123Z-42";
+    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + ".sdr"), "VALDRN -d db-fru01-sdr" + sStamp + ".sdr");
+    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + "-partial.bin"),
+              "VALDRN -d db-fru01-sdr" + sStamp + "-partial.bin");
+    EXPECT_EQ(RestoreCommand("db-fru01-fru7" + sStamp + ".fru"),
+              "VALDRN -d db-fru01-fru7" + sStamp + ".fru fruID=0x07");
+    EXPECT_EQ(RestoreCommand("db-fru01-fru12" + sStamp + "-raw.bin"),
+              "ipmitool fru write 12 db-fru01-fru12" + sStamp + "-raw.bin");
+    fs::current_path(sSaved);
+}
+
 // A path from here that VALDRN would not take as a file name (longer than
 // 255 characters, or holding a blank) is named from the copy's folder; the
 // program, typed with a path, is named by its absolute path then, and
