@@ -134,7 +134,7 @@ bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int
 
 int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize)
 {
-    const unsigned int uSize = image.u16Size <= image.au8Bytes.size() ? image.u16Size : 0;
+    const unsigned int uSize = FRUImageSize(image);
     if (u16AreaSize < uSize) {
         std::fputs("FRU file size too big, can not download. \n", stderr);
         return CMD_FAILED;
@@ -163,7 +163,7 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayB
         return false;
     }
     std::puts("Start to download FRU data! ");
-    const unsigned int uSize = image.u16Size <= image.au8Bytes.size() ? image.u16Size : 0;
+    const unsigned int uSize = FRUImageSize(image);
     // An image that does not fit, or none, is refused before any write.
     if (uSize == 0 || uSize > u16AreaSize) {
         return DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;

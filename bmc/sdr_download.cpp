@@ -30,7 +30,7 @@ bool BackUpRepository(unsigned short u16Expected, std::vector<SDRRecordBytes>* p
     std::puts("Backup data from SDR Repository. ");
     std::puts("The back-up data will restore the SDR Repository if downloading is failed. ");
     pasBackup->clear();
-    for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption(PassVerb(RepositoryPass::DOWNLOAD)); ++iRead) {
+    for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
         unsigned short u16Count = u16Expected;
         std::vector<SDRRecordBytes> asRead;
         const int iResult = ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP);
@@ -141,8 +141,7 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
     std::vector<SDRRecordBytes> asBackup;
     const bool bBackedUp = bBackupWanted && BackUpRepository(info.u16RecordCount, &asBackup);
     // A signal before the erase: nothing was changed, nothing to restore.
-    if (StopForInterruption(PassVerb(RepositoryPass::DOWNLOAD)) ||
-        (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
+    if (StopForInterruption("download") || (bBackupWanted && !bBackedUp && !GoOnWithoutWholeBackup())) {
         return false;
     }
     // On disk before the erase: what could be read, whole or not.

@@ -353,6 +353,11 @@ unsigned int FRUImageExtent(const unsigned char* pu8Data, unsigned int uHave, bo
     return uExtent;
 }
 
+unsigned short FRUImageSize(const FRUImage& image)
+{
+    return image.u16Size <= image.au8Bytes.size() ? image.u16Size : 0;
+}
+
 FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount)
 {
     FRUImage image;

@@ -76,6 +76,9 @@ struct FRUImage {
     unsigned short u16Size = 0;
 };
 
+// The image's size when its bytes hold that many, else 0 (nothing to send).
+unsigned short FRUImageSize(const FRUImage& image);
+
 // An image holding exactly these bytes (at most 64 KiB are kept).
 FRUImage MakeFRUImage(const unsigned char* pu8Bytes, unsigned long ulCount);
 

@@ -261,8 +261,7 @@ int FRUReadBlockStartTag(TextReaderContext* psContext, int* piDataBefore)
 int SearchAreaTag(TextReaderContext* psContext, const char* pchTag, char* pchLine)
 {
     if (psContext == nullptr || pchTag == nullptr || pchLine == nullptr) {
-        std::fputs("<ERROR> Internal Error!\n", stderr);
-        return 0;
+        return ReportInternalError();
     }
     char achToken[TEXT_TOKEN_BUFFER_SIZE];
     switch (NextToken(psContext, pchLine, achToken)) {

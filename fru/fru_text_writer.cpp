@@ -548,7 +548,7 @@ int WriteImage(FILE* pFile, const char* pchPath, FRUWriteCursor* psCursor)
 int SaveFRUFile(const char* pchPath, const FRUImage& image, unsigned int u32Encoding)
 {
     const unsigned short u16Size = image.u16Size;
-    if (pchPath == nullptr || image.au8Bytes.empty() || image.au8Bytes.size() < u16Size ||
+    if (pchPath == nullptr || image.au8Bytes.empty() || FRUImageSize(image) != u16Size ||
         u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;

@@ -303,6 +303,8 @@ TEST(FRUCompareTest, AnyTwoImages)
     EXPECT_EQ(FRUCompare(MakeFRUImage(au8Local, 0), FRUImage()), 1);
     FRUImage claimsMore = MakeFRUImage(au8Local, 3);
     claimsMore.u16Size = 5;  // a size past its bytes is never read
+    EXPECT_EQ(FRUImageSize(claimsMore), 0);
+    EXPECT_EQ(FRUImageSize(MakeFRUImage(au8Local, 3)), 3);
     EXPECT_EQ(FRUCompare(claimsMore, MakeFRUImage(au8Longer, 5)), 0);
 }
 
