@@ -351,18 +351,19 @@ int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>
     return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? SDR_RECORD_READ : CMD_FAILED;
 }
 
-bool DoSDRGetFromBMC(SDRRecordList* pList)
+RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList)
 {
     SDRRepositoryInfo info = {};
     if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
-        return false;
+        return RepositoryRead::FAILED;
     }
     if (info.u16RecordCount == 0) {
         std::fputs("The SDR repository is empty.\n", stderr);
-        return false;
+        return RepositoryRead::EMPTY;
     }
     unsigned short u16Count = info.u16RecordCount;
-    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == SDR_RECORD_READ;
+    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == SDR_RECORD_READ ? RepositoryRead::READ
+                                                                                          : RepositoryRead::FAILED;
 }
 
 namespace {

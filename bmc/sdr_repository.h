@@ -51,5 +51,7 @@ int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, Repositor
 // How often the last DownloadSDRHandler met a reservation cancelled by
 // another agent, who may have written into the repository meanwhile.
 unsigned int ReservationsCancelledWhileAdding();
-// The -u and -v operations' read of the repository into the list.
-bool DoSDRGetFromBMC(SDRRecordList* pList);
+// What reading the whole repository came to: its records, a repository that
+// holds none (said on standard error), or a failure (said by the request).
+enum class RepositoryRead { READ, EMPTY, FAILED };
+RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList);

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -92,7 +93,7 @@ eReturnCodeTag TCommandLineExecution::FunctionRegistry(const char* pchName, unsi
     entry.u8MaxArgs = u8MaxArgs;
     entry.u8MinArgs = u8MinArgs;
     std::strcpy(entry.achName, pchName);
-    entry.pfnHandler = pfnHandler;
+    entry.pfnHandler = std::move(pfnHandler);
     ++m_u16RegisteredCount;
     m_eReturnCode = eRC_Success;
     return m_eReturnCode;

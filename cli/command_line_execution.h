@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 
 enum eReturnCodeTag : std::int32_t {
     eRC_Success = 0,
@@ -20,8 +21,9 @@ enum eReturnCodeTag : std::int32_t {
 };
 
 // An option handler gets the option's argument count and arguments and
-// returns 0 on success, anything else on failure.
-typedef int (*TOptionHandler)(unsigned short u16ArgCount, char* apchArgs[]);
+// returns 0 on success, anything else on failure. It may carry the run's
+// state with it (a lambda that captures it): the engine keeps none.
+typedef std::function<int(unsigned short u16ArgCount, char* apchArgs[])> TOptionHandler;
 
 // Fixed sizes of the engine's stores.
 constexpr unsigned int OPTION_NAME_BUFFER_SIZE = 18;  // 17 characters and the NUL

@@ -100,20 +100,39 @@ void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName, 
     }
 }
 
-void RegisterOptionTable(TCommandLineExecution& engine)
+namespace {
+
+// A handler that records, in the run's result, which option it ran for.
+TOptionHandler Recorded(RunResult* psResult, RunOperation eOperation, int (*pfnHandler)(unsigned short, char*[]))
+{
+    return [=](unsigned short u16ArgCount, char* apchArgs[]) {
+        psResult->eOperation = eOperation;
+        return pfnHandler(u16ArgCount, apchArgs);
+    };
+}
+
+// An operation's handler, given the run's result to fill.
+TOptionHandler Filling(RunResult* psResult, int (*pfnHandler)(RunResult*, unsigned short, char*[]))
+{
+    return [=](unsigned short u16ArgCount, char* apchArgs[]) { return pfnHandler(psResult, u16ArgCount, apchArgs); };
+}
+
+}  // namespace
+
+void RegisterOptionTable(TCommandLineExecution& engine, RunResult* psResult)
 {
     // Registration order is the options' identity, and the last one
     // registered (debugmsg) is the modifier the engine lets stand beside an
     // operation. The hidden -kcs probe's name is made by lower-casing "KCS".
     static char achKcsName[8];
     std::strcpy(achKcsName, GetLowerCaseString("KCS"));
-    RegisterFunctionOrExit(engine, "h", 0, 0, ShowHelp);
-    RegisterFunctionOrExit(engine, "d", 2, 1, Download);
-    RegisterFunctionOrExit(engine, "u", 3, 2, Upload);
-    RegisterFunctionOrExit(engine, "v", 2, 1, Verify);
-    RegisterFunctionOrExit(engine, "t", 2, 1, Test);
-    RegisterFunctionOrExit(engine, "version", 0, 0, ShowVersion);
-    RegisterFunctionOrExit(engine, achKcsName, 0, 0, CheckKCS);
+    RegisterFunctionOrExit(engine, "h", 0, 0, Recorded(psResult, RunOperation::HELP, ShowHelp));
+    RegisterFunctionOrExit(engine, "d", 2, 1, Filling(psResult, Download));
+    RegisterFunctionOrExit(engine, "u", 3, 2, Filling(psResult, Upload));
+    RegisterFunctionOrExit(engine, "v", 2, 1, Filling(psResult, Verify));
+    RegisterFunctionOrExit(engine, "t", 2, 1, Filling(psResult, Test));
+    RegisterFunctionOrExit(engine, "version", 0, 0, Recorded(psResult, RunOperation::VERSION, ShowVersion));
+    RegisterFunctionOrExit(engine, achKcsName, 0, 0, Recorded(psResult, RunOperation::KCS_CHECK, CheckKCS));
     RegisterFunctionOrExit(engine, "msgintf", 1, 1, SetMessagingInterface);
     std::memset(&sIolData, 0, sizeof sIolData);
     RegisterFunctionOrExit(engine, "n", 1, 1, SaveLanIF);
@@ -121,7 +140,7 @@ void RegisterOptionTable(TCommandLineExecution& engine)
     RegisterFunctionOrExit(engine, "U", 1, 1, SaveUserName);
     RegisterFunctionOrExit(engine, "P", 1, 1, SavePassWord);
     RegisterFunctionOrExit(engine, "C", 1, 1, SaveCipherValue);
-    RegisterFunctionOrExit(engine, "updateFRU", 6, 3, UpdateFRU);
+    RegisterFunctionOrExit(engine, "updateFRU", 6, 3, Filling(psResult, UpdateFRU));
     RegisterFunctionOrExit(engine, "debugmsg", 0, 0, VerboseMode);
 }
 
@@ -140,7 +159,20 @@ void ShowBadCommandLine(const TCommandLineExecution& engine)
     PrintHelpHint(stderr);
 }
 
-int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[])
+int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], RunResult* psResult)
+{
+    const int iStatus = TriggerCommandLine(engine, iArgCount, apchArgs);
+    psResult->iExitStatus = iStatus;
+    if (iStatus == EXIT_STATUS_BAD_COMMAND_LINE) {
+        psResult->eOutcome = RunOutcome::REFUSED;
+    } else if (iStatus != EXIT_STATUS_SUCCESS && psResult->eOutcome == RunOutcome::SUCCESS) {
+        // An option handler failed before any operation began (-kcs, a LAN option).
+        psResult->eOutcome = RunOutcome::FAILURE;
+    }
+    return iStatus;
+}
+
+int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[])
 {
     if (ParseCommandLine(iArgCount, apchArgs, engine) != 1) {
         ShowBadCommandLine(engine);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "cli/command_line_execution.h"
+#include "operations/run_result.h"
 
 // Exit statuses of the program.
 enum eExitStatus {
@@ -21,14 +22,18 @@ void ShowProductHeader();
 // process with status 3.
 void RegisterFunctionOrExit(TCommandLineExecution& engine, const char* pchName, unsigned char u8MaxArgs,
                             unsigned char u8MinArgs, TOptionHandler pfnHandler);
-// The fifteen options of the program, with their handlers.
-void RegisterOptionTable(TCommandLineExecution& engine);
+// The fifteen options of the program, with their handlers; the operations'
+// handlers fill *psResult.
+void RegisterOptionTable(TCommandLineExecution& engine, RunResult* psResult);
 int ParseCommandLine(int iArgCount, char* apchArgs[], TCommandLineExecution& engine);
 void ShowBadCommandLine(const TCommandLineExecution& engine);
 
 // Parses, triggers and maps the outcome to the exit status, adding the
 // KCS-driver note after a failed handler on a local interface.
-int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[]);
+int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[]);
+// TriggerCommandLine, with the exit status and a rejected command line
+// recorded in the run's result (the engine registered with the same one).
+int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], RunResult* psResult);
 
 int ShowHelp(unsigned short u16ArgCount, char* apchArgs[]);
 int ShowVersion(unsigned short u16ArgCount, char* apchArgs[]);

@@ -8,6 +8,7 @@
 
 #include "operations/restore_advice.h"
 #include "cli/entry_point.h"
+#include "cli/run_result_json.h"
 
 namespace {
 
@@ -47,12 +48,15 @@ int main(int argc, char* argv[])
     SetRestoreProgramName(argc > 0 ? argv[0] : nullptr);
     ShowProductHeader();
     TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
-    RegisterOptionTable(engine);
+    RunResult result;
+    RegisterOptionTable(engine, &result);
     std::vector<std::string> asWords = CopyWordsHidingPassword(argc, argv);
     std::vector<char*> apchWords;
     for (std::string& sWord : asWords) {
         apchWords.push_back(&sWord[0]);
     }
     apchWords.push_back(nullptr);
-    return RunCommandLine(engine, argc, apchWords.data());
+    const int iStatus = RunCommandLine(engine, argc, apchWords.data(), &result);
+    WriteRunResultIfAsked(result);
+    return iStatus;
 }

@@ -18,56 +18,66 @@ struct FileArguments {
     unsigned short u16FruID = 0;
 };
 
-typedef int (*TFileOperation)(bool bIsSDR, const char* pchFileName, unsigned short u16FruID);
+typedef int (*TFileOperation)(bool bIsSDR, const char* pchFileName, unsigned short u16FruID, RunResult* psResult);
+
+// Arguments the operation never got to see: nothing was begun.
+int Refuse(RunOperation eOperation, RunResult* psResult)
+{
+    psResult->eOperation = eOperation;
+    psResult->eOutcome = RunOutcome::REFUSED;
+    return 1;
+}
 
 // -d, -v and -t: the arguments checked, then the operation run on them.
-int RunFileOperation(unsigned short u16ArgCount, char* apchArgs[], TFileOperation pfnOperation)
+int RunFileOperation(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[], RunOperation eOperation,
+                     TFileOperation pfnOperation)
 {
     FileArguments arguments;
     if (!ValidateAnalyzeParameters(u16ArgCount, apchArgs, &arguments.iIsSDR, arguments.achFileName,
                                    &arguments.u16FruID)) {
-        return 1;
+        return Refuse(eOperation, psResult);
     }
-    return pfnOperation(arguments.iIsSDR != 0, arguments.achFileName, arguments.u16FruID);
+    return pfnOperation(arguments.iIsSDR != 0, arguments.achFileName, arguments.u16FruID, psResult);
 }
 
 }  // namespace
 
-int Download(unsigned short u16ArgCount, char* apchArgs[])
+int Download(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(u16ArgCount, apchArgs, DownloadFile);
+    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::DOWNLOAD, DownloadFile);
 }
 
-int Upload(unsigned short u16ArgCount, char* apchArgs[])
+int Upload(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
     FileArguments arguments;
     unsigned int u32Encoding = 0;
     if (!ValidateAnalyzeUploadParameters(u16ArgCount, apchArgs, &arguments.iIsSDR, arguments.achFileName, &u32Encoding,
                                          &arguments.u16FruID)) {
-        return 1;
+        return Refuse(RunOperation::UPLOAD, psResult);
     }
-    return UploadToFile(arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID);
+    return UploadToFile(arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID, psResult);
 }
 
-int Verify(unsigned short u16ArgCount, char* apchArgs[])
+int Verify(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(u16ArgCount, apchArgs, VerifyFile);
+    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::VERIFY, VerifyFile);
 }
 
 // The FRU ID is checked, not used: nothing is read from the BMC.
-int Test(unsigned short u16ArgCount, char* apchArgs[])
+int Test(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(u16ArgCount, apchArgs, [](bool bIsSDR, const char* pchFileName, unsigned short) {
-        return TestFile(bIsSDR, pchFileName);
-    });
+    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::TEST,
+                            [](bool bIsSDR, const char* pchFileName, unsigned short, RunResult* psTested) {
+                                return TestFile(bIsSDR, pchFileName, psTested);
+                            });
 }
 
-int UpdateFRU(unsigned short u16ArgCount, char* apchArgs[])
+int UpdateFRU(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
     FRUUpdateRequest request = {};
     if (!ValidateAnalyzeFRUUpdateDataParameters(u16ArgCount, apchArgs, &request)) {
         PrintHelpHint(stdout);
-        return 1;
+        return Refuse(RunOperation::UPDATE_FRU, psResult);
     }
-    return UpdateFRUField(&request);
+    return UpdateFRUField(&request, psResult);
 }

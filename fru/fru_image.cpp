@@ -1,5 +1,6 @@
 #include "fru/fru_image.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <new>
@@ -456,4 +457,59 @@ int FRUCompare(const FRUImage& local, const FRUImage& inventory)
         return 0;
     }
     return std::memcmp(local.au8Bytes.data(), inventory.au8Bytes.data(), local.u16Size) == 0 ? 1 : 0;
+}
+
+namespace {
+
+struct AreaSpan {
+    eFRUArea eArea;
+    unsigned int uFrom;
+    unsigned int uTo;
+};
+
+// The areas the local image's header names, in the order of their offsets,
+// each up to the next; the whole image when the header names none it holds.
+std::vector<AreaSpan> AreaSpans(const unsigned char* pu8Bytes, unsigned int uSize)
+{
+    std::vector<AreaSpan> asSpans;
+    if (uSize < FRU_COMMON_HEADER_SIZE) {
+        return {{FRU_AREA_COUNT, 0, uSize}};
+    }
+    asSpans.push_back({FRU_AREA_COMMON, 0, FRU_COMMON_HEADER_SIZE});
+    for (int i = FRU_AREA_INTERNAL; i <= FRU_AREA_MULTIRECORD; ++i) {
+        const unsigned int uOffset = pu8Bytes[i] * 8u;
+        if (uOffset >= FRU_COMMON_HEADER_SIZE && uOffset < uSize) {
+            asSpans.push_back({static_cast<eFRUArea>(i), uOffset, uSize});
+        }
+    }
+    std::stable_sort(asSpans.begin(), asSpans.end(),
+                     [](const AreaSpan& a, const AreaSpan& b) { return a.uFrom < b.uFrom; });
+    for (size_t i = 0; i + 1 < asSpans.size(); ++i) {
+        asSpans[i].uTo = std::max(asSpans[i].uFrom, asSpans[i + 1].uFrom);
+    }
+    return asSpans;
+}
+
+}  // namespace
+
+std::vector<FRUAreaDifference> FRUAreaDifferences(const FRUImage& local, const FRUImage& inventory)
+{
+    std::vector<FRUAreaDifference> asDifferences;
+    const unsigned int uSize = FRUImageSize(local);
+    const unsigned int uHave = FRUImageSize(inventory);
+    for (const AreaSpan& span : AreaSpans(local.au8Bytes.data(), uSize)) {
+        const unsigned int uBMCTo = std::min(span.uTo, std::max(uHave, span.uFrom));
+        const auto itFile = local.au8Bytes.begin();
+        const auto itBMC = inventory.au8Bytes.begin();
+        const bool bSame = uBMCTo == span.uTo && std::equal(itFile + span.uFrom, itFile + span.uTo, itBMC + span.uFrom);
+        if (!bSame) {
+            FRUAreaDifference difference;
+            difference.eArea = span.eArea;
+            difference.u16Offset = static_cast<unsigned short>(span.uFrom);
+            difference.au8FileBytes.assign(itFile + span.uFrom, itFile + span.uTo);
+            difference.au8BMCBytes.assign(itBMC + span.uFrom, itBMC + uBMCTo);
+            asDifferences.push_back(std::move(difference));
+        }
+    }
+    return asDifferences;
 }

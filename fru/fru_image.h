@@ -102,3 +102,17 @@ int FRUSearchInvalidArea(TextReaderContext* psContext, char* pchLine);
 // 1 when the first bytes of the inventory's image equal the local image's
 // bytes; an empty local image equals anything.
 int FRUCompare(const FRUImage& local, const FRUImage& inventory);
+
+// Bytes of one area that differ between the file's image and the
+// inventory: the area runs from its offset to the next area's (or to the
+// end of the local image), so that pads belong to the area before them.
+// FRU_AREA_COUNT names the whole image when the header gives no areas.
+struct FRUAreaDifference {
+    eFRUArea eArea = FRU_AREA_COUNT;
+    unsigned short u16Offset = 0;
+    std::vector<unsigned char> au8FileBytes;
+    std::vector<unsigned char> au8BMCBytes;  // fewer when the inventory ends first
+};
+// Every area FRUCompare finds different, laid out by the local image's
+// common header. Says nothing.
+std::vector<FRUAreaDifference> FRUAreaDifferences(const FRUImage& local, const FRUImage& inventory);

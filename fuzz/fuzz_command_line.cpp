@@ -22,6 +22,7 @@
 #include "base/trace.h"
 #include "bmc/talk_to_bmc.h"
 #include "cli/entry_point.h"
+#include "cli/run_result_json.h"
 #include "cli/interface_options.h"
 #include "fuzz/fuzz_support.h"
 
@@ -115,8 +116,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
     G_bVerboseMode = false;
     {
         TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
-        RegisterOptionTable(engine);
-        RunCommandLine(engine, static_cast<int>(asWords.size()), apchArgs.data());
+        RunResult result;
+        RegisterOptionTable(engine, &result);
+        RunCommandLine(engine, static_cast<int>(asWords.size()), apchArgs.data(), &result);
+        RunResultJSON(result);
     }
     std::fflush(nullptr);
     RestoreScratch();

@@ -8,8 +8,10 @@
 #include "operations/bmc_session.h"
 #include "operations/restore_advice.h"
 
-int UpdateFRUField(FRUUpdateRequest* psRequest)
+int UpdateFRUField(FRUUpdateRequest* psRequest, RunResult* psResult)
 {
+    *psResult = StartRunResult(RunOperation::UPDATE_FRU, false, nullptr, psRequest->u8FruID);
+    psResult->sField = psRequest->achFieldName;
     if (!OpenBMCSession()) {
         return 1;
     }
@@ -23,6 +25,8 @@ int UpdateFRUField(FRUUpdateRequest* psRequest)
     CloseBMCSession();
     std::puts(bUpdated ? "Update FRU data successful!\n" : "Update FRU data failed!\n");
     PrintSavedCopyAdvice(wayBack);
+    TakeWayBack(wayBack, psResult);
     EndInterruptionGuard();
+    psResult->eOutcome = bUpdated ? RunOutcome::SUCCESS : bLocked ? RunOutcome::FAILURE : RunOutcome::REFUSED;
     return bUpdated ? 0 : 1;
 }

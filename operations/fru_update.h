@@ -2,7 +2,8 @@
 #pragma once
 
 #include "fru/fru_update_encoding.h"
+#include "operations/run_result.h"
 
 // Opens the session, writes the field, closes the session and prints the
 // result line; 0 when the field was written, 1 otherwise.
-int UpdateFRUField(FRUUpdateRequest* psRequest);
+int UpdateFRUField(FRUUpdateRequest* psRequest, RunResult* psResult);

@@ -177,3 +177,11 @@ void PrintSavedCopyAdvice(const WayBack& wayBack)
     std::fflush(stdout);
     std::fputs(SavedCopyAdviceText(wayBack.sCopyPath).c_str(), stderr);
 }
+
+void TakeWayBack(const WayBack& wayBack, RunResult* psResult)
+{
+    if (!wayBack.sCopyPath.empty()) {
+        psResult->sSavedCopy = wayBack.sCopyPath;
+        psResult->sRestoreCommand = RestoreCommand(wayBack.sCopyPath);
+    }
+}

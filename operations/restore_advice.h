@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bmc/saved_copy.h"
+#include "operations/run_result.h"
 
 // How the program was started (argv[0]): the restore command names it so.
 void SetRestoreProgramName(const char* pchArgv0);
@@ -20,3 +21,6 @@ WayBack NewWayBack();
 // Prints the advice on standard error when the run left a copy as its way
 // back; nothing otherwise.
 void PrintSavedCopyAdvice(const WayBack& wayBack);
+// Puts the copy and its restore command in the run's result, when the run
+// left one.
+void TakeWayBack(const WayBack& wayBack, RunResult* psResult);

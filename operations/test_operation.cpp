@@ -12,7 +12,7 @@
 
 namespace {
 
-int TestSDRFile(const char* pchFileName)
+int TestSDRFile(const char* pchFileName, RunResult* psResult)
 {
     SDRRecordList records;
     // An exact copy is right when it is whole: its records are the BMC's,
@@ -22,6 +22,7 @@ int TestSDRFile(const char* pchFileName)
     const bool bRead = eExact == ExactCopyFile::NOT_EXACT_COPY
                            ? WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &records) == 1; })
                            : eExact == ExactCopyFile::READ;
+    psResult->lFileRecords = static_cast<long>(eExact == ExactCopyFile::READ ? asExact.size() : records.size());
     if (bRead) {
         std::printf("No error found in SDR file %s! \n \n", pchFileName);
     } else {
@@ -30,10 +31,11 @@ int TestSDRFile(const char* pchFileName)
     return bRead ? 1 : 0;
 }
 
-int TestFRUFile(const char* pchFileName)
+int TestFRUFile(const char* pchFileName, RunResult* psResult)
 {
     FRUImage image;
     const int iResult = ReadFRUFile(pchFileName, &image);
+    psResult->lFileBytes = image.u16Size;
     if (iResult == 1) {
         std::printf("No error found in FRU file %s! \n \n", pchFileName);
     } else {
@@ -44,17 +46,22 @@ int TestFRUFile(const char* pchFileName)
 
 }  // namespace
 
-int TestFile(bool bIsSDR, const char* pchFileName)
+int TestFile(bool bIsSDR, const char* pchFileName, RunResult* psResult)
 {
+    *psResult = StartRunResult(RunOperation::TEST, bIsSDR, pchFileName, -1);
     if (!VLInit()) {
         return 1;
     }
     // A missing file ends the run before the storage is released: the
     // trace of such a run has never had the release line.
     if (!ReportUnlessFileReadable(pchFileName)) {
+        psResult->eOutcome = RunOutcome::REFUSED;
         return 1;
     }
-    const int iResult = bIsSDR ? TestSDRFile(pchFileName) : TestFRUFile(pchFileName);
+    const int iResult = bIsSDR ? TestSDRFile(pchFileName, psResult) : TestFRUFile(pchFileName, psResult);
     VLExit();
+    // A file with errors is the test's finding, not a failure to test: the
+    // result says so by its exit status and its outcome "failure".
+    psResult->eOutcome = iResult == 1 ? RunOutcome::SUCCESS : RunOutcome::FAILURE;
     return iResult == 1 ? 0 : 1;
 }

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "base/trace.h"
 #include "sdr/sdr_record.h"
@@ -73,6 +75,49 @@ int SDRCompare(const SDRRecordList& fileList, const SDRRecordList& bmcList)
         ++i;
         ++j;
     }
+}
+
+namespace {
+
+std::vector<unsigned char> RecordBytes(const SDREntry& entry)
+{
+    return std::vector<unsigned char>(entry.au8RecordData, entry.au8RecordData + StoredLength(entry));
+}
+
+bool SameRecord(const SDREntry& fileRecord, const SDREntry& bmcRecord)
+{
+    return fileRecord.u8RecordType == bmcRecord.u8RecordType &&
+           fileRecord.u8RecordLength == bmcRecord.u8RecordLength &&
+           std::equal(fileRecord.au8RecordData + 2, fileRecord.au8RecordData + StoredLength(fileRecord),
+                      bmcRecord.au8RecordData + 2);
+}
+
+}  // namespace
+
+std::vector<SDRDifference> SDRDifferences(const SDRRecordList& fileList, const SDRRecordList& bmcList)
+{
+    std::vector<SDRDifference> asDifferences;
+    const auto uFileCount = static_cast<unsigned int>(fileList.size());
+    const auto uBMCCount = static_cast<unsigned int>(bmcList.size());
+    unsigned int i = NextRecordSlot(fileList, 0, uFileCount);
+    unsigned int j = NextRecordSlot(bmcList, 0, uBMCCount);
+    while (i < uFileCount || j < uBMCCount) {
+        SDRDifference difference;
+        if (i < uFileCount) {
+            difference.iFilePosition = static_cast<int>(i);
+            difference.au8FileBytes = RecordBytes(fileList[i]);
+        }
+        if (j < uBMCCount) {
+            difference.iBMCPosition = static_cast<int>(j);
+            difference.au8BMCBytes = RecordBytes(bmcList[j]);
+        }
+        if (i >= uFileCount || j >= uBMCCount || !SameRecord(fileList[i], bmcList[j])) {
+            asDifferences.push_back(std::move(difference));
+        }
+        i = i < uFileCount ? NextRecordSlot(fileList, i + 1, uFileCount) : i;
+        j = j < uBMCCount ? NextRecordSlot(bmcList, j + 1, uBMCCount) : j;
+    }
+    return asDifferences;
 }
 
 void DebugPrintGetSDR(unsigned short u16RecordID, unsigned short u16NextRecordID, unsigned short u16Index,

@@ -52,6 +52,19 @@ int SDRHasIDString(unsigned char u8Type);
 unsigned short GetRequiredSDRSize(const SDRRecordList& list);
 // 1 when a file's records and the repository's are the same records.
 int SDRCompare(const SDRRecordList& fileList, const SDRRecordList& bmcList);
+
+// A record that differs between a file and the repository, paired by
+// order as SDRCompare pairs them (free slots passed over). A record found
+// on one side only has the other side's position -1 and no bytes.
+struct SDRDifference {
+    int iFilePosition = -1;  // from 0, in the file's list
+    int iBMCPosition = -1;   // from 0, in the repository's list
+    std::vector<unsigned char> au8FileBytes;
+    std::vector<unsigned char> au8BMCBytes;
+};
+// Every difference SDRCompare would stop at, not only the first: the type,
+// the length or a byte past the record ID. Says nothing.
+std::vector<SDRDifference> SDRDifferences(const SDRRecordList& fileList, const SDRRecordList& bmcList);
 // Verbose trace of one record fetched from the BMC, the u16Index-th
 // (from 0) of u16Total; psEntry null when the index is past the limit.
 void DebugPrintGetSDR(unsigned short u16RecordID, unsigned short u16NextRecordID, unsigned short u16Index,

@@ -49,7 +49,7 @@ protected:
     int Run(std::vector<std::string> asWords, CapturedOutput& output)
     {
         std::vector<char*> apchArgv = Argv(asWords);
-        const int iStatus = RunCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data());
+        const int iStatus = TriggerCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data());
         output.Finish();
         return iStatus;
     }
@@ -182,7 +182,7 @@ TEST_F(RunCommandLineTest, FailureOnLocalInterfaceAddsTheKcsNote)
         std::vector<std::string> asWords = {"-d", "a.sdr"};
         auto apchArgv = Argv(asWords);
         CapturedOutput output;
-        EXPECT_EQ(RunCommandLine(engine, 3, apchArgv.data()), 1);
+        EXPECT_EQ(TriggerCommandLine(engine, 3, apchArgv.data()), 1);
         output.Finish();
         EXPECT_EQ(output.Err(), S_pchKcsNote);
         EXPECT_EQ(output.Out(), "");
@@ -208,7 +208,7 @@ TEST(RunCommandLineLan, IncompleteLanOptionsAreStatusFour)
     std::vector<std::string> asWords = {"-d", "a.sdr", "-n", "lanplus", "-H", "10.0.0.1"};
     auto apchArgv = Argv(asWords);
     CapturedOutput output;
-    EXPECT_EQ(RunCommandLine(engine, 7, apchArgv.data()), 4);
+    EXPECT_EQ(TriggerCommandLine(engine, 7, apchArgv.data()), 4);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Invalid LAN+ interface options. \nInvalid operations. \nUse VALDRN -h for help.\n");

@@ -204,7 +204,7 @@ TEST_F(InMemoryBmcTest, AFileListGoesInWholeAndComesBackOut)
     CapturedOutput output;
     EXPECT_TRUE(DoSDRAddToBMC(&list, &wayBack));
     SDRRecordList read;
-    EXPECT_TRUE(DoSDRGetFromBMC(&read));
+    EXPECT_EQ(DoSDRGetFromBMC(&read), RepositoryRead::READ);
     output.Finish();
     EXPECT_NE(output.Out().find("Download SDR data Successful. (3h SDR records downloaded!) \n"), std::string::npos)
         << output.Out();
