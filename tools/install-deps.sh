@@ -10,7 +10,7 @@ packages=(
   qemu-system-x86 busybox-static cpio kmod
   valgrind clang libclang-rt-14-dev
   dpkg-dev man-db groff-base binutils gzip lintian
-  ansible-core python3-venv python3-voluptuous pylint python3-pycodestyle yamllint
+  ansible-core python3-venv python3-voluptuous pylint python3-pycodestyle yamllint python3-jsonschema
   # The tests read Ansible's JSON reports: the json callback is in the
   # ansible.posix collection, which this package carries.
   ansible

@@ -10,6 +10,8 @@
 //   stderr   the exact expected standard error (absent: nothing)
 //   expect/  optional files that must exist afterwards with exactly this
 //            content
+//   result.json  optional: the exact document the run writes where
+//            VALDRN_RESULT names (every case runs with it set)
 // Each case runs in a fresh temporary working directory.
 #include <algorithm>
 #include <cctype>
@@ -114,6 +116,7 @@ RunResult RunProgram(const std::vector<std::string>& asArgs, const fs::path& std
         dup2(iIn, STDIN_FILENO);
         dup2(iOut, STDOUT_FILENO);
         dup2(iErr, STDERR_FILENO);
+        setenv("VALDRN_RESULT", outputDir.File("result.json").c_str(), 1);
         execvp(apchArgv[0], apchArgv.data());
         _exit(127);
     }
@@ -151,6 +154,12 @@ TEST_P(CliCaseTest, Run)
     EXPECT_EQ(result.iStatus, std::stoi(ReadFile((dir / "status").string())));
     EXPECT_EQ(result.sOut, ReadOptional(dir / "stdout"));
     EXPECT_EQ(result.sErr, ReadOptional(dir / "stderr"));
+    // Every run that ends writes its result, whatever its status.
+    const std::string sResultPath = outputDir.File("result.json");
+    ASSERT_TRUE(fs::exists(sResultPath)) << "no result document was written";
+    if (fs::exists(dir / "result.json")) {
+        EXPECT_EQ(ReadFile(sResultPath), ReadFile((dir / "result.json").string()));
+    }
     if (fs::exists(dir / "expect")) {
         for (const auto& entry : fs::recursive_directory_iterator(dir / "expect")) {
             if (!entry.is_regular_file()) {

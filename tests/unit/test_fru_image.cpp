@@ -335,3 +335,54 @@ TEST(FRUSearchInvalidAreaTest, OnlyBlanksAndComments)
 }
 
 }  // namespace
+
+TEST(FRUAreaDifferencesTest, EachDifferingAreaIsNamedWithBothSidesBytes)
+{
+    const std::string sImage = TypicalServerFru();
+    const FRUImage local = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    std::string sInventory = sImage + std::string(2048 - sImage.size(), '\0');
+    FRUImage inventory = MakeFRUImage(reinterpret_cast<const unsigned char*>(sInventory.data()), sInventory.size());
+    EXPECT_TRUE(FRUAreaDifferences(local, inventory).empty());
+
+    const unsigned int uBoard = static_cast<unsigned char>(sImage[FRU_AREA_BOARD]) * 8u;
+    const unsigned int uProduct = static_cast<unsigned char>(sImage[FRU_AREA_PRODUCT]) * 8u;
+    ASSERT_GT(uBoard, 0u);
+    ASSERT_GT(uProduct, uBoard);
+    inventory.au8Bytes[uBoard + 3] ^= 0x40;
+    inventory.au8Bytes[7] ^= 0x01;  // the header's checksum
+    const auto asDifferences = FRUAreaDifferences(local, inventory);
+    ASSERT_EQ(asDifferences.size(), 2u);
+    EXPECT_EQ(asDifferences[0].eArea, FRU_AREA_COMMON);
+    EXPECT_EQ(asDifferences[0].u16Offset, 0);
+    EXPECT_EQ(asDifferences[0].au8FileBytes.size(), FRU_COMMON_HEADER_SIZE);
+    EXPECT_EQ(asDifferences[1].eArea, FRU_AREA_BOARD);
+    EXPECT_EQ(asDifferences[1].u16Offset, uBoard);
+    // The area runs up to the next one, its pad included.
+    EXPECT_EQ(asDifferences[1].au8FileBytes.size(), uProduct - uBoard);
+    EXPECT_EQ(asDifferences[1].au8BMCBytes[3], static_cast<unsigned char>(sImage[uBoard + 3] ^ 0x40));
+}
+
+TEST(FRUAreaDifferencesTest, AnInventoryThatEndsFirstDiffersWhereItEnds)
+{
+    const std::string sImage = TypicalServerFru();
+    const FRUImage local = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
+    const FRUImage inventory = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), 16);
+    const auto asDifferences = FRUAreaDifferences(local, inventory);
+    ASSERT_FALSE(asDifferences.empty());
+    EXPECT_NE(asDifferences.front().eArea, FRU_AREA_COMMON);  // the header is there
+    for (const FRUAreaDifference& difference : asDifferences) {
+        EXPECT_LT(difference.au8BMCBytes.size(), difference.au8FileBytes.size());
+    }
+    EXPECT_EQ(FRUCompare(local, inventory), 0);
+}
+
+TEST(FRUAreaDifferencesTest, AnImageWithoutAHeaderIsOneWholeImage)
+{
+    const unsigned char au8Local[] = {1, 2, 3};
+    const unsigned char au8Other[] = {1, 2, 4};
+    const auto asDifferences = FRUAreaDifferences(MakeFRUImage(au8Local, 3), MakeFRUImage(au8Other, 3));
+    ASSERT_EQ(asDifferences.size(), 1u);
+    EXPECT_EQ(asDifferences[0].eArea, FRU_AREA_COUNT);
+    EXPECT_EQ(asDifferences[0].au8FileBytes, std::vector<unsigned char>(au8Local, au8Local + 3));
+    EXPECT_TRUE(FRUAreaDifferences(FRUImage(), FRUImage()).empty());
+}

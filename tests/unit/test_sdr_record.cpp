@@ -445,3 +445,51 @@ TEST(SDRChecks, NullEntries)
 }
 
 }  // namespace
+
+// --- SDRDifferences ----------------------------------------------------------------
+
+TEST_F(CompareTest, DifferencesOfSameRecordsAreNone)
+{
+    Both(0, SdrNamedRecord(1, 0x01, "CPU"));
+    Both(1, SdrFixedRecord(2, 0xC0, 0x20));
+    m_repository[0].au8RecordData[0] = 0x77;  // the BMC's own ID is no difference
+    CapturedOutput output;
+    EXPECT_TRUE(SDRDifferences(FirstOf(m_local, 2), FirstOf(m_repository, 2)).empty());
+    output.Finish();
+    EXPECT_EQ(output.Err() + output.Out(), "");
+}
+
+TEST_F(CompareTest, DifferencesListEveryRecordNotOnlyTheFirst)
+{
+    Both(0, SdrNamedRecord(1, 0x01, "CPU"));
+    Both(1, SdrNamedRecord(2, 0x02, "FAN"));
+    Both(2, SdrNamedRecord(3, 0x02, "PSU"));
+    m_repository[0].u8RecordType = 0x03;
+    m_repository[2].au8RecordData[10] ^= 0x01;
+    const auto asDifferences = SDRDifferences(FirstOf(m_local, 3), FirstOf(m_repository, 3));
+    ASSERT_EQ(asDifferences.size(), 2u);
+    EXPECT_EQ(asDifferences[0].iFilePosition, 0);
+    EXPECT_EQ(asDifferences[0].iBMCPosition, 0);
+    EXPECT_EQ(asDifferences[1].iFilePosition, 2);
+    EXPECT_EQ(asDifferences[1].iBMCPosition, 2);
+    EXPECT_EQ(asDifferences[1].au8FileBytes.size(), m_local[2].u8RecordLength);
+    EXPECT_NE(asDifferences[1].au8FileBytes, asDifferences[1].au8BMCBytes);
+}
+
+TEST_F(CompareTest, DifferencesNameRecordsFoundOnOneSideAndPassFreeSlots)
+{
+    Both(0, SdrNamedRecord(1, 0x01, "CPU"));
+    PutRecord(m_repository[2], SdrNamedRecord(2, 0x02, "FAN"));
+    m_repository[1].u16RecordID = SDR_FREE_SLOT_ID;
+    m_repository[1].u8RecordLength = 0;
+    auto asDifferences = SDRDifferences(FirstOf(m_local, 1), FirstOf(m_repository, 3));
+    ASSERT_EQ(asDifferences.size(), 1u);
+    EXPECT_EQ(asDifferences[0].iFilePosition, -1);
+    EXPECT_EQ(asDifferences[0].iBMCPosition, 2);
+    EXPECT_TRUE(asDifferences[0].au8FileBytes.empty());
+    asDifferences = SDRDifferences(FirstOf(m_local, 1), SDRRecordList());
+    ASSERT_EQ(asDifferences.size(), 1u);
+    EXPECT_EQ(asDifferences[0].iFilePosition, 0);
+    EXPECT_EQ(asDifferences[0].iBMCPosition, -1);
+    EXPECT_TRUE(SDRDifferences(SDRRecordList(), SDRRecordList()).empty());
+}
