@@ -4,13 +4,16 @@
 """Runs VALDRN for the modules of this collection and judges its runs.
 
 Nothing here reads or writes SDR or FRU data: every byte goes through
-VALDRN. This file knows how VALDRN takes its arguments and what its
-result lines say.
+VALDRN. This file knows how VALDRN takes its arguments; what a run did it
+reads from the result document VALDRN writes where VALDRN_RESULT names
+(its schema is docs/result.schema.json in VALDRN's source), not from the
+printed lines.
 """
 
 from __future__ import (absolute_import, division, print_function)
 __metaclass__ = type
 
+import json
 import os
 import re
 import shutil
@@ -38,7 +41,6 @@ _LONGEST_FILE_NAME = 255
 _LONGEST_LAN_TEXT = 39
 
 _BANNER = re.compile(r'^(-{20,}|\s*Valdrin Utility\s*|\s*Copyright \(C\) .*VALDRN Project.*)$')
-_ADVICE = re.compile(r"^The BMC's data from before this run is saved in (.+); to put it back, run:$")
 
 ENCODINGS = ('ascii', 'utf8', 'utf16')
 
@@ -67,37 +69,51 @@ def output_lines(text):
     return [line.rstrip() for line in text.splitlines() if line.strip() and not _BANNER.match(line)]
 
 
-def restore_advice(lines, chdir):
-    """The saved copy and the command that restores it, when VALDRN named
-    them in LINES (its standard error) having run in CHDIR; else None, None.
-    The copy comes back absolute, the command runnable from any folder."""
-    for i, line in enumerate(lines[:-1]):
-        match = _ADVICE.match(line)
-        if match:
-            command = lines[i + 1]
-            # VALDRN's command is meant for the folder it ran in (a "cp
-            # intf.ini" first, too); one that starts by going to the copy's
-            # folder runs anywhere.
-            if not command.startswith('cd '):
-                command = 'cd %s && %s' % (quote_for_shell(chdir), command)
-            return os.path.normpath(os.path.join(chdir, match.group(1))), command
-    return None, None
+def read_result(path):
+    """The result document VALDRN wrote at PATH, or None when it wrote none
+    (it ended by a signal, or it is a VALDRN that writes none)."""
+    try:
+        with open(path, 'rb') as document:
+            result = json.loads(document.read().decode('utf-8'))
+    except (IOError, OSError, ValueError):
+        return None
+    return result if isinstance(result, dict) and result.get('format') == 'valdrn-result' else None
+
+
+def restore_advice(result, chdir):
+    """The saved copy and the command that restores it, when the run's
+    RESULT document names them, VALDRN having run in CHDIR; else None,
+    None. The copy comes back absolute, the command runnable from any
+    folder."""
+    if not result or not result.get('saved_copy') or not result.get('restore_command'):
+        return None, None
+    command = result['restore_command']
+    # VALDRN's command is meant for the folder it ran in (a "cp intf.ini"
+    # first, too); one that starts by going to the copy's folder runs
+    # anywhere.
+    if not command.startswith('cd '):
+        command = 'cd %s && %s' % (quote_for_shell(chdir), command)
+    return os.path.normpath(os.path.join(chdir, result['saved_copy'])), command
 
 
 class Run(object):
-    """One VALDRN run: its arguments as shown, status and lines."""
+    """One VALDRN run: its arguments as shown, status, lines and result
+    document."""
 
-    def __init__(self, shown_args, rc, stdout, stderr):
+    def __init__(self, shown_args, rc, stdout, stderr, result=None):
         self.args = shown_args
         self.rc = rc
         self.stdout_lines = output_lines(stdout)
         self.stderr_lines = output_lines(stderr)
+        self.result = result or {}
 
-    def says(self, text):
-        """Whether its output (either stream) holds TEXT within a line:
-        VALDRN ends some lines without a line feed, so that the next one
-        follows on the same line."""
-        return any(text in line for line in self.stdout_lines + self.stderr_lines)
+    def outcome(self):
+        """success, failure or refused; None without a result document."""
+        return self.result.get('outcome')
+
+    def comparison(self):
+        """For -v: same or different; None when no comparison was made."""
+        return self.result.get('comparison')
 
     def message(self):
         """What VALDRN said about its failure: its error lines, else its last line."""
@@ -119,6 +135,7 @@ class Valdrn(object):
         self.saved_copy = None
         self.restore_command = None
         self._temporary = []
+        self._result_folder = None
         self.chdir = os.path.abspath(self.params['chdir'])
         self.program = self._program()
         self._check_connection()
@@ -185,18 +202,22 @@ class Valdrn(object):
         for folder in self._temporary:
             shutil.rmtree(folder, ignore_errors=True)
         self._temporary = []
+        self._result_folder = None
 
     # ----- running
 
     def run(self, operation_args):
         args = [self.program] + operation_args + self.connection_args()
+        if self._result_folder is None:
+            self._result_folder = self.temporary_folder()
+        result_path = os.path.join(self._result_folder, 'result-%d.json' % len(self.runs))
         # One ipmitool session for the whole run, or one ipmitool per request.
-        environ = {'VALDRN_LAN_SESSION': self.params['lan_session']}
+        environ = {'VALDRN_LAN_SESSION': self.params['lan_session'], 'VALDRN_RESULT': result_path}
         if self.params['backup_dir']:
             environ['VALDRN_BACKUP_DIR'] = os.path.abspath(self.params['backup_dir'])
         # "n" to any question, so that nothing is overwritten unasked.
         rc, stdout, stderr = self.module.run_command(args, cwd=self.chdir, environ_update=environ, data='n')
-        run = Run(self._shown(args), rc, stdout, stderr)
+        run = Run(self._shown(args), rc, stdout, stderr, read_result(result_path))
         self.runs.append(run)
         self._take_advice(run)
         return run
@@ -206,7 +227,7 @@ class Valdrn(object):
         return ['********' if password and a == password else a for a in args]
 
     def _take_advice(self, run):
-        saved_copy, command = restore_advice(run.stderr_lines, self.chdir)
+        saved_copy, command = restore_advice(run.result, self.chdir)
         if saved_copy:
             self.saved_copy, self.restore_command = saved_copy, command
 
@@ -233,43 +254,30 @@ class Valdrn(object):
         self.cleanup()
         self.module.exit_json(**self.result(**fields))
 
-    # ----- operations, judged by status and result lines
+    # ----- operations, judged by their result documents
 
     def verify(self, file_name, fru_id=None):
-        """True when the BMC holds the file, False when it differs; fails
-        the task when VALDRN could not tell."""
-        if fru_id is None:
-            run = self.run(['-v', file_name])
-            if run.rc == 0 and run.says('Verify SDR file'):
-                return True
-            if run.says('Failure to verify the SDR data! (different SDR)'):
-                return False
-            if run.says('The SDR repository is empty.'):
-                return False
-        else:
-            run = self.run(['-v', file_name, fru_id_argument(fru_id)])
-            if run.rc == 0 and run.says('Verify FRU file'):
-                return True
-            if run.says('The FRU data in file and FRU inventory are different!'):
-                return False
+        """True when the BMC holds the file, False when it differs (an
+        empty repository too); fails the task when VALDRN could not tell."""
+        args = ['-v', file_name] + ([] if fru_id is None else [fru_id_argument(fru_id)])
+        run = self.run(args)
+        if run.comparison() == 'same' and run.rc == 0:
+            return True
+        if run.comparison() == 'different':
+            return False
         self.fail(run.message())
 
     def download(self, file_name, fru_id=None):
-        """Writes the file; fails the task unless VALDRN says it did.
-        A failed FRU write ends VALDRN with status 0: its lines tell."""
-        if fru_id is None:
-            run = self.run(['-d', file_name])
-            done = run.rc == 0 and run.says('Download SDR data Successful.')
-        else:
-            run = self.run(['-d', file_name, fru_id_argument(fru_id)])
-            done = (run.rc == 0 and run.says('Download FRU data successful.')
-                    and not run.says('Failure to download FRU data!'))
-        if not done:
+        """Writes the file; fails the task unless VALDRN's result says it
+        did. A failed FRU write ends VALDRN with status 0: its result tells."""
+        args = ['-d', file_name] + ([] if fru_id is None else [fru_id_argument(fru_id)])
+        run = self.run(args)
+        if not (run.rc == 0 and run.outcome() == 'success'):
             self.fail(run.message(), changed=True)
 
     def upload(self, fru_id, encoding):
         """The BMC's data as VALDRN's text file: its bytes. A failed save
-        ends VALDRN with status 0: its lines tell."""
+        ends VALDRN with status 0: its result tells."""
         folder = self.temporary_folder()
         path = os.path.join(folder, 'fru%d.txt' % fru_id if fru_id is not None else 'sdr.txt')
         name = os.path.relpath(path, self.chdir)
@@ -279,10 +287,7 @@ class Valdrn(object):
         if fru_id is not None:
             args.append(fru_id_argument(fru_id))
         run = self.run(args)
-        failed_line = 'Failure to upload FRU data!' if fru_id is not None else 'Failure to upload SDR data!'
-        done = run.rc == 0 and not run.says(failed_line) and os.path.isfile(path) and os.path.getsize(path) > 0
-        if fru_id is not None:
-            done = done and run.says('Upload FRU data successful.')
+        done = run.rc == 0 and run.outcome() == 'success' and os.path.isfile(path) and os.path.getsize(path) > 0
         if not done:
             self.fail(run.message())
         with open(path, 'rb') as uploaded:
@@ -290,7 +295,7 @@ class Valdrn(object):
 
     def update_field(self, parameters):
         run = self.run(['-updateFRU'] + parameters)
-        if not (run.rc == 0 and run.says('Update FRU data successful!')):
+        if not (run.rc == 0 and run.outcome() == 'success'):
             self.fail(run.message())
 
 

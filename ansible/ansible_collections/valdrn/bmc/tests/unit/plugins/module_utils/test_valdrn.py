@@ -8,11 +8,12 @@ __metaclass__ = type
 import unittest
 
 import os
+import shutil
 import tempfile
 
 from ansible_collections.valdrn.bmc.plugins.module_utils.valdrn import (
-    CONNECTION_ARGUMENT_SPEC, Run, Valdrn, fru_id_argument, output_lines, quote_for_shell, restore_advice, takes_as_file_name,
-    takes_as_lan_text)
+    CONNECTION_ARGUMENT_SPEC, Run, Valdrn, fru_id_argument, output_lines, quote_for_shell, read_result, restore_advice,
+    takes_as_file_name, takes_as_lan_text)
 
 BANNER = ('-' * 79 + '\n                          Valdrin Utility\n'
           '        Copyright (C) 2026 The VALDRN Project. IPMI SDR and FRU tool.\n' + '-' * 79 + '\n')
@@ -52,11 +53,27 @@ class OutputTest(unittest.TestCase):
         self.assertEqual(output_lines(BANNER + 'Start to download FRU data! \n\nDownload FRU data successful. \n\n'),
                          ['Start to download FRU data!', 'Download FRU data successful.'])
 
-    def test_a_result_is_found_within_a_line(self):
-        run = Run([], 0, BANNER + 'Recognize FRU File as binary format Verify FRU file a.bin with FRU inventory '
-                  'successful! \n', '')
-        self.assertTrue(run.says('Verify FRU file'))
-        self.assertFalse(run.says('Verify SDR file'))
+    def test_a_run_is_judged_by_its_result_document_not_its_lines(self):
+        run = Run([], 0, BANNER + 'Download FRU data successful. \n', '',
+                  dict(format='valdrn-result', outcome='failure', comparison=None))
+        self.assertEqual(run.outcome(), 'failure')
+        self.assertIsNone(run.comparison())
+        self.assertIsNone(Run([], 0, BANNER, '').outcome())
+
+    def test_only_a_result_document_is_read_as_one(self):
+        folder = tempfile.mkdtemp()
+        try:
+            path = os.path.join(folder, 'result.json')
+            self.assertIsNone(read_result(path))
+            for text, expected in (('{"format": "valdrn-result", "outcome": "success"}', 'success'),
+                                   ('{"outcome": "success"}', None), ('[1]', None), ('{"format": ', None),
+                                   (b'\xff', None)):
+                with open(path, 'wb') as document:
+                    document.write(text if isinstance(text, bytes) else text.encode('utf-8'))
+                result = read_result(path)
+                self.assertEqual(result and result['outcome'], expected)
+        finally:
+            shutil.rmtree(folder)
 
     def test_the_message_is_the_error_lines_else_the_last_line(self):
         failed = Run([], 1, BANNER, '\nGet Device ID failed. Please check LAN+ configuration.\n\n')
@@ -67,34 +84,37 @@ class OutputTest(unittest.TestCase):
         self.assertEqual(silent.message(), 'VALDRN ended with status 1 and said nothing')
 
 
+def advice(copy, command):
+    return dict(format='valdrn-result', saved_copy=copy, restore_command=command)
+
+
 class RestoreAdviceTest(unittest.TestCase):
-    ADVICE = "The BMC's data from before this run is saved in %s; to put it back, run:"
 
     def test_a_relative_copy_comes_back_absolute_and_the_command_goes_to_the_folder_first(self):
-        copy, command = restore_advice([
-            'Failure to download FRU data!',
-            self.ADVICE % 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru',
+        copy, command = restore_advice(advice(
+            'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru',
             "'/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru' fruID=0x00 -n lanplus -P ... -C 3",
-        ], '/')
+        ), '/')
         self.assertEqual(copy, '/var/lib/valdrn/backups/10.0.0.5-fru0-x.fru')
         self.assertEqual(command, "cd '/' && '/usr/sbin/VALDRN' -d 'var/lib/valdrn/backups/10.0.0.5-fru0-x.fru' "
                                   "fruID=0x00 -n lanplus -P ... -C 3")
 
     def test_a_command_that_copies_intf_ini_runs_in_the_folder_too(self):
-        copy, command = restore_advice([
-            self.ADVICE % '/srv/ipmi copies/local-sdr-x.sdr',
+        copy, command = restore_advice(advice(
+            '/srv/ipmi copies/local-sdr-x.sdr',
             "cp intf.ini '/srv/ipmi copies'/ && cd '/srv/ipmi copies' && VALDRN -d local-sdr-x.sdr -msgintf kcsio",
-        ], "/srv/it's")
+        ), "/srv/it's")
         self.assertEqual(copy, '/srv/ipmi copies/local-sdr-x.sdr')
         self.assertTrue(command.startswith("cd '/srv/it'\\''s' && cp intf.ini "))
 
     def test_a_command_that_goes_to_its_folder_is_kept(self):
         line = "cd '/srv/ipmi copies' && VALDRN -d local-sdr-x.sdr"
-        self.assertEqual(restore_advice([self.ADVICE % '/srv/ipmi copies/local-sdr-x.sdr', line], '/')[1], line)
+        self.assertEqual(restore_advice(advice('/srv/ipmi copies/local-sdr-x.sdr', line), '/')[1], line)
 
     def test_no_advice_or_advice_without_its_command_is_none(self):
-        self.assertEqual(restore_advice(['Failure to clear SDR'], '/'), (None, None))
-        self.assertEqual(restore_advice([self.ADVICE % 'a.sdr'], '/'), (None, None))
+        self.assertEqual(restore_advice(None, '/'), (None, None))
+        self.assertEqual(restore_advice(advice(None, None), '/'), (None, None))
+        self.assertEqual(restore_advice(advice('a.sdr', None), '/'), (None, None))
 
 
 class Refused(Exception):
@@ -141,8 +161,12 @@ class ConnectionTest(unittest.TestCase):
                 seen.update(environ_update)
                 return 0, '', ''
             module.run_command = run_command
-            Valdrn(module).run(['-v', 'a.sdr'])
+            valdrn = Valdrn(module)
+            valdrn.run(['-v', 'a.sdr'])
             self.assertEqual(seen.get('VALDRN_LAN_SESSION'), expected)
+            # Each run's result document in a folder of the module's own.
+            self.assertTrue(seen.get('VALDRN_RESULT', '').endswith('/result-0.json'))
+            valdrn.cleanup()
 
     def test_in_band_interfaces_are_named_with_msgintf(self):
         for interface in ('openipmi', 'kcsio'):
