@@ -25,7 +25,7 @@ for file in bin/VALDRN lib/valdrn/libopenraw.so lib/valdrn/libkcsio.so share/man
             share/doc/valdrn/examples/ToBMC.sdr share/doc/valdrn/examples/ServerBoard.fru; do
   [ -f "$prefix/$file" ] || fail "$file was not installed"
 done
-for page in sdr-text-format sdr-binary-formats fru-text-format intf-ini bmc-access; do
+for page in sdr-text-format sdr-binary-formats fru-text-format intf-ini bmc-access safety result; do
   [ -f "$prefix/share/doc/valdrn/$page.md" ] || fail "docs page $page.md was not installed"
 done
 runpath=$(readelf -d "$prefix/bin/VALDRN" | sed -n 's/.*(RUNPATH).*\[\(.*\)\]/\1/p')

@@ -55,6 +55,7 @@ expected=(./usr/bin/VALDRN ./usr/lib/valdrn/libopenraw.so ./usr/lib/valdrn/libkc
           ./usr/share/doc/valdrn/sdr-text-format.md ./usr/share/doc/valdrn/sdr-binary-formats.md
           ./usr/share/doc/valdrn/fru-text-format.md ./usr/share/doc/valdrn/intf-ini.md
           ./usr/share/doc/valdrn/bmc-access.md ./usr/share/doc/valdrn/safety.md
+          ./usr/share/doc/valdrn/result.md ./usr/share/doc/valdrn/result.schema.json
           ./usr/share/doc/valdrn/examples/ToBMC.sdr ./usr/share/doc/valdrn/examples/ToBMC.sdr.bin
           ./usr/share/doc/valdrn/examples/ServerBoard.fru ./usr/share/doc/valdrn/examples/ServerBoard.fru.bin)
 for file in "${expected[@]}"; do
