@@ -17,6 +17,7 @@
 #include "base/interface_state.h"
 #include "base/interruption.h"
 #include "base/quiet_output.h"
+#include "base/write_all.h"
 #include "bmc/ipmi_command.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_tokens.h"
@@ -187,25 +188,6 @@ void RemoveOldCopies(int iFolder, const std::string& sPrefix, const std::string&
     }
 }
 
-bool WriteAll(int iFd, const unsigned char* pu8Bytes, size_t uCount)
-{
-    while (uCount > 0) {
-        const ssize_t iWritten = write(iFd, pu8Bytes, uCount);
-        if (iWritten < 0 && errno == EINTR) {
-            continue;
-        }
-        if (iWritten <= 0) {
-            if (iWritten == 0) {
-                errno = ENOSPC;
-            }
-            return false;
-        }
-        pu8Bytes += iWritten;
-        uCount -= static_cast<size_t>(iWritten);
-    }
-    return true;
-}
-
 // The bytes as a new copy file, on disk (file and folder synced) before
 // any change is made; its path, or "" after the warning that names why.
 std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const std::string& sSuffix,
@@ -219,7 +201,7 @@ std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const 
     const std::string sPrefix = TargetName() + "-" + sKind + "-";
     std::string sName;
     const int iFd = CreateCopyFile(iFolder, sPrefix, sSuffix, &sName);
-    bool bWritten = iFd >= 0 && WriteAll(iFd, reinterpret_cast<const unsigned char*>(sBytes.data()), sBytes.size()) &&
+    bool bWritten = iFd >= 0 && WriteAll(iFd, sBytes.data(), sBytes.size()) &&
                     fsync(iFd) == 0;
     int iError = errno;
     if (iFd >= 0 && close(iFd) != 0 && bWritten) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/interface_state.h"
+#include "base/write_all.h"
 
 namespace {
 
@@ -223,22 +224,6 @@ std::string RunResultJSON(const RunResult& result)
 
 namespace {
 
-bool WriteAll(int iFd, const std::string& sText)
-{
-    size_t uDone = 0;
-    while (uDone < sText.size()) {
-        const ssize_t iWritten = write(iFd, sText.data() + uDone, sText.size() - uDone);
-        if (iWritten < 0 && errno == EINTR) {
-            continue;
-        }
-        if (iWritten <= 0) {
-            return false;
-        }
-        uDone += static_cast<size_t>(iWritten);
-    }
-    return true;
-}
-
 // The permissions a new file gets from the user's umask.
 mode_t NewFileMode()
 {
@@ -251,13 +236,14 @@ mode_t NewFileMode()
 
 bool WriteRunResult(const std::string& sPath, const RunResult& result)
 {
+    const std::string sDocument = RunResultJSON(result);
     std::string sTemporary = sPath + ".XXXXXX";
     errno = 0;
     const int iFd = mkstemp(&sTemporary[0]);
     bool bWritten = iFd >= 0;
     int iError = errno;
     if (bWritten) {
-        bWritten = fchmod(iFd, NewFileMode()) == 0 && WriteAll(iFd, RunResultJSON(result)) && fsync(iFd) == 0;
+        bWritten = fchmod(iFd, NewFileMode()) == 0 && WriteAll(iFd, sDocument.data(), sDocument.size()) && fsync(iFd) == 0;
         bWritten = close(iFd) == 0 && bWritten;
         bWritten = bWritten && std::rename(sTemporary.c_str(), sPath.c_str()) == 0;
         iError = errno;
