@@ -166,8 +166,10 @@ int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[
     if (iStatus == EXIT_STATUS_BAD_COMMAND_LINE) {
         psResult->eOutcome = RunOutcome::REFUSED;
     } else if (iStatus != EXIT_STATUS_SUCCESS && psResult->eOutcome == RunOutcome::SUCCESS) {
-        // An option handler failed before any operation began (-kcs, a LAN option).
-        psResult->eOutcome = RunOutcome::FAILURE;
+        // An interface option rejected its value before any operation
+        // began: refused, as a bad command line is; a -kcs probe that ran
+        // and failed is a failure.
+        psResult->eOutcome = psResult->eOperation == RunOperation::NONE ? RunOutcome::REFUSED : RunOutcome::FAILURE;
     }
     return iStatus;
 }

@@ -22,8 +22,9 @@ int TestSDRFile(const char* pchFileName, RunResult* psResult)
     const bool bRead = eExact == ExactCopyFile::NOT_EXACT_COPY
                            ? WithinMemory(LOCAL_LIST_EXHAUSTED, [&] { return ReadSDRFile(pchFileName, &records) == 1; })
                            : eExact == ExactCopyFile::READ;
-    psResult->lFileRecords = static_cast<long>(eExact == ExactCopyFile::READ ? asExact.size() : records.size());
     if (bRead) {
+        // Counted only when read: a file with errors has no count to give.
+        psResult->lFileRecords = static_cast<long>(eExact == ExactCopyFile::READ ? asExact.size() : records.size());
         std::printf("No error found in SDR file %s! \n \n", pchFileName);
     } else {
         std::fprintf(stderr, "Error found in SDR file %s. \n", pchFileName);
@@ -35,8 +36,8 @@ int TestFRUFile(const char* pchFileName, RunResult* psResult)
 {
     FRUImage image;
     const int iResult = ReadFRUFile(pchFileName, &image);
-    psResult->lFileBytes = image.u16Size;
     if (iResult == 1) {
+        psResult->lFileBytes = image.u16Size;
         std::printf("No error found in FRU file %s! \n \n", pchFileName);
     } else {
         std::fprintf(stderr, "Error found in FRU file %s. \n", pchFileName);

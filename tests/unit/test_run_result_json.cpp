@@ -140,15 +140,29 @@ TEST(RunCommandLineResult, TheStatusAndARejectionAreRecorded)
     EXPECT_EQ(result.iExitStatus, 4);
     EXPECT_EQ(result.eOutcome, RunOutcome::REFUSED);
 
-    TCommandLineExecution failing(15);
-    failing.FunctionRegistry("d", 2, 1, [](unsigned short, char*[]) { return 1; });
-    failing.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
     RunResult failed;
+    TCommandLineExecution failing(15);
+    failing.FunctionRegistry("d", 2, 1, [&failed](unsigned short, char*[]) {
+        failed.eOperation = RunOperation::DOWNLOAD;
+        return 1;
+    });
+    failing.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
     CapturedOutput failingOutput;
     EXPECT_EQ(RunCommandLine(failing, 3, apchArgv, &failed), 1);
     failingOutput.Finish();
     EXPECT_EQ(failed.iExitStatus, 1);
     EXPECT_EQ(failed.eOutcome, RunOutcome::FAILURE);  // never success with a failed status
+
+    // A handler that fails before any operation ran (an interface option
+    // rejecting its value) refuses the run.
+    TCommandLineExecution rejecting(15);
+    rejecting.FunctionRegistry("d", 2, 1, [](unsigned short, char*[]) { return 1; });
+    rejecting.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
+    RunResult rejected;
+    CapturedOutput rejectingOutput;
+    EXPECT_EQ(RunCommandLine(rejecting, 3, apchArgv, &rejected), 1);
+    rejectingOutput.Finish();
+    EXPECT_EQ(rejected.eOutcome, RunOutcome::REFUSED);
     eInterfaceInUse = uSaved;
 }
 
