@@ -1,5 +1,6 @@
-// Which interface reaches the BMC, and the LAN+ parameters: set by the
-// command line's interface options, read by the link to the BMC.
+// Which interface reaches the BMC, and the LAN+ parameters: chosen by the
+// command line's interface options, carried by the run to the link to the
+// BMC, the names of its saved copies and its restore command.
 #pragma once
 
 enum eInterfaceType : unsigned int {
@@ -8,9 +9,8 @@ enum eInterfaceType : unsigned int {
     eInterfaceLanPlus = 2,   // remote BMC through ipmitool
 };
 
-extern unsigned int eInterfaceInUse;
-
-// LAN+ parameters; every text is NUL-terminated within its field.
+// LAN+ parameters; every text is NUL-terminated within its field. A cipher
+// suite of 0xFF leaves the choice to ipmitool; 0 unless -C is given.
 struct IolDataRecord {
     char achHostIP[60];
     char achUserName[40];
@@ -19,4 +19,8 @@ struct IolDataRecord {
     unsigned short u16CipherSuiteID;
 };
 
-extern IolDataRecord sIolData;
+// One run's interface: the OpenIPMI driver unless an option says otherwise.
+struct InterfaceChoice {
+    unsigned int eInterfaceInUse = eInterfaceOpenIPMI;
+    IolDataRecord sIolData = {};
+};

@@ -124,7 +124,7 @@ bool IsShortAnswer(unsigned char u8NetFnLun, unsigned char u8Cmd, const IPMIComm
     return record.u16ResponseLength < ShortestAnswer(u8NetFnLun, u8Cmd, record);
 }
 
-int InitializeRMCPPlus()
+int InitializeRMCPPlus(const IolDataRecord& login)
 {
     // VALDRN_LAN_SESSION=run: one ipmitool session for the whole run, opened
     // by its first request; else every ipmitool run opens and closes its own.
@@ -136,7 +136,7 @@ int InitializeRMCPPlus()
         std::fputs("<WARNING> VALDRN_LAN_SESSION is neither \"run\" nor \"request\": one ipmitool per request.\n",
                    stderr);
     }
-    UseTransport(bOneSession ? NewIpmitoolSessionTransport() : NewIpmitoolPerRequestTransport());
+    UseTransport(bOneSession ? NewIpmitoolSessionTransport(login) : NewIpmitoolPerRequestTransport(login));
     return 1;
 }
 
@@ -147,12 +147,12 @@ bool GetDeviceID()
     return DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record);
 }
 
-bool InitializeInterface()
+bool InitializeInterface(const InterfaceChoice& interface)
 {
-    if (eInterfaceInUse != eInterfaceLanPlus) {
-        return InitializeKCS();
+    if (interface.eInterfaceInUse != eInterfaceLanPlus) {
+        return InitializeKCS(interface.eInterfaceInUse);
     }
-    InitializeRMCPPlus();
+    InitializeRMCPPlus(interface.sIolData);
     if (!GetDeviceID()) {
         std::fputs("\n\nGet Device ID failed. Please check LAN+ configuration.\n\n", stderr);
         return false;

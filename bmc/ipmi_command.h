@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "base/interface_state.h"
+
 constexpr unsigned int IPMI_REQUEST_DATA_SIZE = 32;
 // The storage commands move SDR and FRU bytes this many at a time.
 constexpr unsigned int STORAGE_CHUNK_SIZE = 16;
@@ -88,14 +90,12 @@ void ReportCompletionCode(const IPMICommandRecord& record);
 // "<ERROR> Error in executing IPMI command because of: <reason>" as a line,
 // then the completion code.
 void ReportCommandFailure(const char* pchReason, const IPMICommandRecord& record);
-// One request over LAN+: up to six ipmitool runs.
-bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord);
-
-// Opens the LAN+ transport of the run (one ipmitool per request, or one
-// session with VALDRN_LAN_SESSION=run); returns 1.
-int InitializeRMCPPlus();
-// Opens the interface chosen on the command line; false after a message.
-bool InitializeInterface();
+// Opens the LAN+ transport of the run to the BMC the parameters name (one
+// ipmitool per request, or one session with VALDRN_LAN_SESSION=run);
+// returns 1.
+int InitializeRMCPPlus(const IolDataRecord& login);
+// Opens the run's interface; false after a message.
+bool InitializeInterface(const InterfaceChoice& interface);
 bool GetDeviceID();
 
 void SetRepositoryInfo(const unsigned char* pu8ResponseData, SDRRepositoryInfo* psInfo);

@@ -289,11 +289,12 @@ bool HeardNothing(const std::string& sErr)
 
 class SessionRunner : public IpmitoolRunner {
 public:
+    explicit SessionRunner(const IolDataRecord& login) : m_login(login) {}
     Attempt Run(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
                 char* pchOutput, IPMICommandRecord* psRecord) override
     {
         if (m_bFallenBack) {
-            return RunIpmitoolOnce(asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
+            return RunIpmitoolOnce(m_login, asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
         }
         // What VALDRN printed goes out before each request, as with a run
         // per request: a reader gone (| head) is met during the operation,
@@ -335,10 +336,10 @@ private:
     bool StartShell()
     {
         std::vector<std::string> asCommand = {"stdbuf", "-oL"};
-        const std::vector<std::string> asLogin = IpmitoolLogin();
+        const std::vector<std::string> asLogin = IpmitoolLogin(m_login);
         asCommand.insert(asCommand.end(), asLogin.begin(), asLogin.end());
         asCommand.push_back("shell");
-        return m_shell.Start(asCommand, IpmitoolEnvironment());
+        return m_shell.Start(asCommand, IpmitoolEnvironment(m_login));
     }
 
     // The session is given up after too many failures in a row: the rest
@@ -359,6 +360,7 @@ private:
         return eAttempt;
     }
 
+    IolDataRecord m_login;
     IpmitoolShell m_shell;
     int m_iFailures = 0;
     bool m_bFallenBack = false;
@@ -366,7 +368,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<IPMITransport> NewIpmitoolSessionTransport()
+std::unique_ptr<IPMITransport> NewIpmitoolSessionTransport(const IolDataRecord& login)
 {
-    return NewLanTransport(std::make_unique<SessionRunner>());
+    return NewLanTransport(login, std::make_unique<SessionRunner>(login));
 }

@@ -72,7 +72,7 @@ std::string Hex(unsigned int uValue)
 
 // The request as the trace shows it: ipmitool's command line with the
 // password, though ipmitool itself gets it in its environment.
-std::string CommandLine(unsigned char u8NetFn, unsigned char u8Cmd)
+std::string CommandLine(const IolDataRecord& sIolData, unsigned char u8NetFn, unsigned char u8Cmd)
 {
     std::string sLine = S_pchIpmitool;
     // A cipher suite of 0xFF leaves the choice to ipmitool.
@@ -150,7 +150,7 @@ Attempt ReadErrorOutput(char* pchOutput, unsigned char u8Cmd, IPMICommandRecord*
 
 }  // namespace
 
-std::vector<std::string> IpmitoolLogin()
+std::vector<std::string> IpmitoolLogin(const IolDataRecord& sIolData)
 {
     std::vector<std::string> asArgs = {S_pchIpmitool};
     if (GetLowByteOfWord(sIolData.u16CipherSuiteID) != 0xFF) {
@@ -160,7 +160,7 @@ std::vector<std::string> IpmitoolLogin()
     return asArgs;
 }
 
-std::vector<std::string> IpmitoolEnvironment()
+std::vector<std::string> IpmitoolEnvironment(const IolDataRecord& sIolData)
 {
     std::vector<std::string> asEnvironment;
     for (char** ppchEntry = environ; ppchEntry != nullptr && *ppchEntry != nullptr; ++ppchEntry) {
@@ -202,10 +202,10 @@ std::vector<std::string> RawWords(unsigned char u8NetFn, unsigned char u8Cmd, co
 // Ctrl-backslash) at the terminal reaches VALDRN alone and the request in
 // flight ends as the BMC answers it; its standard output and error into
 // one pipe, its standard input from /dev/null. The child's PID, or -1.
-pid_t SpawnIpmitool(const std::vector<std::string>& asArgs, int iPipeWrite)
+pid_t SpawnIpmitool(const IolDataRecord& login, const std::vector<std::string>& asArgs, int iPipeWrite)
 {
     std::vector<char*> apchArgs = ArgumentVector(asArgs);
-    const std::vector<std::string> asEnvironment = IpmitoolEnvironment();
+    const std::vector<std::string> asEnvironment = IpmitoolEnvironment(login);
     std::vector<char*> apchEnvironment = ArgumentVector(asEnvironment);
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
@@ -268,37 +268,45 @@ int WaitFor(pid_t pid)
 // ipmitool run once for the request, as VALDRN has always run it.
 class PerRequestRunner : public IpmitoolRunner {
 public:
+    explicit PerRequestRunner(const IolDataRecord& login) : m_login(login) {}
     Attempt Run(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
                 char* pchOutput, IPMICommandRecord* psRecord) override
     {
-        return RunIpmitoolOnce(asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
+        return RunIpmitoolOnce(m_login, asRaw, u8NetFnLun, u8Cmd, pchOutput, psRecord);
     }
+
+private:
+    IolDataRecord m_login;
 };
 
 // LAN+: every request through the attempt loop, each attempt made by the
 // runner.
 class LanTransport : public IPMITransport {
 public:
-    explicit LanTransport(std::unique_ptr<IpmitoolRunner> pRunner) : m_pRunner(std::move(pRunner)) {}
+    LanTransport(const IolDataRecord& login, std::unique_ptr<IpmitoolRunner> pRunner)
+        : m_login(login), m_pRunner(std::move(pRunner))
+    {
+    }
     bool Send(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord) override
     {
-        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, *m_pRunner);
+        return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, m_login, *m_pRunner);
     }
 
 private:
+    IolDataRecord m_login;
     std::unique_ptr<IpmitoolRunner> m_pRunner;
 };
 
 }  // namespace
 
-Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
-                        char* pchOutput, IPMICommandRecord* psRecord)
+Attempt RunIpmitoolOnce(const IolDataRecord& login, const std::vector<std::string>& asRaw, unsigned char u8NetFnLun,
+                        unsigned char u8Cmd, char* pchOutput, IPMICommandRecord* psRecord)
 {
-    std::vector<std::string> asArgs = IpmitoolLogin();
+    std::vector<std::string> asArgs = IpmitoolLogin(login);
     asArgs.insert(asArgs.end(), asRaw.begin(), asRaw.end());
     std::fflush(nullptr);
     int aiPipe[2] = {-1, -1};
-    const pid_t pid = pipe2(aiPipe, O_CLOEXEC) == 0 ? SpawnIpmitool(asArgs, aiPipe[1]) : -1;
+    const pid_t pid = pipe2(aiPipe, O_CLOEXEC) == 0 ? SpawnIpmitool(login, asArgs, aiPipe[1]) : -1;
     if (aiPipe[1] >= 0) {
         close(aiPipe[1]);
     }
@@ -321,14 +329,14 @@ Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8N
     return JudgeAttempt(eAttempt, iStatus, u8NetFnLun, u8Cmd, psRecord);
 }
 
-std::unique_ptr<IPMITransport> NewLanTransport(std::unique_ptr<IpmitoolRunner> pRunner)
+std::unique_ptr<IPMITransport> NewLanTransport(const IolDataRecord& login, std::unique_ptr<IpmitoolRunner> pRunner)
 {
-    return std::make_unique<LanTransport>(std::move(pRunner));
+    return std::make_unique<LanTransport>(login, std::move(pRunner));
 }
 
-std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport()
+std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport(const IolDataRecord& login)
 {
-    return NewLanTransport(std::make_unique<PerRequestRunner>());
+    return NewLanTransport(login, std::make_unique<PerRequestRunner>(login));
 }
 
 Attempt InterpretIpmitoolOutput(char* pchOutput, size_t uRead, unsigned char u8Cmd, IPMICommandRecord* psRecord)
@@ -377,14 +385,8 @@ std::string QuoteForShell(const char* pchValue)
     return sQuoted + "'";
 }
 
-bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord)
-{
-    PerRequestRunner runner;
-    return DoIPMILanCommand(u8NetFnLun, u8Cmd, psRecord, runner);
-}
-
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord,
-                      IpmitoolRunner& runner)
+                      const IolDataRecord& login, IpmitoolRunner& runner)
 {
     const auto u8NetFn = static_cast<unsigned char>(u8NetFnLun >> 2);
     DebugMessage("   NetFn=0x%X, Cmd=0x%X, ReqLen=0x%X\n   ReqData=", u8NetFn, u8Cmd, psRecord->u8RequestLength);
@@ -398,7 +400,7 @@ bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommand
         if (iAttempt > 0) {
             DebugMessage("   Retry %d\n", iAttempt);
         }
-        DebugMessage("   %s", CommandLine(u8NetFn, u8Cmd).c_str());
+        DebugMessage("   %s", CommandLine(login, u8NetFn, u8Cmd).c_str());
         for (unsigned int i = 0; i < uRequestLength; ++i) {
             DebugMessage("%s ", Hex(psRecord->au8RequestData[i]).c_str());
         }

@@ -41,25 +41,26 @@ public:
                         char* pchOutput, IPMICommandRecord* psRecord) = 0;
 };
 
-// The attempt loop of DoIPMILanCommand (six attempts, pauses, busy waits)
-// with each attempt made by the runner.
+// One request over LAN+: the attempt loop (six attempts, pauses, busy
+// waits) with each attempt made by the runner; the trace shows each as the
+// ipmitool command line of the login.
 bool DoIPMILanCommand(unsigned char u8NetFnLun, unsigned char u8Cmd, IPMICommandRecord* psRecord,
-                      IpmitoolRunner& runner);
+                      const IolDataRecord& login, IpmitoolRunner& runner);
 
 class IPMITransport;
 // The LAN+ transport whose attempts the runner makes.
-std::unique_ptr<IPMITransport> NewLanTransport(std::unique_ptr<IpmitoolRunner> pRunner);
+std::unique_ptr<IPMITransport> NewLanTransport(const IolDataRecord& login, std::unique_ptr<IpmitoolRunner> pRunner);
 
 // One ipmitool run for the attempt: spawned without a shell, in a process
 // group of its own, standard input /dev/null, output and errors read.
-Attempt RunIpmitoolOnce(const std::vector<std::string>& asRaw, unsigned char u8NetFnLun, unsigned char u8Cmd,
-                        char* pchOutput, IPMICommandRecord* psRecord);
+Attempt RunIpmitoolOnce(const IolDataRecord& login, const std::vector<std::string>& asRaw, unsigned char u8NetFnLun,
+                        unsigned char u8Cmd, char* pchOutput, IPMICommandRecord* psRecord);
 
 // ipmitool's words up to the command: cipher suite (unless 0xFF),
 // interface, user, -E (the password comes from the environment) and host.
-std::vector<std::string> IpmitoolLogin();
+std::vector<std::string> IpmitoolLogin(const IolDataRecord& login);
 // VALDRN's environment for ipmitool, with IPMI_PASSWORD set to -P's value
 // (and no IPMITOOL_PASSWORD, which ipmitool -E would prefer).
-std::vector<std::string> IpmitoolEnvironment();
+std::vector<std::string> IpmitoolEnvironment(const IolDataRecord& login);
 // The words as an execve vector (pointers into asWords, nullptr-ended).
 std::vector<char*> ArgumentVector(const std::vector<std::string>& asWords);

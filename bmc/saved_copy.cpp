@@ -190,15 +190,15 @@ void RemoveOldCopies(int iFolder, const std::string& sPrefix, const std::string&
 
 // The bytes as a new copy file, on disk (file and folder synced) before
 // any change is made; its path, or "" after the warning that names why.
-std::string WriteCopy(const std::string& sWhat, const std::string& sKind, const std::string& sSuffix,
-                      const std::string& sBytes)
+std::string WriteCopy(const std::string& sTarget, const std::string& sWhat, const std::string& sKind,
+                      const std::string& sSuffix, const std::string& sBytes)
 {
     std::string sFolder;
     const int iFolder = OpenCopyFolder(sWhat, &sFolder);
     if (iFolder < 0) {
         return "";
     }
-    const std::string sPrefix = TargetName() + "-" + sKind + "-";
+    const std::string sPrefix = sTarget + "-" + sKind + "-";
     std::string sName;
     const int iFd = CreateCopyFile(iFolder, sPrefix, sSuffix, &sName);
     bool bWritten = iFd >= 0 && WriteAll(iFd, sBytes.data(), sBytes.size()) &&
@@ -236,10 +236,10 @@ std::string Saved(const std::string& sPath, const WayBack& wayBack)
 
 }  // namespace
 
-std::string TargetName()
+std::string TargetName(const InterfaceChoice& interface)
 {
-    if (eInterfaceInUse == eInterfaceLanPlus) {
-        return AsNamePart(sIolData.achHostIP, "lan");
+    if (interface.eInterfaceInUse == eInterfaceLanPlus) {
+        return AsNamePart(interface.sIolData.achHostIP, "lan");
     }
     // In-band copies of machines that share one folder must not mix.
     char achHost[256] = {};
@@ -324,7 +324,7 @@ std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, boo
         sBytes = ExactSDRCopyBytes(asRecords);
     }
     const std::string sPath =
-        WriteCopy(pchWhat, "sdr", std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
+        WriteCopy(wayBack.sTarget, pchWhat, "sdr", std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
     return sPath.empty() ? "" : Saved(sPath, wayBack);
 }
 
@@ -332,7 +332,7 @@ std::string SaveFRUDeviceCopy(unsigned char u8FruID, const unsigned char* pu8Byt
                               const WayBack& wayBack)
 {
     const std::string sPath =
-        WriteCopy("FRU device " + std::to_string(u8FruID), "fru" + std::to_string(u8FruID),
+        WriteCopy(wayBack.sTarget, "FRU device " + std::to_string(u8FruID), "fru" + std::to_string(u8FruID),
                   bIsImage ? ".fru" : "-raw.bin", std::string(reinterpret_cast<const char*>(pu8Bytes), uCount));
     return sPath.empty() ? "" : Saved(sPath, wayBack);
 }

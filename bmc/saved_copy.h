@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "base/interface_state.h"
 #include "base/sdr_entry.h"
 #include "sdr/sdr_exact_copy.h"
 
@@ -28,15 +29,18 @@ std::string SavedCopyFolder();
 std::string DefaultCopyFolder();
 // What the copies' names and the lock of a run name the BMC by: the LAN+
 // host, or this machine's host name in-band.
-std::string TargetName();
+std::string TargetName(const InterfaceChoice& interface);
 
 // The way back of a run that changes the BMC: how the caller words the
 // advice for a copy (bmc/ builds no command line; the words are what a
 // second signal prints once a copy is on disk), and the copy a failed run
 // leaves, "" while there is none.
+// The copies are named after the run's target (TargetName), the in-band
+// host unless the run says otherwise.
 struct WayBack {
     std::function<std::string(const std::string& sCopyPath)> fnAdvice;
     std::string sCopyPath;
+    std::string sTarget = TargetName(InterfaceChoice{});
 };
 
 // The copy becomes the run's way back (a "" path changes nothing).

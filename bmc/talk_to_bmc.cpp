@@ -432,11 +432,11 @@ private:
 
 }  // namespace
 
-bool InitializeKCS()
+bool InitializeKCS(unsigned int eInterface)
 {
     TerminateConnSession();
     auto pTransport = std::unique_ptr<LibraryTransport>(new (std::nothrow) LibraryTransport(
-        eInterfaceInUse == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW));
+        eInterface == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW));
     if (pTransport == nullptr) {
         std::fputs("\n\nKCS creation error. Please check configuration.\n\n", stderr);
         return false;
@@ -460,18 +460,4 @@ void TerminateConnSession()
 {
     G_pTalkBMC = nullptr;
     UseTransport(nullptr);
-}
-
-int CheckKCS(unsigned short u16ArgCount, char* apchArgs[])
-{
-    // The engine always hands over its argument array, so the probe never
-    // runs from the command line; kept as it has always been.
-    if (u16ArgCount != 0 || apchArgs != nullptr) {
-        return 1;
-    }
-    if (!InitializeKCS()) {
-        return 1;
-    }
-    std::printf("\n\nKCS is available\n");
-    return 0;
 }

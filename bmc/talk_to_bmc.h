@@ -92,11 +92,10 @@ private:
 // (bmc/transport.h).
 extern TTalkToBMC* G_pTalkBMC;
 
-// Opens the chosen local interface's library as the run's transport, its
-// TTalkToBMC as G_pTalkBMC.
-bool InitializeKCS();
+// Opens the local interface's library (eInterfaceKCSIO: libkcsio.so, else
+// libopenraw.so) as the run's transport, its TTalkToBMC as G_pTalkBMC; the
+// OpenIPMI path too, despite the name, which is the one it has always had.
+bool InitializeKCS(unsigned int eInterface);
 void TerminateKCS();
 // Ends the run's transport (G_pTalkBMC with it, or the LAN+ session).
 void TerminateConnSession();
-// The hidden -kcs option.
-int CheckKCS(unsigned short u16ArgCount, char* apchArgs[]);

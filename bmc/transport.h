@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "base/interface_state.h"
 #include "bmc/ipmi_command.h"
 
 class IPMITransport {
@@ -25,5 +26,6 @@ IPMITransport* CurrentTransport();
 
 // The LAN+ transports: ipmitool once per attempt (the default), and one
 // "ipmitool shell" session for the whole run (VALDRN_LAN_SESSION=run).
-std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport();
-std::unique_ptr<IPMITransport> NewIpmitoolSessionTransport();
+// Each holds its own copy of the login.
+std::unique_ptr<IPMITransport> NewIpmitoolPerRequestTransport(const IolDataRecord& login);
+std::unique_ptr<IPMITransport> NewIpmitoolSessionTransport(const IolDataRecord& login);

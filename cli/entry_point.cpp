@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "base/trace.h"
-#include "bmc/talk_to_bmc.h"
+#include "operations/bmc_session.h"
 #include "cli/diagnostics.h"
 #include "cli/interface_options.h"
 #include "cli/operation_handlers.h"
@@ -111,15 +111,27 @@ TOptionHandler Recorded(RunResult* psResult, RunOperation eOperation, int (*pfnH
     };
 }
 
-// An operation's handler, given the run's result to fill.
-TOptionHandler Filling(RunResult* psResult, int (*pfnHandler)(RunResult*, unsigned short, char*[]))
+// An operation's handler, given the run's interface (as the interface
+// options left it when the operation runs) and the result to fill.
+TOptionHandler Filling(const InterfaceChoice* psInterface, RunResult* psResult,
+                       int (*pfnHandler)(const InterfaceChoice&, RunResult*, unsigned short, char*[]))
 {
-    return [=](unsigned short u16ArgCount, char* apchArgs[]) { return pfnHandler(psResult, u16ArgCount, apchArgs); };
+    return [=](unsigned short u16ArgCount, char* apchArgs[]) {
+        return pfnHandler(*psInterface, psResult, u16ArgCount, apchArgs);
+    };
+}
+
+// An interface option's handler, given the run's choice to store into.
+TOptionHandler Choosing(InterfaceChoice* psInterface, int (*pfnHandler)(InterfaceChoice*, unsigned short, char*[]))
+{
+    return [=](unsigned short u16ArgCount, char* apchArgs[]) {
+        return pfnHandler(psInterface, u16ArgCount, apchArgs);
+    };
 }
 
 }  // namespace
 
-void RegisterOptionTable(TCommandLineExecution& engine, RunResult* psResult)
+void RegisterOptionTable(TCommandLineExecution& engine, InterfaceChoice* psInterface, RunResult* psResult)
 {
     // Registration order is the options' identity, and the last one
     // registered (debugmsg) is the modifier the engine lets stand beside an
@@ -127,20 +139,24 @@ void RegisterOptionTable(TCommandLineExecution& engine, RunResult* psResult)
     static char achKcsName[8];
     std::strcpy(achKcsName, GetLowerCaseString("KCS"));
     RegisterFunctionOrExit(engine, "h", 0, 0, Recorded(psResult, RunOperation::HELP, ShowHelp));
-    RegisterFunctionOrExit(engine, "d", 2, 1, Filling(psResult, Download));
-    RegisterFunctionOrExit(engine, "u", 3, 2, Filling(psResult, Upload));
-    RegisterFunctionOrExit(engine, "v", 2, 1, Filling(psResult, Verify));
-    RegisterFunctionOrExit(engine, "t", 2, 1, Filling(psResult, Test));
+    RegisterFunctionOrExit(engine, "d", 2, 1, Filling(psInterface, psResult, Download));
+    RegisterFunctionOrExit(engine, "u", 3, 2, Filling(psInterface, psResult, Upload));
+    RegisterFunctionOrExit(engine, "v", 2, 1, Filling(psInterface, psResult, Verify));
+    RegisterFunctionOrExit(engine, "t", 2, 1, Filling(psInterface, psResult, Test));
     RegisterFunctionOrExit(engine, "version", 0, 0, Recorded(psResult, RunOperation::VERSION, ShowVersion));
-    RegisterFunctionOrExit(engine, achKcsName, 0, 0, Recorded(psResult, RunOperation::KCS_CHECK, CheckKCS));
-    RegisterFunctionOrExit(engine, "msgintf", 1, 1, SetMessagingInterface);
-    std::memset(&sIolData, 0, sizeof sIolData);
-    RegisterFunctionOrExit(engine, "n", 1, 1, SaveLanIF);
-    RegisterFunctionOrExit(engine, "H", 1, 1, SaveHostIP);
-    RegisterFunctionOrExit(engine, "U", 1, 1, SaveUserName);
-    RegisterFunctionOrExit(engine, "P", 1, 1, SavePassWord);
-    RegisterFunctionOrExit(engine, "C", 1, 1, SaveCipherValue);
-    RegisterFunctionOrExit(engine, "updateFRU", 6, 3, Filling(psResult, UpdateFRU));
+    RegisterFunctionOrExit(engine, achKcsName, 0, 0,
+                           [psInterface, psResult](unsigned short u16ArgCount, char* apchArgs[]) {
+                               psResult->eOperation = RunOperation::KCS_CHECK;
+                               return CheckKCS(*psInterface, u16ArgCount, apchArgs);
+                           });
+    RegisterFunctionOrExit(engine, "msgintf", 1, 1, Choosing(psInterface, SetMessagingInterface));
+    psInterface->sIolData = {};
+    RegisterFunctionOrExit(engine, "n", 1, 1, Choosing(psInterface, SaveLanIF));
+    RegisterFunctionOrExit(engine, "H", 1, 1, Choosing(psInterface, SaveHostIP));
+    RegisterFunctionOrExit(engine, "U", 1, 1, Choosing(psInterface, SaveUserName));
+    RegisterFunctionOrExit(engine, "P", 1, 1, Choosing(psInterface, SavePassWord));
+    RegisterFunctionOrExit(engine, "C", 1, 1, Choosing(psInterface, SaveCipherValue));
+    RegisterFunctionOrExit(engine, "updateFRU", 6, 3, Filling(psInterface, psResult, UpdateFRU));
     RegisterFunctionOrExit(engine, "debugmsg", 0, 0, VerboseMode);
 }
 
@@ -159,9 +175,10 @@ void ShowBadCommandLine(const TCommandLineExecution& engine)
     PrintHelpHint(stderr);
 }
 
-int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], RunResult* psResult)
+int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], const InterfaceChoice& interface,
+                   RunResult* psResult)
 {
-    const int iStatus = TriggerCommandLine(engine, iArgCount, apchArgs);
+    const int iStatus = TriggerCommandLine(engine, iArgCount, apchArgs, interface);
     psResult->iExitStatus = iStatus;
     if (iStatus == EXIT_STATUS_BAD_COMMAND_LINE) {
         psResult->eOutcome = RunOutcome::REFUSED;
@@ -174,7 +191,7 @@ int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[
     return iStatus;
 }
 
-int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[])
+int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], const InterfaceChoice& interface)
 {
     if (ParseCommandLine(iArgCount, apchArgs, engine) != 1) {
         ShowBadCommandLine(engine);
@@ -185,7 +202,7 @@ int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchA
     }
     // A general hint after any failure on a local interface: a loaded
     // driver is the usual reason for a failed direct KCS run.
-    if (eInterfaceInUse != eInterfaceLanPlus) {
+    if (interface.eInterfaceInUse != eInterfaceLanPlus) {
         std::fputs("\nNote: If the option, -msgintf kcsio, is used,", stderr);
         std::fputs("\n      make sure KCS driver modules are not loaded!\n\n", stderr);
     }
@@ -217,5 +234,19 @@ int ShowVersion(unsigned short, char*[])
 int VerboseMode(unsigned short, char*[])
 {
     G_bVerboseMode = true;
+    return 0;
+}
+
+int CheckKCS(const InterfaceChoice& interface, unsigned short u16ArgCount, char* apchArgs[])
+{
+    // The engine always hands over its argument array, so the probe never
+    // runs from the command line; kept as it has always been.
+    if (u16ArgCount != 0 || apchArgs != nullptr) {
+        return 1;
+    }
+    if (!ProbeLocalInterface(interface)) {
+        return 1;
+    }
+    std::printf("\n\nKCS is available\n");
     return 0;
 }

@@ -95,29 +95,29 @@ bool ValidateAnalyzeMsgIntfParameters(unsigned short u16ArgCount, char* apchArgs
     return bResult;
 }
 
-int SetMessagingInterface(unsigned short u16ArgCount, char* apchArgs[])
+int SetMessagingInterface(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
-    eInterfaceInUse = eInterfaceOpenIPMI;
-    if (!ValidateAnalyzeMsgIntfParameters(u16ArgCount, apchArgs, &eInterfaceInUse)) {
+    psChoice->eInterfaceInUse = eInterfaceOpenIPMI;
+    if (!ValidateAnalyzeMsgIntfParameters(u16ArgCount, apchArgs, &psChoice->eInterfaceInUse)) {
         return 1;
     }
     DebugMessage("\nMessaging interface in use: %s\n", apchArgs[0]);
     return 0;
 }
 
-int SaveLanIF(unsigned short u16ArgCount, char* apchArgs[])
+int SaveLanIF(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
     if (!HasValue(u16ArgCount, apchArgs, "<ERROR> Please specify the LAN+ interface! \n \n")) {
         return 1;
     }
     const char* pchValue = apchArgs[0];
-    if (std::strlen(pchValue) >= sizeof sIolData.achInterface ||
+    if (std::strlen(pchValue) >= sizeof psChoice->sIolData.achInterface ||
         std::strcmp(GetLowerCaseString(pchValue), "lanplus") != 0) {
         ReportBadValue("<ERROR> Unrecognized property value for -n. \n", stderr);
         return 1;
     }
-    eInterfaceInUse = eInterfaceLanPlus;
-    StoreText(sIolData.achInterface, pchValue);
+    psChoice->eInterfaceInUse = eInterfaceLanPlus;
+    StoreText(psChoice->sIolData.achInterface, pchValue);
     if (!CheckIpmitoolInstalled()) {
         DebugMessage("ipmitool command not found\n");
         std::fputs("\n   Cannot find ipmitool command, please check if it is installed\n", stderr);
@@ -128,13 +128,13 @@ int SaveLanIF(unsigned short u16ArgCount, char* apchArgs[])
     return 0;
 }
 
-int SaveHostIP(unsigned short u16ArgCount, char* apchArgs[])
+int SaveHostIP(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
     if (!HasValue(u16ArgCount, apchArgs, "<ERROR> Please specify the IP address! \n \n")) {
         return 1;
     }
     const char* pchValue = apchArgs[0];
-    if (std::strlen(pchValue) >= sizeof sIolData.achHostIP) {
+    if (std::strlen(pchValue) >= sizeof psChoice->sIolData.achHostIP) {
         ReportBadValue("<ERROR> Unrecognized property value for -H. \n", stderr);
         return 1;
     }
@@ -142,17 +142,17 @@ int SaveHostIP(unsigned short u16ArgCount, char* apchArgs[])
         ReportBadValue("<ERROR> Invalid IP address for -H. \n", stderr);
         return 1;
     }
-    StoreText(sIolData.achHostIP, pchValue);
+    StoreText(psChoice->sIolData.achHostIP, pchValue);
     DebugMessage("\nBMC IP address: %s\n", pchValue);
     return 0;
 }
 
-int SaveUserName(unsigned short u16ArgCount, char* apchArgs[])
+int SaveUserName(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
     if (!HasValue(u16ArgCount, apchArgs, "<ERROR> Please specify the user name! \n \n")) {
         return 1;
     }
-    if (!StoreText(sIolData.achUserName, apchArgs[0])) {
+    if (!StoreText(psChoice->sIolData.achUserName, apchArgs[0])) {
         ReportBadValue("<ERROR> Unrecognized property value for -U. \n", stderr);
         return 1;
     }
@@ -160,12 +160,12 @@ int SaveUserName(unsigned short u16ArgCount, char* apchArgs[])
     return 0;
 }
 
-int SavePassWord(unsigned short u16ArgCount, char* apchArgs[])
+int SavePassWord(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
     if (!HasValue(u16ArgCount, apchArgs, "<ERROR> Please specify the pasword! \n \n")) {
         return 1;
     }
-    if (!StoreText(sIolData.achPassword, apchArgs[0])) {
+    if (!StoreText(psChoice->sIolData.achPassword, apchArgs[0])) {
         ReportBadValue("<ERROR> Unrecognized property value for -P. \n", stderr);
         return 1;
     }
@@ -174,7 +174,7 @@ int SavePassWord(unsigned short u16ArgCount, char* apchArgs[])
     return 0;
 }
 
-int SaveCipherValue(unsigned short u16ArgCount, char* apchArgs[])
+int SaveCipherValue(InterfaceChoice* psChoice, unsigned short u16ArgCount, char* apchArgs[])
 {
     if (!HasValue(u16ArgCount, apchArgs, "<ERROR> Please specify the cipher suite ID! \n \n")) {
         return 1;
@@ -184,7 +184,7 @@ int SaveCipherValue(unsigned short u16ArgCount, char* apchArgs[])
         ReportBadValue("<ERROR> Invalid property value for -C. \n", stderr);
         return 1;
     }
-    sIolData.u16CipherSuiteID = static_cast<unsigned short>(iValue);
+    psChoice->sIolData.u16CipherSuiteID = static_cast<unsigned short>(iValue);
     DebugMessage("\nCipher Suite ID: %d\n", iValue);
     return 0;
 }

@@ -48,15 +48,16 @@ int main(int argc, char* argv[])
     SetRestoreProgramName(argc > 0 ? argv[0] : nullptr);
     ShowProductHeader();
     TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
+    InterfaceChoice interface;
     RunResult result;
-    RegisterOptionTable(engine, &result);
+    RegisterOptionTable(engine, &interface, &result);
     std::vector<std::string> asWords = CopyWordsHidingPassword(argc, argv);
     std::vector<char*> apchWords;
     for (std::string& sWord : asWords) {
         apchWords.push_back(&sWord[0]);
     }
     apchWords.push_back(nullptr);
-    const int iStatus = RunCommandLine(engine, argc, apchWords.data(), &result);
-    WriteRunResultIfAsked(result);
+    const int iStatus = RunCommandLine(engine, argc, apchWords.data(), interface, &result);
+    WriteRunResultIfAsked(result, interface);
     return iStatus;
 }

@@ -18,7 +18,8 @@ struct FileArguments {
     unsigned short u16FruID = 0;
 };
 
-typedef int (*TFileOperation)(bool bIsSDR, const char* pchFileName, unsigned short u16FruID, RunResult* psResult);
+typedef int (*TFileOperation)(const InterfaceChoice& interface, bool bIsSDR, const char* pchFileName,
+                              unsigned short u16FruID, RunResult* psResult);
 
 // Arguments the operation never got to see: nothing was begun.
 int Refuse(RunOperation eOperation, RunResult* psResult)
@@ -29,25 +30,25 @@ int Refuse(RunOperation eOperation, RunResult* psResult)
 }
 
 // -d, -v and -t: the arguments checked, then the operation run on them.
-int RunFileOperation(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[], RunOperation eOperation,
-                     TFileOperation pfnOperation)
+int RunFileOperation(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount,
+                     char* apchArgs[], RunOperation eOperation, TFileOperation pfnOperation)
 {
     FileArguments arguments;
     if (!ValidateAnalyzeParameters(u16ArgCount, apchArgs, &arguments.iIsSDR, arguments.achFileName,
                                    &arguments.u16FruID)) {
         return Refuse(eOperation, psResult);
     }
-    return pfnOperation(arguments.iIsSDR != 0, arguments.achFileName, arguments.u16FruID, psResult);
+    return pfnOperation(interface, arguments.iIsSDR != 0, arguments.achFileName, arguments.u16FruID, psResult);
 }
 
 }  // namespace
 
-int Download(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
+int Download(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::DOWNLOAD, DownloadFile);
+    return RunFileOperation(interface, psResult, u16ArgCount, apchArgs, RunOperation::DOWNLOAD, DownloadFile);
 }
 
-int Upload(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
+int Upload(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
     FileArguments arguments;
     unsigned int u32Encoding = 0;
@@ -55,29 +56,30 @@ int Upload(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
                                          &arguments.u16FruID)) {
         return Refuse(RunOperation::UPLOAD, psResult);
     }
-    return UploadToFile(arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID, psResult);
+    return UploadToFile(interface, arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID, psResult);
 }
 
-int Verify(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
+int Verify(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::VERIFY, VerifyFile);
+    return RunFileOperation(interface, psResult, u16ArgCount, apchArgs, RunOperation::VERIFY, VerifyFile);
 }
 
 // The FRU ID is checked, not used: nothing is read from the BMC.
-int Test(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
+int Test(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
-    return RunFileOperation(psResult, u16ArgCount, apchArgs, RunOperation::TEST,
-                            [](bool bIsSDR, const char* pchFileName, unsigned short, RunResult* psTested) {
+    return RunFileOperation(interface, psResult, u16ArgCount, apchArgs, RunOperation::TEST,
+                            [](const InterfaceChoice&, bool bIsSDR, const char* pchFileName, unsigned short,
+                               RunResult* psTested) {
                                 return TestFile(bIsSDR, pchFileName, psTested);
                             });
 }
 
-int UpdateFRU(RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
+int UpdateFRU(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
 {
     FRUUpdateRequest request = {};
     if (!ValidateAnalyzeFRUUpdateDataParameters(u16ArgCount, apchArgs, &request)) {
         PrintHelpHint(stdout);
         return Refuse(RunOperation::UPDATE_FRU, psResult);
     }
-    return UpdateFRUField(&request, psResult);
+    return UpdateFRUField(interface, &request, psResult);
 }

@@ -151,14 +151,14 @@ bool UsesTheBMC(RunOperation eOperation)
            eOperation == RunOperation::KCS_CHECK;
 }
 
-std::string TargetJSON(const RunResult& result)
+std::string TargetJSON(const RunResult& result, const InterfaceChoice& interface)
 {
     if (!UsesTheBMC(result.eOperation)) {
         return "null";
     }
-    const bool bLan = eInterfaceInUse == eInterfaceLanPlus;
-    return std::string("{\"interface\": ") + Quoted(InterfaceName(eInterfaceInUse)) +
-           ", \"host\": " + (bLan ? Quoted(sIolData.achHostIP) : std::string("null")) + "}";
+    const bool bLan = interface.eInterfaceInUse == eInterfaceLanPlus;
+    return std::string("{\"interface\": ") + Quoted(InterfaceName(interface.eInterfaceInUse)) +
+           ", \"host\": " + (bLan ? Quoted(interface.sIolData.achHostIP) : std::string("null")) + "}";
 }
 
 // The BMC's record ID of a record read from it (its first two bytes).
@@ -195,7 +195,7 @@ std::string DifferencesJSON(const RunResult& result)
 
 }  // namespace
 
-std::string RunResultJSON(const RunResult& result)
+std::string RunResultJSON(const RunResult& result, const InterfaceChoice& interface)
 {
     const bool bHasData = result.eData != RunData::NONE;
     const bool bCompared = result.eComparison != Comparison::NOT_MADE;
@@ -208,7 +208,7 @@ std::string RunResultJSON(const RunResult& result)
     s += "  \"file\": " + TextOrNull(result.sFile) + ",\n";
     s += "  \"fru_id\": " + NumberOrNull(result.iFruID) + ",\n";
     s += "  \"field\": " + TextOrNull(result.sField) + ",\n";
-    s += "  \"target\": " + TargetJSON(result) + ",\n";
+    s += "  \"target\": " + TargetJSON(result, interface) + ",\n";
     s += std::string("  \"outcome\": ") + Quoted(OutcomeName(result.eOutcome)) + ",\n";
     s += "  \"exit_status\": " + std::to_string(result.iExitStatus) + ",\n";
     s += "  \"counts\": {\"file_records\": " + NumberOrNull(result.lFileRecords) +
@@ -234,9 +234,9 @@ mode_t NewFileMode()
 
 }  // namespace
 
-bool WriteRunResult(const std::string& sPath, const RunResult& result)
+bool WriteRunResult(const std::string& sPath, const RunResult& result, const InterfaceChoice& interface)
 {
-    const std::string sDocument = RunResultJSON(result);
+    const std::string sDocument = RunResultJSON(result, interface);
     std::string sTemporary = sPath + ".XXXXXX";
     errno = 0;
     const int iFd = mkstemp(&sTemporary[0]);
@@ -259,10 +259,10 @@ bool WriteRunResult(const std::string& sPath, const RunResult& result)
     return bWritten;
 }
 
-void WriteRunResultIfAsked(const RunResult& result)
+void WriteRunResultIfAsked(const RunResult& result, const InterfaceChoice& interface)
 {
     const char* pchPath = std::getenv(RESULT_PATH_VARIABLE);
     if (pchPath != nullptr && *pchPath != '\0') {
-        WriteRunResult(pchPath, result);
+        WriteRunResult(pchPath, result, interface);
     }
 }

@@ -112,14 +112,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pu8Data, std::size_t uSize)
     apchArgs.push_back(nullptr);
 
     // A fresh process's state.
-    eInterfaceInUse = eInterfaceOpenIPMI;
     G_bVerboseMode = false;
     {
         TCommandLineExecution engine(OPTION_TABLE_CAPACITY);
+        InterfaceChoice interface;
         RunResult result;
-        RegisterOptionTable(engine, &result);
-        RunCommandLine(engine, static_cast<int>(asWords.size()), apchArgs.data(), &result);
-        RunResultJSON(result);
+        RegisterOptionTable(engine, &interface, &result);
+        RunCommandLine(engine, static_cast<int>(asWords.size()), apchArgs.data(), interface, &result);
+        RunResultJSON(result, interface);
     }
     std::fflush(nullptr);
     RestoreScratch();

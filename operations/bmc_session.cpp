@@ -7,9 +7,9 @@
 #include "bmc/wait_limits.h"
 #include "operations/run_frame.h"
 
-bool OpenBMCSession()
+bool OpenBMCSession(const InterfaceChoice& interface)
 {
-    if (!InitializeInterface()) {
+    if (!InitializeInterface(interface)) {
         return false;
     }
     if (!VLInit()) {
@@ -25,7 +25,14 @@ void CloseBMCSession()
     TerminateConnSession();
 }
 
-bool LockBMCForChanges(TargetLock* pLock)
+bool LockBMCForChanges(TargetLock* pLock, const InterfaceChoice& interface)
 {
-    return pLock->Take(TargetName(), WaitLimitMilliseconds(LOCK_WAIT));
+    return pLock->Take(TargetName(interface), WaitLimitMilliseconds(LOCK_WAIT));
+}
+
+bool ProbeLocalInterface(const InterfaceChoice& interface)
+{
+    const bool bOpened = InitializeKCS(interface.eInterfaceInUse);
+    TerminateConnSession();
+    return bOpened;
 }

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "base/interface_state.h"
 #include "bmc/ipmi_command.h"
 #include "encoding/text_encoding.h"
 #include "encoding/text_tokens.h"
@@ -44,7 +43,7 @@ std::string Quoted(const std::string& sText)
     return QuoteForShell(sText.c_str());
 }
 
-std::string LanOptions(const char* pchInterfaceOption)
+std::string LanOptions(const IolDataRecord& sIolData, const char* pchInterfaceOption)
 {
     std::string sOptions = std::string(pchInterfaceOption) + " -H " + Quoted(sIolData.achHostIP) + " -U " +
                            Quoted(sIolData.achUserName) + " -P ...";
@@ -115,14 +114,15 @@ void SetRestoreProgramName(const char* pchArgv0)
     S_sProgram = pchArgv0 != nullptr && std::strchr(pchArgv0, '/') != nullptr ? pchArgv0 : "VALDRN";
 }
 
-std::string RestoreCommand(const std::string& sPath)
+std::string RestoreCommand(const std::string& sPath, const InterfaceChoice& interface)
 {
+    const unsigned int eInterfaceInUse = interface.eInterfaceInUse;
     const std::string sFromHere = FromCurrentFolder(sPath);
     const int iFruID = FruIDOfCopy(sPath);
     if (IsRawCopy(sPath)) {
         std::string sCommand = "ipmitool";
         if (eInterfaceInUse == eInterfaceLanPlus) {
-            sCommand += " " + LanOptions("-I lanplus");
+            sCommand += " " + LanOptions(interface.sIolData, "-I lanplus");
         }
         return sCommand + " fru write " + std::to_string(iFruID) + " " + Quoted(sFromHere);
     }
@@ -147,41 +147,42 @@ std::string RestoreCommand(const std::string& sPath)
         sCommand += achFruID;
     }
     if (eInterfaceInUse == eInterfaceLanPlus) {
-        sCommand += " " + LanOptions("-n lanplus");
+        sCommand += " " + LanOptions(interface.sIolData, "-n lanplus");
     } else if (eInterfaceInUse == eInterfaceKCSIO) {
         sCommand += " -msgintf kcsio";
     }
     return sCommand;
 }
 
-std::string SavedCopyAdviceText(const std::string& sPath)
+std::string SavedCopyAdviceText(const std::string& sPath, const InterfaceChoice& interface)
 {
     const std::string sFromHere = FromCurrentFolder(sPath);
     const std::string sNamed = VALDRNTakesAsFileName(sFromHere) ? sFromHere : std::filesystem::absolute(sPath).string();
     return "The BMC's data from before this run is saved in " + sNamed + "; to put it back, run:\n" +
-           RestoreCommand(sPath) + "\n";
+           RestoreCommand(sPath, interface) + "\n";
 }
 
-WayBack NewWayBack()
+WayBack NewWayBack(const InterfaceChoice& interface)
 {
     WayBack wayBack;
-    wayBack.fnAdvice = SavedCopyAdviceText;
+    wayBack.fnAdvice = [interface](const std::string& sPath) { return SavedCopyAdviceText(sPath, interface); };
+    wayBack.sTarget = TargetName(interface);
     return wayBack;
 }
 
 void PrintSavedCopyAdvice(const WayBack& wayBack)
 {
-    if (wayBack.sCopyPath.empty()) {
+    if (wayBack.sCopyPath.empty() || !wayBack.fnAdvice) {
         return;
     }
     std::fflush(stdout);
-    std::fputs(SavedCopyAdviceText(wayBack.sCopyPath).c_str(), stderr);
+    std::fputs(wayBack.fnAdvice(wayBack.sCopyPath).c_str(), stderr);
 }
 
-void TakeWayBack(const WayBack& wayBack, RunResult* psResult)
+void TakeWayBack(const WayBack& wayBack, const InterfaceChoice& interface, RunResult* psResult)
 {
     if (!wayBack.sCopyPath.empty()) {
         psResult->sSavedCopy = wayBack.sCopyPath;
-        psResult->sRestoreCommand = RestoreCommand(wayBack.sCopyPath);
+        psResult->sRestoreCommand = RestoreCommand(wayBack.sCopyPath, interface);
     }
 }

@@ -24,13 +24,13 @@ namespace {
 
 // -d and -v read a file that must exist; then the session opens. False
 // (with the message printed and nothing left open) otherwise.
-bool StartLocalFileOperation(const char* pchFileName, RunResult* psResult)
+bool StartLocalFileOperation(const InterfaceChoice& interface, const char* pchFileName, RunResult* psResult)
 {
     if (!ReportUnlessFileReadable(pchFileName)) {
         psResult->eOutcome = RunOutcome::REFUSED;
         return false;
     }
-    return OpenBMCSession();
+    return OpenBMCSession(interface);
 }
 
 // The first non-blank character of standard input decides.
@@ -196,25 +196,26 @@ bool VerifyFRU(const char* pchFileName, unsigned short u16FruID, RunResult* psRe
 
 }  // namespace
 
-int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID, RunResult* psResult)
+int DownloadFile(const InterfaceChoice& interface, bool bIsSDR, const char* pchFileName, unsigned short u16FruID,
+                 RunResult* psResult)
 {
     *psResult = StartRunResult(RunOperation::DOWNLOAD, bIsSDR, pchFileName, u16FruID);
-    if (!StartLocalFileOperation(pchFileName, psResult)) {
+    if (!StartLocalFileOperation(interface, pchFileName, psResult)) {
         return 1;
     }
     TargetLock lock;
-    if (!LockBMCForChanges(&lock)) {
+    if (!LockBMCForChanges(&lock, interface)) {
         psResult->eOutcome = RunOutcome::REFUSED;
         CloseBMCSession();
         return 1;
     }
     GuardAgainstInterruption();
-    WayBack wayBack = NewWayBack();
+    WayBack wayBack = NewWayBack(interface);
     const int iStatus =
         bIsSDR ? DownloadSDR(pchFileName, &wayBack, psResult) : DownloadFRU(pchFileName, u16FruID, &wayBack, psResult);
     CloseBMCSession();
     PrintSavedCopyAdvice(wayBack);
-    TakeWayBack(wayBack, psResult);
+    TakeWayBack(wayBack, interface, psResult);
     EndInterruptionGuard();
     // An interrupted run failed, whatever the kind of data.
     const bool bDone = iStatus == 1 && InterruptionSignal() == 0;
@@ -224,8 +225,8 @@ int DownloadFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID, 
     return bDone ? 0 : 1;
 }
 
-int UploadToFile(bool bIsSDR, const char* pchFileName, unsigned int u32Encoding, unsigned short u16FruID,
-                 RunResult* psResult)
+int UploadToFile(const InterfaceChoice& interface, bool bIsSDR, const char* pchFileName, unsigned int u32Encoding,
+                 unsigned short u16FruID, RunResult* psResult)
 {
     *psResult = StartRunResult(RunOperation::UPLOAD, bIsSDR, pchFileName, u16FruID);
     switch (IsFileExist(pchFileName)) {
@@ -242,7 +243,7 @@ int UploadToFile(bool bIsSDR, const char* pchFileName, unsigned int u32Encoding,
     default:
         break;  // created empty by the probe
     }
-    if (!OpenBMCSession()) {
+    if (!OpenBMCSession(interface)) {
         return 1;
     }
     const bool bRead = bIsSDR ? UploadSDR(pchFileName, u32Encoding, psResult)
@@ -251,10 +252,11 @@ int UploadToFile(bool bIsSDR, const char* pchFileName, unsigned int u32Encoding,
     return bRead ? 0 : 1;
 }
 
-int VerifyFile(bool bIsSDR, const char* pchFileName, unsigned short u16FruID, RunResult* psResult)
+int VerifyFile(const InterfaceChoice& interface, bool bIsSDR, const char* pchFileName, unsigned short u16FruID,
+               RunResult* psResult)
 {
     *psResult = StartRunResult(RunOperation::VERIFY, bIsSDR, pchFileName, u16FruID);
-    if (!StartLocalFileOperation(pchFileName, psResult)) {
+    if (!StartLocalFileOperation(interface, pchFileName, psResult)) {
         return 1;
     }
     const bool bSame = bIsSDR ? VerifySDR(pchFileName, psResult) : VerifyFRU(pchFileName, u16FruID, psResult);

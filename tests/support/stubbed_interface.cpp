@@ -5,7 +5,7 @@
 #include "base/trace.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/talk_to_bmc.h"
-#include "cli/interface_options.h"
+#include "base/interface_state.h"
 
 namespace valdrn_test {
 
@@ -15,8 +15,7 @@ void StubbedInterfaceTest::SetUp()
     m_sPath = StubPath("full", "openraw");
     G_pchOpenRawLibrary = m_sPath.c_str();
     m_stub.reset(new StubLibrary(m_sPath));
-    eInterfaceInUse = eInterfaceOpenIPMI;
-    ASSERT_TRUE(InitializeInterface());
+    ASSERT_TRUE(InitializeInterface(InterfaceChoice{}));
     m_stub->Reset();
 }
 

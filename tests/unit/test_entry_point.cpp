@@ -38,24 +38,22 @@ class RunCommandLineTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        m_uSavedInterface = eInterfaceInUse;
         m_engine.FunctionRegistry("h", 0, 0, SucceedingHandler);
         m_engine.FunctionRegistry("d", 2, 1, FailingHandler);
         m_engine.FunctionRegistry("t", 2, 1, SucceedingHandler);
         m_engine.FunctionRegistry("debugmsg", 0, 0, SucceedingHandler);
     }
-    void TearDown() override { eInterfaceInUse = m_uSavedInterface; }
 
     int Run(std::vector<std::string> asWords, CapturedOutput& output)
     {
         std::vector<char*> apchArgv = Argv(asWords);
-        const int iStatus = TriggerCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data());
+        const int iStatus = TriggerCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data(), m_interface);
         output.Finish();
         return iStatus;
     }
 
     TCommandLineExecution m_engine{15};
-    unsigned int m_uSavedInterface = 0;
+    InterfaceChoice m_interface;
 };
 
 const char* const S_pchKcsNote =
@@ -178,11 +176,12 @@ TEST_F(RunCommandLineTest, FailureOnLocalInterfaceAddsTheKcsNote)
         TCommandLineExecution engine(15);
         engine.FunctionRegistry("d", 2, 1, FailingHandler);
         engine.FunctionRegistry("debugmsg", 0, 0, SucceedingHandler);
-        eInterfaceInUse = uInterface;
+        InterfaceChoice interface;
+        interface.eInterfaceInUse = uInterface;
         std::vector<std::string> asWords = {"-d", "a.sdr"};
         auto apchArgv = Argv(asWords);
         CapturedOutput output;
-        EXPECT_EQ(TriggerCommandLine(engine, 3, apchArgv.data()), 1);
+        EXPECT_EQ(TriggerCommandLine(engine, 3, apchArgv.data(), interface), 1);
         output.Finish();
         EXPECT_EQ(output.Err(), S_pchKcsNote);
         EXPECT_EQ(output.Out(), "");
@@ -191,7 +190,7 @@ TEST_F(RunCommandLineTest, FailureOnLocalInterfaceAddsTheKcsNote)
 
 TEST_F(RunCommandLineTest, FailureOnLanPlusHasNoNote)
 {
-    eInterfaceInUse = eInterfaceLanPlus;
+    m_interface.eInterfaceInUse = eInterfaceLanPlus;
     CapturedOutput output;
     EXPECT_EQ(Run({"-d", "a.sdr"}, output), 1);
     EXPECT_EQ(output.Err(), "");
@@ -208,7 +207,7 @@ TEST(RunCommandLineLan, IncompleteLanOptionsAreStatusFour)
     std::vector<std::string> asWords = {"-d", "a.sdr", "-n", "lanplus", "-H", "10.0.0.1"};
     auto apchArgv = Argv(asWords);
     CapturedOutput output;
-    EXPECT_EQ(TriggerCommandLine(engine, 7, apchArgv.data()), 4);
+    EXPECT_EQ(TriggerCommandLine(engine, 7, apchArgv.data(), InterfaceChoice{}), 4);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Invalid LAN+ interface options. \nInvalid operations. \nUse VALDRN -h for help.\n");

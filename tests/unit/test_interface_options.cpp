@@ -24,8 +24,11 @@ struct HandlerRun {
     std::string sErr;
 };
 
+// The choice the handlers store into, fresh for each test.
+InterfaceChoice S_choice;
+
 // Runs a handler on copies of the words, as the engine hands them over.
-HandlerRun RunHandler(int (*pfnHandler)(unsigned short, char*[]), std::vector<std::string> asWords)
+HandlerRun RunHandler(int (*pfnHandler)(InterfaceChoice*, unsigned short, char*[]), std::vector<std::string> asWords)
 {
     std::vector<char*> apchArgs;
     for (auto& sWord : asWords) {
@@ -33,7 +36,7 @@ HandlerRun RunHandler(int (*pfnHandler)(unsigned short, char*[]), std::vector<st
     }
     apchArgs.push_back(nullptr);
     CapturedOutput output;
-    const int iResult = pfnHandler(static_cast<unsigned short>(asWords.size()), apchArgs.data());
+    const int iResult = pfnHandler(&S_choice, static_cast<unsigned short>(asWords.size()), apchArgs.data());
     output.Finish();
     return {iResult, output.Out(), output.Err()};
 }
@@ -42,8 +45,7 @@ class InterfaceOptionsTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::memset(&sIolData, 0, sizeof sIolData);
-        eInterfaceInUse = eInterfaceOpenIPMI;
+        S_choice = InterfaceChoice{};
         ASSERT_NE(getcwd(m_achSavedDir, sizeof m_achSavedDir), nullptr);
         ASSERT_EQ(chdir(m_dir.Path().c_str()), 0);  // intf.ini is looked for here
     }
@@ -51,7 +53,6 @@ protected:
     {
         EXPECT_EQ(chdir(m_achSavedDir), 0);
         G_bVerboseMode = false;
-        eInterfaceInUse = eInterfaceOpenIPMI;
     }
     TempDir m_dir;
     char m_achSavedDir[4096] = {};
@@ -63,8 +64,8 @@ TEST_F(InterfaceOptionsTest, LanplusInAnyCaseIsStoredAsTyped)
 {
     const HandlerRun run = RunHandler(SaveLanIF, {"LANPLUS"});
     EXPECT_EQ(run.iResult, 0);
-    EXPECT_EQ(eInterfaceInUse, eInterfaceLanPlus);
-    EXPECT_STREQ(sIolData.achInterface, "LANPLUS");
+    EXPECT_EQ(S_choice.eInterfaceInUse, eInterfaceLanPlus);
+    EXPECT_STREQ(S_choice.sIolData.achInterface, "LANPLUS");
     EXPECT_EQ(run.sErr, "");
 }
 
@@ -83,7 +84,7 @@ TEST_F(InterfaceOptionsTest, OtherLanInterfacesAreRefused)
         EXPECT_EQ(run.iResult, 1);
         EXPECT_EQ(run.sErr, "<ERROR> Unrecognized property value for -n. \n" + S_sInvalid + S_sHint);
         EXPECT_EQ(run.sOut, "");
-        EXPECT_EQ(eInterfaceInUse, eInterfaceOpenIPMI);
+        EXPECT_EQ(S_choice.eInterfaceInUse, eInterfaceOpenIPMI);
     }
 }
 
@@ -98,7 +99,7 @@ TEST_F(InterfaceOptionsTest, LanplusWithoutIpmitool)
     EXPECT_EQ(run.iResult, 1);
     EXPECT_EQ(run.sOut, "ipmitool command not found\n");
     EXPECT_EQ(run.sErr, "\n   Cannot find ipmitool command, please check if it is installed\n");
-    EXPECT_EQ(eInterfaceInUse, eInterfaceLanPlus);
+    EXPECT_EQ(S_choice.eInterfaceInUse, eInterfaceLanPlus);
 }
 
 // --- -H ----------------------------------------------------------------------------
@@ -107,7 +108,7 @@ TEST_F(InterfaceOptionsTest, HostAddresses)
 {
     HandlerRun run = RunHandler(SaveHostIP, {"10.0.0.1"});
     EXPECT_EQ(run.iResult, 0);
-    EXPECT_STREQ(sIolData.achHostIP, "10.0.0.1");
+    EXPECT_STREQ(S_choice.sIolData.achHostIP, "10.0.0.1");
     for (const char* pchValue : {"192.168.0.300", "10.0.0", "10.0.0.1.", "fe80::1", "bmc"}) {
         run = RunHandler(SaveHostIP, {pchValue});
         EXPECT_EQ(run.iResult, 1) << pchValue;
@@ -115,7 +116,7 @@ TEST_F(InterfaceOptionsTest, HostAddresses)
     }
     run = RunHandler(SaveHostIP, {std::string(60, '1')});
     EXPECT_EQ(run.sErr, "<ERROR> Unrecognized property value for -H. \n" + S_sInvalid + S_sHint);
-    EXPECT_STREQ(sIolData.achHostIP, "10.0.0.1");
+    EXPECT_STREQ(S_choice.sIolData.achHostIP, "10.0.0.1");
 }
 
 TEST_F(InterfaceOptionsTest, HostTrace)
@@ -131,19 +132,19 @@ TEST_F(InterfaceOptionsTest, UserNameUpTo39Characters)
     const std::string s39(39, 'u');
     HandlerRun run = RunHandler(SaveUserName, {s39});
     EXPECT_EQ(run.iResult, 0);
-    EXPECT_EQ(std::string(sIolData.achUserName), s39);
+    EXPECT_EQ(std::string(S_choice.sIolData.achUserName), s39);
     run = RunHandler(SaveUserName, {std::string(40, 'v')});
     EXPECT_EQ(run.iResult, 1);
     EXPECT_EQ(run.sErr, "<ERROR> Unrecognized property value for -U. \n" + S_sInvalid + S_sHint);
-    EXPECT_EQ(std::string(sIolData.achUserName), s39);
+    EXPECT_EQ(std::string(S_choice.sIolData.achUserName), s39);
 }
 
 TEST_F(InterfaceOptionsTest, ShorterValueClearsTheField)
 {
     RunHandler(SaveUserName, {"administrator"});
     RunHandler(SaveUserName, {"root"});
-    EXPECT_STREQ(sIolData.achUserName, "root");
-    EXPECT_EQ(sIolData.achUserName[5], '\0');
+    EXPECT_STREQ(S_choice.sIolData.achUserName, "root");
+    EXPECT_EQ(S_choice.sIolData.achUserName[5], '\0');
 }
 
 TEST_F(InterfaceOptionsTest, PasswordKeptWhole)
@@ -151,7 +152,7 @@ TEST_F(InterfaceOptionsTest, PasswordKeptWhole)
     G_bVerboseMode = true;
     HandlerRun run = RunHandler(SavePassWord, {"my pass,word"});
     EXPECT_EQ(run.iResult, 0);
-    EXPECT_STREQ(sIolData.achPassword, "my pass,word");
+    EXPECT_STREQ(S_choice.sIolData.achPassword, "my pass,word");
     EXPECT_EQ(run.sOut, "\nBMC User Password: my pass,word\n");
     run = RunHandler(SavePassWord, {std::string(40, 'p')});
     EXPECT_EQ(run.sErr, "<ERROR> Unrecognized property value for -P. \n" + S_sInvalid + S_sHint);
@@ -165,7 +166,7 @@ TEST_F(InterfaceOptionsTest, CipherSuites)
          std::vector<std::pair<const char*, int>>{{"3", 3}, {"0x80", 128}, {"191", 191}, {"17", 17}}) {
         const HandlerRun run = RunHandler(SaveCipherValue, {pchValue});
         EXPECT_EQ(run.iResult, 0) << pchValue;
-        EXPECT_EQ(sIolData.u16CipherSuiteID, iExpected) << pchValue;
+        EXPECT_EQ(S_choice.sIolData.u16CipherSuiteID, iExpected) << pchValue;
     }
     for (const char* pchValue : {"20", "0x7F", "192", "-1", "0x"}) {
         const HandlerRun run = RunHandler(SaveCipherValue, {pchValue});
@@ -181,7 +182,7 @@ TEST_F(InterfaceOptionsTest, CipherSuites)
 TEST_F(InterfaceOptionsTest, MissingValues)
 {
     struct Case {
-        int (*pfnHandler)(unsigned short, char*[]);
+        int (*pfnHandler)(InterfaceChoice*, unsigned short, char*[]);
         const char* pchMessage;
     } aCases[] = {
         {SaveLanIF, "<ERROR> Please specify the LAN+ interface! \n \n"},
@@ -198,7 +199,7 @@ TEST_F(InterfaceOptionsTest, MissingValues)
         // A null argument array fails without a word (LAN options).
         if (missingCase.pfnHandler != SetMessagingInterface) {
             CapturedOutput output;
-            EXPECT_EQ(missingCase.pfnHandler(1, nullptr), 1);
+            EXPECT_EQ(missingCase.pfnHandler(&S_choice, 1, nullptr), 1);
             output.Finish();
             EXPECT_EQ(output.Err(), "");
         }
@@ -209,11 +210,11 @@ TEST_F(InterfaceOptionsTest, MissingValues)
 
 TEST_F(InterfaceOptionsTest, OpenipmiInAnyCase)
 {
-    eInterfaceInUse = eInterfaceLanPlus;
+    S_choice.eInterfaceInUse = eInterfaceLanPlus;
     G_bVerboseMode = true;
     const HandlerRun run = RunHandler(SetMessagingInterface, {"OpenIPMI"});
     EXPECT_EQ(run.iResult, 0);
-    EXPECT_EQ(eInterfaceInUse, eInterfaceOpenIPMI);
+    EXPECT_EQ(S_choice.eInterfaceInUse, eInterfaceOpenIPMI);
     EXPECT_EQ(run.sOut, "\nMessaging interface in use: OpenIPMI\n");
 }
 
@@ -248,8 +249,8 @@ int ChooseKcsio()
 {
     std::string sWord = "KCSIO";
     char* apchArgs[] = {sWord.data(), nullptr};
-    eInterfaceInUse = eInterfaceLanPlus;
-    return SetMessagingInterface(1, apchArgs) == 0 ? 10 + static_cast<int>(eInterfaceInUse) : 1;
+    S_choice.eInterfaceInUse = eInterfaceLanPlus;
+    return SetMessagingInterface(&S_choice, 1, apchArgs) == 0 ? 10 + static_cast<int>(S_choice.eInterfaceInUse) : 1;
 }
 
 TEST_F(InterfaceOptionsTest, KcsioAcceptedWithoutIntfIniOrModulesDeathTest)

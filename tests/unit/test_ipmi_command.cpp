@@ -82,7 +82,6 @@ TEST_F(SystemDispatchTest, TraceOfARequest)
 
 TEST(DispatchWithoutInterface, NothingIsSent)
 {
-    eInterfaceInUse = eInterfaceOpenIPMI;
     IPMICommandRecord record = {};
     record.u16ResponseLength = 100;
     EXPECT_FALSE(DoIPMICommand(NETFN_LUN_APP, CMD_GET_DEVICE_ID, &record));

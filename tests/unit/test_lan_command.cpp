@@ -25,22 +25,25 @@ using namespace valdrn_test;
 
 namespace {
 
+// The interface of the run under test, as the LAN+ options would leave it.
+InterfaceChoice S_lan;
+
 void UseLan(const std::string& sHost, const std::string& sUser, const std::string& sPassword,
             unsigned short u16Cipher = 3)
 {
-    std::memset(&sIolData, 0, sizeof sIolData);
-    std::snprintf(sIolData.achHostIP, sizeof sIolData.achHostIP, "%s", sHost.c_str());
-    std::snprintf(sIolData.achUserName, sizeof sIolData.achUserName, "%s", sUser.c_str());
-    std::snprintf(sIolData.achPassword, sizeof sIolData.achPassword, "%s", sPassword.c_str());
-    std::snprintf(sIolData.achInterface, sizeof sIolData.achInterface, "lanplus");
-    sIolData.u16CipherSuiteID = u16Cipher;
-    eInterfaceInUse = eInterfaceLanPlus;
-    InitializeRMCPPlus();  // the transport that VALDRN_LAN_SESSION names
+    S_lan = InterfaceChoice{};
+    std::snprintf(S_lan.sIolData.achHostIP, sizeof S_lan.sIolData.achHostIP, "%s", sHost.c_str());
+    std::snprintf(S_lan.sIolData.achUserName, sizeof S_lan.sIolData.achUserName, "%s", sUser.c_str());
+    std::snprintf(S_lan.sIolData.achPassword, sizeof S_lan.sIolData.achPassword, "%s", sPassword.c_str());
+    std::snprintf(S_lan.sIolData.achInterface, sizeof S_lan.sIolData.achInterface, "lanplus");
+    S_lan.sIolData.u16CipherSuiteID = u16Cipher;
+    S_lan.eInterfaceInUse = eInterfaceLanPlus;
+    InitializeRMCPPlus(S_lan.sIolData);  // the transport that VALDRN_LAN_SESSION names
 }
 
 void EndLan()
 {
-    eInterfaceInUse = eInterfaceOpenIPMI;
+    S_lan = InterfaceChoice{};
     UseTransport(nullptr);
 }
 
@@ -126,10 +129,10 @@ TEST_F(LanTest, GetDeviceID)
 TEST_F(LanTest, InitializeInterfaceOverLan)
 {
     CapturedOutput output;
-    EXPECT_TRUE(InitializeInterface());
+    EXPECT_TRUE(InitializeInterface(S_lan));
     output.Finish();
     EXPECT_EQ(output.Err(), "");
-    EXPECT_EQ(InitializeRMCPPlus(), 1);
+    EXPECT_EQ(InitializeRMCPPlus(S_lan.sIolData), 1);
 }
 
 TEST_F(LanTest, SdrRepositoryInfo)
@@ -204,7 +207,7 @@ TEST_F(LanTest, RefusedCredentialsStopAtOnce)
               std::string::npos)
         << sent.sTrace;
     CapturedOutput output;
-    EXPECT_FALSE(InitializeInterface());
+    EXPECT_FALSE(InitializeInterface(S_lan));
     output.Finish();
     EXPECT_EQ(output.Err(), "\n\nGet Device ID failed. Please check LAN+ configuration.\n\n");
 }
@@ -297,11 +300,12 @@ TEST_F(StandInTest, NoOutputIsAnEmptyAnswer)
 TEST_F(StandInTest, CipherOptionOnlyBelow255)
 {
     StandIn("echo ' 01 02'\n");
-    sIolData.u16CipherSuiteID = 255;
+    S_lan.sIolData.u16CipherSuiteID = 255;
+    InitializeRMCPPlus(S_lan.sIolData);  // the transport keeps the login it was made with
     IPMICommandRecord record = Record({});
     EXPECT_TRUE(Send(NETFN_LUN_APP, 0x01, record).bResult);
-    sIolData.u16CipherSuiteID = 0;
-    InitializeRMCPPlus();  // a new login: a new run's transport
+    S_lan.sIolData.u16CipherSuiteID = 0;
+    InitializeRMCPPlus(S_lan.sIolData);  // a new login: a new run's transport
     record = Record({});
     const Sent sent = Send(NETFN_LUN_APP, 0x01, record);
     EXPECT_EQ(Argv(),
@@ -635,7 +639,7 @@ TEST_F(SessionTest, AnUnknownModeIsSaidAndRunsPerRequest)
     for (const auto& c : aCases) {
         setenv("VALDRN_LAN_SESSION", c.pchMode, 1);
         CapturedOutput output;
-        InitializeRMCPPlus();
+        InitializeRMCPPlus(S_lan.sIolData);
         output.Finish();
         IPMICommandRecord record = NewCommandRecord();
         EXPECT_TRUE(Send(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, record).bResult) << c.pchMode;
@@ -743,7 +747,7 @@ TEST_F(SessionTest, ARefusedLoginReadsAsItAlwaysHas)
                                           "\necho 'Error: Unable to establish IPMI v2 / RMCP+ session' >&2\nexit 1\n");
     chmod(m_dir.File("ipmitool").c_str(), 0755);
     CapturedOutput output;
-    const bool bResult = InitializeInterface();
+    const bool bResult = InitializeInterface(S_lan);
     output.Finish();
     EXPECT_FALSE(bResult);
     EXPECT_EQ(output.Err(), "\n\nGet Device ID failed. Please check LAN+ configuration.\n\n");

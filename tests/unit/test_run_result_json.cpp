@@ -34,7 +34,7 @@ std::string Line(const std::string& sDocument, const std::string& sKey)
 TEST(RunResultJSON, AFileNameIsQuotedAsValidJSONWhateverItsBytes)
 {
     RunResult result = StartRunResult(RunOperation::TEST, true, "a\"b\\c\td\x01\xC3\xA9\xFF.sdr", -1);
-    EXPECT_EQ(Line(RunResultJSON(result), "file"), "\"a\\\"b\\\\c\\u0009d\\u0001\xC3\xA9\\ufffd.sdr\"");
+    EXPECT_EQ(Line(RunResultJSON(result, InterfaceChoice{}), "file"), "\"a\\\"b\\\\c\\u0009d\\u0001\xC3\xA9\\ufffd.sdr\"");
 }
 
 TEST(RunResultJSON, AnSDRVerificationListsTheRecordsThatDiffer)
@@ -50,7 +50,7 @@ TEST(RunResultJSON, AnSDRVerificationListsTheRecordsThatDiffer)
     onlyInFile.iFilePosition = 1;
     onlyInFile.au8FileBytes = {0xAB};
     result.asSDRDifferences = {changed, onlyInFile};
-    const std::string sDocument = RunResultJSON(result);
+    const std::string sDocument = RunResultJSON(result, InterfaceChoice{});
     EXPECT_EQ(Line(sDocument, "fru_id"), "null");  // SDR data has no FRU ID
     EXPECT_EQ(Line(sDocument, "comparison"), "\"different\"");
     EXPECT_NE(sDocument.find("  \"differences\": [\n"
@@ -72,7 +72,7 @@ TEST(RunResultJSON, AFRUVerificationNamesItsAreas)
     difference.au8FileBytes = {0x01};
     difference.au8BMCBytes = {0x02};
     result.asFRUDifferences = {difference};
-    const std::string sDocument = RunResultJSON(result);
+    const std::string sDocument = RunResultJSON(result, InterfaceChoice{});
     EXPECT_EQ(Line(sDocument, "fru_id"), "2");
     EXPECT_NE(sDocument.find("{\"area\": \"product\", \"offset\": 72, \"file_bytes\": \"01\", \"bmc_bytes\": \"02\"}"),
               std::string::npos)
@@ -81,23 +81,21 @@ TEST(RunResultJSON, AFRUVerificationNamesItsAreas)
 
 TEST(RunResultJSON, TheTargetIsTheInterfaceAndOnLANPlusTheHost)
 {
-    const unsigned int uSaved = eInterfaceInUse;
-    const IolDataRecord savedLan = sIolData;
+    InterfaceChoice interface;
     RunResult result = StartRunResult(RunOperation::DOWNLOAD, true, "in.sdr", -1);
     result.sSavedCopy = "backups/x.sdr";
     result.sRestoreCommand = "VALDRN -d backups/x.sdr";
-    eInterfaceInUse = eInterfaceLanPlus;
-    std::snprintf(sIolData.achHostIP, sizeof sIolData.achHostIP, "%s", "10.1.2.3");
-    std::string sDocument = RunResultJSON(result);
+    interface.eInterfaceInUse = eInterfaceLanPlus;
+    std::snprintf(interface.sIolData.achHostIP, sizeof interface.sIolData.achHostIP, "%s", "10.1.2.3");
+    std::string sDocument = RunResultJSON(result, interface);
     EXPECT_EQ(Line(sDocument, "target"), "{\"interface\": \"lanplus\", \"host\": \"10.1.2.3\"}");
     EXPECT_EQ(Line(sDocument, "saved_copy"), "\"backups/x.sdr\"");
     EXPECT_EQ(Line(sDocument, "restore_command"), "\"VALDRN -d backups/x.sdr\"");
-    eInterfaceInUse = eInterfaceKCSIO;
-    EXPECT_EQ(Line(RunResultJSON(result), "target"), "{\"interface\": \"kcsio\", \"host\": null}");
+    interface.eInterfaceInUse = eInterfaceKCSIO;
+    EXPECT_EQ(Line(RunResultJSON(result, interface), "target"), "{\"interface\": \"kcsio\", \"host\": null}");
     // -t never reaches the BMC.
-    EXPECT_EQ(Line(RunResultJSON(StartRunResult(RunOperation::TEST, true, "in.sdr", -1)), "target"), "null");
-    eInterfaceInUse = uSaved;
-    sIolData = savedLan;
+    EXPECT_EQ(Line(RunResultJSON(StartRunResult(RunOperation::TEST, true, "in.sdr", -1), interface), "target"),
+              "null");
 }
 
 TEST(WriteRunResult, TheDocumentReplacesTheFileWhole)
@@ -106,8 +104,8 @@ TEST(WriteRunResult, TheDocumentReplacesTheFileWhole)
     const std::string sPath = dir.File("result.json");
     valdrn_test::WriteFile(sPath, "old");
     RunResult result = StartRunResult(RunOperation::TEST, false, "in.fru", 0);
-    EXPECT_TRUE(WriteRunResult(sPath, result));
-    EXPECT_EQ(ReadFile(sPath), RunResultJSON(result));
+    EXPECT_TRUE(WriteRunResult(sPath, result, InterfaceChoice{}));
+    EXPECT_EQ(ReadFile(sPath), RunResultJSON(result, InterfaceChoice{}));
     // Nothing else is left beside it.
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 1);
 }
@@ -117,7 +115,7 @@ TEST(WriteRunResult, AFolderThatIsNotThereIsSaidAndLeavesNothing)
     TempDir dir;
     const std::string sPath = dir.File("missing/result.json");
     CapturedOutput output;
-    EXPECT_FALSE(WriteRunResult(sPath, RunResult()));
+    EXPECT_FALSE(WriteRunResult(sPath, RunResult(), InterfaceChoice{}));
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Cannot write the run's result to " + sPath + ": No such file or directory\n");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 0);
@@ -126,8 +124,8 @@ TEST(WriteRunResult, AFolderThatIsNotThereIsSaidAndLeavesNothing)
 // The exit status and a rejected command line reach the result.
 TEST(RunCommandLineResult, TheStatusAndARejectionAreRecorded)
 {
-    const unsigned int uSaved = eInterfaceInUse;
-    eInterfaceInUse = eInterfaceLanPlus;  // no KCS note
+    InterfaceChoice lan;
+    lan.eInterfaceInUse = eInterfaceLanPlus;  // no KCS note
     TCommandLineExecution engine(15);
     engine.FunctionRegistry("d", 2, 1, [](unsigned short, char*[]) { return 1; });
     engine.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
@@ -135,7 +133,7 @@ TEST(RunCommandLineResult, TheStatusAndARejectionAreRecorded)
     char* apchArgv[] = {&asWords[0][0], &asWords[1][0], &asWords[2][0], &asWords[3][0], nullptr};
     RunResult result;
     CapturedOutput output;
-    EXPECT_EQ(RunCommandLine(engine, 4, apchArgv, &result), 4);
+    EXPECT_EQ(RunCommandLine(engine, 4, apchArgv, lan, &result), 4);
     output.Finish();
     EXPECT_EQ(result.iExitStatus, 4);
     EXPECT_EQ(result.eOutcome, RunOutcome::REFUSED);
@@ -148,7 +146,7 @@ TEST(RunCommandLineResult, TheStatusAndARejectionAreRecorded)
     });
     failing.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
     CapturedOutput failingOutput;
-    EXPECT_EQ(RunCommandLine(failing, 3, apchArgv, &failed), 1);
+    EXPECT_EQ(RunCommandLine(failing, 3, apchArgv, lan, &failed), 1);
     failingOutput.Finish();
     EXPECT_EQ(failed.iExitStatus, 1);
     EXPECT_EQ(failed.eOutcome, RunOutcome::FAILURE);  // never success with a failed status
@@ -160,10 +158,9 @@ TEST(RunCommandLineResult, TheStatusAndARejectionAreRecorded)
     rejecting.FunctionRegistry("debugmsg", 0, 0, [](unsigned short, char*[]) { return 0; });
     RunResult rejected;
     CapturedOutput rejectingOutput;
-    EXPECT_EQ(RunCommandLine(rejecting, 3, apchArgv, &rejected), 1);
+    EXPECT_EQ(RunCommandLine(rejecting, 3, apchArgv, lan, &rejected), 1);
     rejectingOutput.Finish();
     EXPECT_EQ(rejected.eOutcome, RunOutcome::REFUSED);
-    eInterfaceInUse = uSaved;
 }
 
 }  // namespace

@@ -40,17 +40,15 @@ protected:
     void SetUp() override
     {
         setenv("VALDRN_BACKUP_DIR", m_dir.File("backups").c_str(), 1);
-        eInterfaceInUse = eInterfaceOpenIPMI;
         SetRestoreProgramName("VALDRN");
     }
     void TearDown() override
     {
         unsetenv("VALDRN_BACKUP_DIR");
-        eInterfaceInUse = eInterfaceOpenIPMI;
-        sIolData = {};
         SetRestoreProgramName(nullptr);
     }
-    WayBack m_wayBack = NewWayBack();
+    InterfaceChoice m_interface;
+    WayBack m_wayBack = NewWayBack(m_interface);
     std::vector<std::string> Names() const
     {
         std::vector<std::string> asNames;
@@ -61,14 +59,17 @@ protected:
         std::sort(asNames.begin(), asNames.end());
         return asNames;
     }
-    static void UseLan(const char* pchHost, const char* pchUser)
+    // The run reaches a BMC over LAN+: its copies are named after the host.
+    void UseLan(const char* pchHost, const char* pchUser)
     {
-        eInterfaceInUse = eInterfaceLanPlus;
+        m_interface.eInterfaceInUse = eInterfaceLanPlus;
+        IolDataRecord& sIolData = m_interface.sIolData;
         sIolData = {};
         std::snprintf(sIolData.achHostIP, sizeof sIolData.achHostIP, "%s", pchHost);
         std::snprintf(sIolData.achUserName, sizeof sIolData.achUserName, "%s", pchUser);
         std::snprintf(sIolData.achPassword, sizeof sIolData.achPassword, "%s", "top secret");
         sIolData.u16CipherSuiteID = 3;
+        m_wayBack = NewWayBack(m_interface);
     }
 
     TempDir m_dir;
@@ -101,7 +102,7 @@ TEST_F(SavedCopyTest, AFruCopyIsNamedMadePrivateAndHoldsTheBytes)
     char achHost[256] = {};
     ASSERT_EQ(gethostname(achHost, sizeof achHost - 1), 0);
     ASSERT_NE(std::string(achHost), "");
-    EXPECT_EQ(TargetName(), achHost);
+    EXPECT_EQ(TargetName(m_interface), achHost);
     const std::string sPrefix = std::string(achHost) + "-fru7-";
     EXPECT_EQ(sName.rfind(sPrefix, 0), 0u) << sName;
     EXPECT_EQ(sName.substr(sName.size() - 4), ".fru");
@@ -189,7 +190,7 @@ TEST_F(SavedCopyTest, CopiesFromAClockThatWasAheadNeverRemoveThisRunsCopy)
     EXPECT_TRUE(fs::exists(sMine));
     EXPECT_FALSE(fs::exists(sOld));
     EXPECT_EQ(Names().size(), 22u);
-    WayBack wayBack = NewWayBack();
+    WayBack wayBack = NewWayBack(m_interface);
     AdviseSavedCopy(&wayBack, sMine);
     CapturedOutput output;
     PrintSavedCopyAdvice(wayBack);
@@ -335,23 +336,23 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     const unsigned char u8Byte = 0;
     const std::string sFru = SaveFRUDeviceCopy(0x1A, &u8Byte, 1, true, m_wayBack);
     const std::string sName = fs::path(sFru).filename().string();
-    EXPECT_EQ(RestoreCommand(sFru), "VALDRN -d backups/" + sName + " fruID=0x1A");
-    eInterfaceInUse = eInterfaceKCSIO;
-    EXPECT_EQ(RestoreCommand(sFru), "VALDRN -d backups/" + sName + " fruID=0x1A -msgintf kcsio");
+    EXPECT_EQ(RestoreCommand(sFru, m_interface), "VALDRN -d backups/" + sName + " fruID=0x1A");
+    m_interface.eInterfaceInUse = eInterfaceKCSIO;
+    EXPECT_EQ(RestoreCommand(sFru, m_interface), "VALDRN -d backups/" + sName + " fruID=0x1A -msgintf kcsio");
     UseLan("bmc-7.example", "the admin");
     SetRestoreProgramName("./bin/VALDRN");
-    EXPECT_EQ(RestoreCommand(sFru), "./bin/VALDRN -d backups/" + sName +
+    EXPECT_EQ(RestoreCommand(sFru, m_interface), "./bin/VALDRN -d backups/" + sName +
                                         " fruID=0x1A -n lanplus -H bmc-7.example -U 'the admin' -P ... -C 3");
     const std::string sRaw = SaveFRUDeviceCopy(3, &u8Byte, 1, false, m_wayBack);
     const std::string sRawName = fs::path(sRaw).filename().string();
     EXPECT_EQ(sRawName.rfind("bmc-7.example-fru3-", 0), 0u);
-    EXPECT_EQ(RestoreCommand(sRaw),
+    EXPECT_EQ(RestoreCommand(sRaw, m_interface),
               "ipmitool -I lanplus -H bmc-7.example -U 'the admin' -P ... -C 3 fru write 3 "
               "backups/" +
                   sRawName);
     fs::create_directory(m_dir.File("deeper"));
     fs::current_path(m_dir.File("deeper"));
-    EXPECT_EQ(RestoreCommand(sRaw).substr(RestoreCommand(sRaw).rfind(' ') + 1), "../backups/" + sRawName);
+    EXPECT_EQ(RestoreCommand(sRaw, m_interface).substr(RestoreCommand(sRaw, m_interface).rfind(' ') + 1), "../backups/" + sRawName);
     fs::current_path(sSaved);
 }
 
@@ -362,12 +363,12 @@ TEST_F(SavedCopyTest, TheKindIsReadBeforeTheStampNotFromTheTarget)
     const std::string sSaved = fs::current_path().string();
     fs::current_path(m_dir.Path());
     const std::string sStamp = "-20261124T101010.123Z-42";
-    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + ".sdr"), "VALDRN -d db-fru01-sdr" + sStamp + ".sdr");
-    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + "-partial.bin"),
+    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + ".sdr", m_interface), "VALDRN -d db-fru01-sdr" + sStamp + ".sdr");
+    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + "-partial.bin", m_interface),
               "VALDRN -d db-fru01-sdr" + sStamp + "-partial.bin");
-    EXPECT_EQ(RestoreCommand("db-fru01-fru7" + sStamp + ".fru"),
+    EXPECT_EQ(RestoreCommand("db-fru01-fru7" + sStamp + ".fru", m_interface),
               "VALDRN -d db-fru01-fru7" + sStamp + ".fru fruID=0x07");
-    EXPECT_EQ(RestoreCommand("db-fru01-fru12" + sStamp + "-raw.bin"),
+    EXPECT_EQ(RestoreCommand("db-fru01-fru12" + sStamp + "-raw.bin", m_interface),
               "ipmitool fru write 12 db-fru01-fru12" + sStamp + "-raw.bin");
     fs::current_path(sSaved);
 }
@@ -391,23 +392,23 @@ TEST_F(SavedCopyTest, ACopyVALDRNCannotBeGivenFromHereIsRestoredFromItsFolder)
     ASSERT_FALSE(sFru.empty());
     const std::string sName = fs::path(sFru).filename().string();
     SetRestoreProgramName("../bin/VALDRN");
-    EXPECT_EQ(RestoreCommand(sFru),
+    EXPECT_EQ(RestoreCommand(sFru, m_interface),
               "cd '" + sFolder + "' && " + m_dir.File("here") + "/../bin/VALDRN -d " + sName + " fruID=0x02");
-    eInterfaceInUse = eInterfaceKCSIO;
+    m_interface.eInterfaceInUse = eInterfaceKCSIO;
     SetRestoreProgramName("VALDRN");
-    EXPECT_EQ(RestoreCommand(sFru), "cp intf.ini '" + sFolder + "'/ && cd '" + sFolder + "' && VALDRN -d " + sName +
+    EXPECT_EQ(RestoreCommand(sFru, m_interface), "cp intf.ini '" + sFolder + "'/ && cd '" + sFolder + "' && VALDRN -d " + sName +
                                         " fruID=0x02 -msgintf kcsio");
     // Short, but with a blank: the same.
     setenv("VALDRN_BACKUP_DIR", m_dir.File("my backups").c_str(), 1);
     const std::string sNear = SaveFRUDeviceCopy(2, &u8Byte, 1, true, m_wayBack);
-    EXPECT_EQ(RestoreCommand(sNear).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0), 0u)
-        << RestoreCommand(sNear);
+    EXPECT_EQ(RestoreCommand(sNear, m_interface).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0), 0u)
+        << RestoreCommand(sNear, m_interface);
     fs::current_path(sSaved);
 }
 
 TEST_F(SavedCopyTest, TheAdviceIsPrintedOnlyWhenGiven)
 {
-    WayBack wayBack = NewWayBack();
+    WayBack wayBack = NewWayBack(m_interface);
     CapturedOutput quiet;
     PrintSavedCopyAdvice(wayBack);
     quiet.Finish();

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/interface_options.h"
+#include "cli/entry_point.h"
 #include "support/stub_library.h"
 #include "support/test_support.h"
 
@@ -28,7 +28,6 @@ protected:
     void TearDown() override
     {
         TerminateConnSession();
-        eInterfaceInUse = eInterfaceOpenIPMI;
         G_pchOpenRawLibrary = "libopenraw.so";
         G_pchKCSIOLibrary = "libkcsio.so";
         EXPECT_EQ(chdir(m_achSavedDir), 0);
@@ -324,15 +323,13 @@ TEST(DllFunctions, NullArguments)
 
 TEST_F(TalkTest, InitializeKCSForEachLocalInterface)
 {
-    eInterfaceInUse = eInterfaceOpenIPMI;
-    EXPECT_TRUE(InitializeKCS());
+    EXPECT_TRUE(InitializeKCS(eInterfaceOpenIPMI));
     ASSERT_NE(G_pTalkBMC, nullptr);
     EXPECT_EQ(m_openRaw->Calls(), "RawOpen;");
     TerminateKCS();
     EXPECT_EQ(G_pTalkBMC, nullptr);
     EXPECT_EQ(m_openRaw->Calls(), "RawOpen;RawClose;");
-    eInterfaceInUse = eInterfaceKCSIO;
-    EXPECT_TRUE(InitializeKCS());
+    EXPECT_TRUE(InitializeKCS(eInterfaceKCSIO));
     EXPECT_EQ(m_kcsio->Calls(), "InitKCSIO port=CA8 spacing=1;");
 }
 
@@ -340,7 +337,7 @@ TEST_F(TalkTest, InitializeKCSFailure)
 {
     UseVariant("failing");
     CapturedOutput output;
-    EXPECT_FALSE(InitializeKCS());
+    EXPECT_FALSE(InitializeKCS(eInterfaceOpenIPMI));
     output.Finish();
     EXPECT_EQ(output.Err(), "\n\nKCS initialization error. Please check configuration.\n\n");
     EXPECT_NE(G_pTalkBMC, nullptr);  // kept for TerminateConnSession
@@ -351,15 +348,18 @@ TEST_F(TalkTest, InitializeKCSFailure)
 TEST_F(TalkTest, CheckKCS)
 {
     char* apchArgs[1] = {nullptr};
-    EXPECT_EQ(CheckKCS(0, apchArgs), 1);  // the engine's array: no probe
+    const InterfaceChoice local;
+    EXPECT_EQ(CheckKCS(local, 0, apchArgs), 1);  // the engine's array: no probe
     EXPECT_EQ(m_openRaw->Calls(), "");
     CapturedOutput output;
-    EXPECT_EQ(CheckKCS(0, nullptr), 0);
+    EXPECT_EQ(CheckKCS(local, 0, nullptr), 0);
     output.Finish();
     EXPECT_EQ(output.Out(), "\n\nKCS is available\n");
+    EXPECT_EQ(m_openRaw->Calls(), "RawOpen;RawClose;");  // probed, then closed
+    EXPECT_EQ(G_pTalkBMC, nullptr);
     UseVariant("failing");
     CapturedOutput failure;
-    EXPECT_EQ(CheckKCS(0, nullptr), 1);
+    EXPECT_EQ(CheckKCS(local, 0, nullptr), 1);
     failure.Finish();
     EXPECT_EQ(failure.Err(), "\n\nKCS initialization error. Please check configuration.\n\n");
 }

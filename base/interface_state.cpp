@@ -1,4 +1,0 @@
-#include "base/interface_state.h"
-
-unsigned int eInterfaceInUse = eInterfaceOpenIPMI;
-IolDataRecord sIolData = {};
