@@ -1,9 +1,11 @@
 // Results of the repository and FRU command routines: one value set, one
-// meaning per value.
+// meaning per value, never mixed with other codes (the trace prints the
+// number).
 #pragma once
 
-enum SDRCommandResult : int {
+enum class CommandResult : int {
     CMD_FAILED = 0,  // already reported
+    SDR_INFO_READ = 1,  // the repository answered, and supports the operation
     SDR_RESERVATION_OBTAINED = 2,
     SDR_ERASE_IN_PROGRESS = 3,
     SDR_ERASE_COMPLETED = 4,

@@ -147,14 +147,14 @@ bool PlanHolds(unsigned char u8FruID, const FieldUpdatePlan& plan)
 bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan, FRUDeviceContent* psContent,
                               const WayBack& wayBack)
 {
-    int iAreaInfo = CMD_FAILED;
+    CommandResult eAreaInfo = CommandResult::CMD_FAILED;
     unsigned short u16AreaSize = 0;
     {
         SuppressedTrace quiet;
-        iAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize);
+        eAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize);
     }
     const unsigned int uAreaSize = u16AreaSize > plan.End() ? u16AreaSize : plan.End();
-    return iAreaInfo != CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent, wayBack);
+    return eAreaInfo != CommandResult::CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent, wayBack);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ bool SendRead(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
     return true;
 }
 
-int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
               const unsigned char* pu8Bytes)
 {
     DebugMessage("\n=> CMD_WRITE_FRU_DATA\n");
@@ -44,15 +44,15 @@ int SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
     record.u8RequestLength = static_cast<unsigned char>(uCount + 3);
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_WRITE_FRU_DATA, &record)) {
         ReportCommandFailure("Failure to write data to FRU.", record);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     DebugMessage("   CMD_WRITE_FRU_DATA --- count = %d \n", record.au8ResponseData[0]);
-    return FRU_WRITE_DONE;
+    return CommandResult::FRU_WRITE_DONE;
 }
 
 }  // namespace
 
-int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize)
+CommandResult GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize)
 {
     *pu16AreaSize = 0;
     DebugMessage("\n=> CMD_GET_FRU_INVENTORY_AREA_INFO\n");
@@ -63,51 +63,51 @@ int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16Ar
         std::fputs("<ERROR> Error in executing IPMI command because of: \n", stderr);
         std::fprintf(stderr, "FRU Device 0x%X error or not exist.\n", u8FruID);
         ReportCompletionCode(record);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     *pu16AreaSize = static_cast<unsigned short>(ParseByIndex(record.au8ResponseData, 0, 2));
     DebugMessage("FRU Inventory area size = 0x%X Bytes \n", *pu16AreaSize);
-    return *pu16AreaSize == 0 ? CMD_FAILED : FRU_AREA_PRESENT;
+    return *pu16AreaSize == 0 ? CommandResult::CMD_FAILED : CommandResult::FRU_AREA_PRESENT;
 }
 
-int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory)
+CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory)
 {
     IPMICommandRecord record = NewCommandRecord();
     if (psInventory == nullptr || psInventory->au8Bytes.size() < u16Offset + STORAGE_CHUNK_SIZE) {
         std::fputs("<ERROR> Internal Error.", stderr);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     std::memcpy(psInventory->au8Bytes.data() + u16Offset, record.au8ResponseData + 1, STORAGE_CHUNK_SIZE);
-    return FRU_READ_DONE;
+    return CommandResult::FRU_READ_DONE;
 }
 
-int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                     unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
     IPMICommandRecord record = NewCommandRecord();  // cleared whole
     if (pu8Buffer == nullptr) {
         std::fputs("<ERROR> Internal Error.", stderr);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     if (!SendRead(record, u8FruID, u16Offset, u8Count)) {
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     const unsigned int uCount = u8Count < IPMI_RESPONSE_DATA_SIZE - 1 ? u8Count : IPMI_RESPONSE_DATA_SIZE - 1;
     std::memcpy(pu8Buffer + u16BufferOffset, record.au8ResponseData + 1, uCount);
-    return FRU_READ_DONE;
+    return CommandResult::FRU_READ_DONE;
 }
 
-int WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                         const unsigned char* pu8Buffer)
 {
     IPMICommandRecord record = NewCommandRecord();
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16Offset);
 }
 
-int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                        const unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
     IPMICommandRecord record = NewCommandRecord();  // cleared whole
@@ -119,7 +119,7 @@ bool ReadFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int 
     return ForEachFRUChunk(uCount, [&](unsigned int uDone, unsigned int uChunk) {
         return ReadFRUDataCommandToLocalBuffer(u8FruID, static_cast<unsigned short>(u16Offset + uDone),
                                                static_cast<unsigned char>(uChunk), pu8Out,
-                                               static_cast<unsigned short>(uDone)) != CMD_FAILED;
+                                               static_cast<unsigned short>(uDone)) != CommandResult::CMD_FAILED;
     });
 }
 
@@ -128,45 +128,45 @@ bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int
     return ForEachFRUChunk(uCount, [&](unsigned int uDone, unsigned int uChunk) {
         return WriteFRUDataCommandFromLocalBuffer(u8FruID, static_cast<unsigned short>(u16Offset + uDone),
                                                   static_cast<unsigned char>(uChunk), pu8Bytes,
-                                                  static_cast<unsigned short>(uDone)) != CMD_FAILED;
+                                                  static_cast<unsigned short>(uDone)) != CommandResult::CMD_FAILED;
     });
 }
 
-int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize)
+CommandResult DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize)
 {
     const unsigned int uSize = FRUImageSize(image);
     if (u16AreaSize < uSize) {
         std::fputs("FRU file size too big, can not download. \n", stderr);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
-    int iResult = FRU_AREA_PRESENT;
+    CommandResult eResult = CommandResult::FRU_AREA_PRESENT;
     ForEachFRUChunk(uSize, [&](unsigned int uOffset, unsigned int uChunk) {
         if (StopForInterruption("download")) {
-            iResult = CMD_FAILED;
+            eResult = CommandResult::CMD_FAILED;
             return false;
         }
-        iResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
+        eResult = WriteFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), static_cast<unsigned char>(uChunk),
                                       image.au8Bytes.data());
-        return iResult != CMD_FAILED;
+        return eResult != CommandResult::CMD_FAILED;
     });
-    if (iResult == CMD_FAILED) {
-        return CMD_FAILED;
+    if (eResult == CommandResult::CMD_FAILED) {
+        return CommandResult::CMD_FAILED;
     }
     // An empty image leaves "area present", which the caller counts as failure.
-    return iResult == FRU_WRITE_DONE ? FRU_DOWNLOAD_COMPLETE : iResult;
+    return eResult == CommandResult::FRU_WRITE_DONE ? CommandResult::FRU_DOWNLOAD_COMPLETE : eResult;
 }
 
 bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayBack)
 {
     unsigned short u16AreaSize = 0;
-    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CMD_FAILED) {
+    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CommandResult::CMD_FAILED) {
         return false;
     }
     std::puts("Start to download FRU data! ");
     const unsigned int uSize = FRUImageSize(image);
     // An image that does not fit, or none, is refused before any write.
     if (uSize == 0 || uSize > u16AreaSize) {
-        return DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;
+        return DownloadFRUHandler(u8FruID, image, u16AreaSize) == CommandResult::FRU_DOWNLOAD_COMPLETE;
     }
     FRUDeviceContent before;
     if (!ReadFRUDeviceContent(u8FruID, u16AreaSize, uSize, &before, *psWayBack) || StopForInterruption("download")) {
@@ -174,7 +174,7 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayB
     }
     // Written, then read back: a device that ignores or refuses a write is
     // put back, never reported as written.
-    const bool bWritten = DownloadFRUHandler(u8FruID, image, u16AreaSize) == FRU_DOWNLOAD_COMPLETE;
+    const bool bWritten = DownloadFRUHandler(u8FruID, image, u16AreaSize) == CommandResult::FRU_DOWNLOAD_COMPLETE;
     if (bWritten && WrittenFRURangeHolds(u8FruID, 0, uSize, image.au8Bytes.data())) {
         return true;
     }
@@ -182,14 +182,14 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayB
     return false;
 }
 
-int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory, unsigned int* puReadSize)
+CommandResult UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory, unsigned int* puReadSize)
 {
     unsigned int uOffset = 0;
     for (;; uOffset += STORAGE_CHUNK_SIZE) {
         if (ReadFRUDataCommand(u8FruID, static_cast<unsigned short>(uOffset), STORAGE_CHUNK_SIZE, psInventory) ==
-            CMD_FAILED) {
+            CommandResult::CMD_FAILED) {
             *puReadSize = uOffset + STORAGE_CHUNK_SIZE;
-            return CMD_FAILED;
+            return CommandResult::CMD_FAILED;
         }
         if (uOffset + STORAGE_CHUNK_SIZE >= u16AreaSize) {
             break;
@@ -197,13 +197,13 @@ int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage
     }
     // Rounded up to whole chunks: up to 15 bytes past the area.
     *puReadSize = uOffset + STORAGE_CHUNK_SIZE;
-    return FRU_UPLOAD_COMPLETE;
+    return CommandResult::FRU_UPLOAD_COMPLETE;
 }
 
 bool DoFRUGetFromBMC(unsigned char u8FruID, FRUImage* psInventory)
 {
     unsigned short u16AreaSize = 0;
-    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CMD_FAILED) {
+    if (GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize) == CommandResult::CMD_FAILED) {
         std::fputs("Failure to check the FRU Inventory device.\n", stderr);
         return false;
     }

@@ -7,17 +7,17 @@
 #include "bmc/saved_copy.h"
 #include "fru/fru_image.h"
 
-// The device's inventory area size into *pu16AreaSize: FRU_AREA_PRESENT,
-// or CMD_FAILED when the request fails (reported) or the area is empty.
-int GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize);
+// The device's inventory area size into *pu16AreaSize: CommandResult::FRU_AREA_PRESENT,
+// or CommandResult::CMD_FAILED when the request fails (reported) or the area is empty.
+CommandResult GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize);
 // One whole 16-byte chunk from u16Offset into the image's room at the same
 // offset (the room must hold it; the size is the caller's).
-int ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory);
-int ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory);
+CommandResult ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                     unsigned char* pu8Buffer, unsigned short u16BufferOffset);
-int WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                         const unsigned char* pu8Buffer);
-int WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+CommandResult WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
                                        const unsigned char* pu8Buffer, unsigned short u16BufferOffset);
 
 // The 16-byte chunks of uSize bytes, the last one holding the rest: calls
@@ -38,8 +38,8 @@ bool ForEachFRUChunk(unsigned int uSize, TChunkStep step)
 bool ReadFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, unsigned char* pu8Out);
 bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int uCount, const unsigned char* pu8Bytes);
 
-int DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize);
-int UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory,
+CommandResult DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize);
+CommandResult UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory,
                      unsigned int* puReadSize);
 // -d: the file's image into the device; -u and -v: the device's whole area
 // into *psInventory (its size is what was read, in whole chunks).

@@ -33,11 +33,11 @@ bool BackUpRepository(unsigned short u16Expected, std::vector<SDRRecordBytes>* p
     for (int iRead = 1; iRead <= BACKUP_READS && !StopForInterruption("download"); ++iRead) {
         unsigned short u16Count = u16Expected;
         std::vector<SDRRecordBytes> asRead;
-        const int iResult = ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP);
-        if (iResult == SDR_RECORD_READ || asRead.size() > pasBackup->size()) {
+        const CommandResult eResult = ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP);
+        if (eResult == CommandResult::SDR_RECORD_READ || asRead.size() > pasBackup->size()) {
             *pasBackup = asRead;
         }
-        if (iResult == SDR_RECORD_READ) {
+        if (eResult == CommandResult::SDR_RECORD_READ) {
             std::puts("Backup data from SDR Repository Successful. \n");
             return true;
         }
@@ -71,7 +71,7 @@ bool RestoreRepository(const std::vector<SDRRecordBytes>& asBackup)
 {
     std::puts("Restore SDR Repository. ");
     std::printf("There are %Xh SDR records to restore! \n", static_cast<unsigned int>(asBackup.size()));
-    if (AddRepositoryRecords(asBackup, RepositoryPass::RESTORE) != CMD_FAILED) {
+    if (AddRepositoryRecords(asBackup, RepositoryPass::RESTORE) != CommandResult::CMD_FAILED) {
         std::puts("Restore SDR Repository Successful. ");
         return true;
     }
@@ -103,13 +103,13 @@ bool RepositoryHolds(const std::vector<SDRRecordBytes>& asWritten)
     SilencedOutput silenced;
     SuppressedTrace quiet;
     SDRRepositoryInfo info = {};
-    if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
+    if (GetSDRRepositoryInfoCommand(&info, RepositoryMode::FOR_UPLOAD) != CommandResult::SDR_INFO_READ) {
         return false;
     }
     unsigned short u16Read = info.u16RecordCount;
     std::vector<SDRRecordBytes> asRead;
     return u16Read == asWritten.size() &&
-           ReadRepositoryRecords(&u16Read, &asRead, RepositoryPass::UPLOAD) == SDR_RECORD_READ &&
+           ReadRepositoryRecords(&u16Read, &asRead, RepositoryPass::UPLOAD) == CommandResult::SDR_RECORD_READ &&
            WithoutIds(asRead) == WithoutIds(asWritten);
 }
 
@@ -129,7 +129,7 @@ template <class Add, class Written>
 bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written written, WayBack* psWayBack)
 {
     SDRRepositoryInfo info = {};
-    if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_DOWNLOAD) != 0) {
+    if (GetSDRRepositoryInfoCommand(&info, RepositoryMode::FOR_DOWNLOAD) != CommandResult::SDR_INFO_READ) {
         return false;
     }
     const bool bBackupWanted = info.u16RecordCount != 0;
@@ -148,17 +148,17 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
     const std::string sCopy = bBackupWanted ? SaveRepositoryCopy(asBackup, !bBackedUp, *psWayBack) : std::string();
 
     std::printf("There are %Xh SDR records to download! \n", uCount);
-    const int iResult = add();
-    DebugMessage("Download finished --- eState = %d \n", iResult);
+    const CommandResult eResult = add();
+    DebugMessage("Download finished --- eState = %d \n", static_cast<int>(eResult));
     // Another agent cancelled a reservation half-way: it may have written
     // too. Success only when the repository holds the file.
     const bool bDownloaded =
-        iResult != CMD_FAILED && (ReservationsCancelledWhileAdding() == 0 || RepositoryHolds(written()));
+        eResult != CommandResult::CMD_FAILED && (ReservationsCancelledWhileAdding() == 0 || RepositoryHolds(written()));
     if (bDownloaded) {
         std::printf("Download SDR data Successful. (%Xh SDR records downloaded!) \n", uCount);
         std::printf("Run Initialization Agent Command... ");
         std::fflush(stdout);
-        std::puts(RunInitializationAgentCommand() == SDR_INIT_AGENT_COMPLETED ? "Completed! " : "Failed! ");
+        std::puts(RunInitializationAgentCommand() == CommandResult::SDR_INIT_AGENT_COMPLETED ? "Completed! " : "Failed! ");
         return true;
     }
     std::fputs("Failure to download SDR data!\n\n", stderr);

@@ -67,49 +67,49 @@ void ReportClearFailure()
 
 }  // namespace
 
-int GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, int iMode)
+CommandResult GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, RepositoryMode eMode)
 {
-    if (iMode == REPOSITORY_FOR_DOWNLOAD) {
+    if (eMode == RepositoryMode::FOR_DOWNLOAD) {
         if (psInfo->u8OverflowFlag == 1) {
             std::printf("SDR could not be written due to lack of space in SDR Repository. \n");
         }
         if (!psInfo->bPartialAddSupported) {
             std::fputs("Partial Add SDR command is not supported. \n", stderr);
-            return SDR_OPERATION_NOT_SUPPORTED;
+            return CommandResult::SDR_OPERATION_NOT_SUPPORTED;
         }
     }
     if (!psInfo->bReserveSupported) {
         std::fputs("Reserve SDR command is not supported. \n", stderr);
-        return SDR_OPERATION_NOT_SUPPORTED;
+        return CommandResult::SDR_OPERATION_NOT_SUPPORTED;
     }
-    return 0;
+    return CommandResult::SDR_INFO_READ;
 }
 
-int GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, int iMode)
+CommandResult GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, RepositoryMode eMode)
 {
     DebugMessage("\n=> CMD_GET_SDR_REPOSITORY_INFO\n");
     IPMICommandRecord record = NewCommandRecord();
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_SDR_REPOSITORY_INFO, &record)) {
         ReportCommandFailure("Failure to check SDR repository info.\n", record);
-        return SDR_INFO_FAILED;
+        return CommandResult::SDR_INFO_FAILED;
     }
     SetRepositoryInfo(record.au8ResponseData, psInfo);
     DebugMessage("   Record Count = %04X \n", psInfo->u16RecordCount);
     DebugMessage("   Support Partial Add = %s\n", psInfo->bPartialAddSupported ? "Yes" : "No");
-    return GetSDRRepOperationSupport(psInfo, iMode);
+    return GetSDRRepOperationSupport(psInfo, eMode);
 }
 
-int ReserveSDRCommand(unsigned short* pu16ReservationID)
+CommandResult ReserveSDRCommand(unsigned short* pu16ReservationID)
 {
     DebugMessage("\n=> CMD_RESERVE_SDR\n");
     IPMICommandRecord record = NewCommandRecord();
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_RESERVE_SDR_REPOSITORY, &record)) {
         ReportCommandFailure("Failure to reserve SDR repository.", record);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     *pu16ReservationID = ParseByIndex(record.au8ResponseData, 0, 2);
     DebugMessage("   Reserve ID = %X \n", *pu16ReservationID);
-    return SDR_RESERVATION_OBTAINED;
+    return CommandResult::SDR_RESERVATION_OBTAINED;
 }
 
 const char* PassVerb(RepositoryPass ePass)
@@ -135,9 +135,9 @@ bool IsBackup(RepositoryPass ePass)
 }
 
 // One Get SDR: uReadSize bytes of the record at uOffset into pu8Into, the
-// next record's ID into *pu16NextRecordID. SDR_RECORD_READ_IN_PART when
-// read; CMD_FAILED (reported) or SDR_RESERVATION_CANCELLED otherwise.
-int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned int uOffset,
+// next record's ID into *pu16NextRecordID. CommandResult::SDR_RECORD_READ_IN_PART when
+// read; CommandResult::CMD_FAILED (reported) or CommandResult::SDR_RESERVATION_CANCELLED otherwise.
+CommandResult GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned int uOffset,
                 unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into, RepositoryPass ePass,
                 eCancelHandling eCancel)
 {
@@ -150,7 +150,7 @@ int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, uns
     record.au8RequestData[record.u8RequestLength++] = static_cast<unsigned char>(uReadSize);
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_GET_SDR, &record)) {
         if (Cancelled(record, eCancel)) {
-            return SDR_RESERVATION_CANCELLED;
+            return CommandResult::SDR_RESERVATION_CANCELLED;
         }
         // A failed backup is only a warning: a milder line.
         if (IsBackup(ePass)) {
@@ -160,11 +160,11 @@ int GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, uns
                        stderr);
         }
         ReportCompletionCode(record);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     *pu16NextRecordID = ParseByIndex(record.au8ResponseData, 0, 2);
     std::memcpy(pu8Into, record.au8ResponseData + 2, uReadSize);
-    return SDR_RECORD_READ_IN_PART;
+    return CommandResult::SDR_RECORD_READ_IN_PART;
 }
 
 // The header just read: traced, and the progress line printed. Its total
@@ -180,17 +180,17 @@ unsigned int AnnounceRecord(const unsigned char* pu8Header, RepositoryPass ePass
     return uLength;
 }
 
-int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+CommandResult GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
                 SDREntry* psEntry, RepositoryPass ePass, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
     const unsigned int uReadSize = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength
                                        ? psEntry->u8RecordLength - uOffset
                                        : STORAGE_CHUNK_SIZE;
-    const int iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
+    const CommandResult eResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
                                     psEntry->au8RecordData + uOffset, ePass, eCancel);
-    if (iResult != SDR_RECORD_READ_IN_PART) {
-        return iResult;
+    if (eResult != CommandResult::SDR_RECORD_READ_IN_PART) {
+        return eResult;
     }
     if (uOffset == 0) {
         psEntry->u16RecordID = ParseByIndex(psEntry->au8RecordData, 0, 2);
@@ -204,74 +204,74 @@ int GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, uns
         if (uLength > SDR_RECORD_DATA_SIZE) {
             std::fprintf(stderr, "<ERROR> SDR record %04Xh is %u bytes long; the most a record can be is %u.\n",
                          psEntry->u16RecordID, uLength, SDR_RECORD_DATA_SIZE);
-            return CMD_FAILED;
+            return CommandResult::CMD_FAILED;
         }
     }
     psEntry->u8Cursor = static_cast<unsigned char>(psEntry->u8Cursor + uReadSize);
-    return psEntry->u8Cursor < psEntry->u8RecordLength ? SDR_RECORD_READ_IN_PART : SDR_RECORD_READ;
+    return psEntry->u8Cursor < psEntry->u8RecordLength ? CommandResult::SDR_RECORD_READ_IN_PART : CommandResult::SDR_RECORD_READ;
 }
 
 // One record read whole as the BMC holds it, any length: its header, then
 // 16-byte chunks (an offset is one byte; a body of 255 bytes still ends
 // within reach).
-int GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+CommandResult GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
                  SDRRecordBytes* psRecord, RepositoryPass ePass, eCancelHandling eCancel)
 {
     unsigned char au8Header[SDR_HEADER_LENGTH] = {};
-    int iResult =
+    CommandResult eResult =
         GetSDRBytes(u16ReservationID, u16RecordID, 0, SDR_HEADER_LENGTH, pu16NextRecordID, au8Header, ePass, eCancel);
-    if (iResult != SDR_RECORD_READ_IN_PART) {
-        return iResult;
+    if (eResult != CommandResult::SDR_RECORD_READ_IN_PART) {
+        return eResult;
     }
     const unsigned int uLength = AnnounceRecord(au8Header, ePass);
     psRecord->assign(reinterpret_cast<const char*>(au8Header), SDR_HEADER_LENGTH);
     psRecord->resize(uLength);
     for (unsigned int uOffset = SDR_HEADER_LENGTH; uOffset < uLength; uOffset += STORAGE_CHUNK_SIZE) {
         const unsigned int uReadSize = uLength - uOffset < STORAGE_CHUNK_SIZE ? uLength - uOffset : STORAGE_CHUNK_SIZE;
-        iResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
+        eResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
                               reinterpret_cast<unsigned char*>(&(*psRecord)[uOffset]), ePass, eCancel);
-        if (iResult != SDR_RECORD_READ_IN_PART) {
-            return iResult;
+        if (eResult != CommandResult::SDR_RECORD_READ_IN_PART) {
+            return eResult;
         }
     }
-    return SDR_RECORD_READ;
+    return CommandResult::SDR_RECORD_READ;
 }
 
 // Work under a reservation of its own, done again from its start under a
 // new one when another agent cancels it (a few times); the work gets the
 // reservation, how to handle a cancellation, and which try it is.
 template <class Work>
-int UnderFreshReservation(Work work)
+CommandResult UnderFreshReservation(Work work)
 {
     for (int iTry = 0;; ++iTry) {
         unsigned short u16Reservation = 0;
-        if (ReserveSDRCommand(&u16Reservation) == CMD_FAILED) {
-            return CMD_FAILED;
+        if (ReserveSDRCommand(&u16Reservation) == CommandResult::CMD_FAILED) {
+            return CommandResult::CMD_FAILED;
         }
-        const int iResult = work(u16Reservation, CancelHandlingForTry(iTry), iTry);
-        if (iResult != SDR_RESERVATION_CANCELLED) {
-            return iResult;
+        const CommandResult eResult = work(u16Reservation, CancelHandlingForTry(iTry), iTry);
+        if (eResult != CommandResult::SDR_RESERVATION_CANCELLED) {
+            return eResult;
         }
         PauseAfterCancelledReservation();
     }
 }
 
 // One record into a list slot, from its header on.
-int ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass)
+CommandResult ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
         psEntry->u8Cursor = 0;
         psEntry->u8RecordLength = SDR_HEADER_LENGTH;  // the first read is the header
-        int iResult = CMD_FAILED;
+        CommandResult eResult = CommandResult::CMD_FAILED;
         do {
-            iResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, ePass, eCancel);
-        } while (iResult == SDR_RECORD_READ_IN_PART);
-        return iResult;
+            eResult = GetSDRChunk(u16Reservation, u16RecordID, pu16NextRecordID, psEntry, ePass, eCancel);
+        } while (eResult == CommandResult::SDR_RECORD_READ_IN_PART);
+        return eResult;
     });
 }
 
 // One record as the BMC holds it, any length.
-int ReadOneRawRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord,
+CommandResult ReadOneRawRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord,
                      RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
@@ -297,23 +297,23 @@ bool CountsAgree(unsigned int uRead, unsigned short* pu16Count)
 
 }  // namespace
 
-int GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
+CommandResult GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
                   SDREntry* psEntry, RepositoryPass ePass)
 {
     return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, ePass, CANCEL_FAILS);
 }
 
-int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, RepositoryPass ePass)
+CommandResult UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, RepositoryPass ePass)
 {
     unsigned short u16RecordID = 0x0000;
     unsigned short u16NextRecordID = 0x0000;
-    int iResult = CMD_FAILED;
+    CommandResult eResult = CommandResult::CMD_FAILED;
     pList->clear();
     for (;;) {
         SDREntry entry = FreeSDRSlot();
-        iResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, ePass);
-        if (iResult == CMD_FAILED) {
-            return CMD_FAILED;
+        eResult = ReadOneRecord(u16RecordID, &u16NextRecordID, &entry, ePass);
+        if (eResult == CommandResult::CMD_FAILED) {
+            return CommandResult::CMD_FAILED;
         }
         pList->push_back(entry);
         DebugPrintGetSDR(u16RecordID, u16NextRecordID, static_cast<unsigned short>(pList->size() - 1), *pu16Count,
@@ -326,10 +326,10 @@ int UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, Repository
         u16RecordID = u16NextRecordID;
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
-    return CountsAgree(static_cast<unsigned int>(pList->size()), pu16Count) ? iResult : CMD_FAILED;
+    return CountsAgree(static_cast<unsigned int>(pList->size()), pu16Count) ? eResult : CommandResult::CMD_FAILED;
 }
 
-int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass)
+CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass)
 {
     pasRecords->clear();
     unsigned short u16RecordID = 0x0000;
@@ -337,9 +337,9 @@ int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>
     // A chain of record IDs that never ends stops where a list would.
     while (pasRecords->size() < SDR_LIST_SLOT_COUNT) {
         pasRecords->emplace_back();
-        if (ReadOneRawRecord(u16RecordID, &u16NextRecordID, &pasRecords->back(), ePass) == CMD_FAILED) {
+        if (ReadOneRawRecord(u16RecordID, &u16NextRecordID, &pasRecords->back(), ePass) == CommandResult::CMD_FAILED) {
             pasRecords->pop_back();
-            return CMD_FAILED;
+            return CommandResult::CMD_FAILED;
         }
         if (u16NextRecordID == 0xFFFF) {
             break;
@@ -348,13 +348,13 @@ int ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>
         u16RecordID = u16NextRecordID;
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
-    return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? SDR_RECORD_READ : CMD_FAILED;
+    return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? CommandResult::SDR_RECORD_READ : CommandResult::CMD_FAILED;
 }
 
 RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList)
 {
     SDRRepositoryInfo info = {};
-    if (GetSDRRepositoryInfoCommand(&info, REPOSITORY_FOR_UPLOAD) != 0) {
+    if (GetSDRRepositoryInfoCommand(&info, RepositoryMode::FOR_UPLOAD) != CommandResult::SDR_INFO_READ) {
         return RepositoryRead::FAILED;
     }
     if (info.u16RecordCount == 0) {
@@ -362,13 +362,13 @@ RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList)
         return RepositoryRead::EMPTY;
     }
     unsigned short u16Count = info.u16RecordCount;
-    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == SDR_RECORD_READ ? RepositoryRead::READ
+    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == CommandResult::SDR_RECORD_READ ? RepositoryRead::READ
                                                                                           : RepositoryRead::FAILED;
 }
 
 namespace {
 
-int ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8Action, eCancelHandling eCancel)
+CommandResult ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8Action, eCancelHandling eCancel)
 {
     DebugMessage("\n=> CMD_CLEAR_SDR_REPOSITORY\n");
     IPMICommandRecord record = NewCommandRecord();
@@ -378,14 +378,14 @@ int ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8Action, eCa
     }
     record.au8RequestData[record.u8RequestLength++] = u8Action;
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_CLEAR_SDR_REPOSITORY, &record)) {
-        return Cancelled(record, eCancel) ? SDR_RESERVATION_CANCELLED : CMD_FAILED;
+        return Cancelled(record, eCancel) ? CommandResult::SDR_RESERVATION_CANCELLED : CommandResult::CMD_FAILED;
     }
-    return (record.au8ResponseData[0] & 0x07) == 1 ? SDR_ERASE_COMPLETED : SDR_ERASE_IN_PROGRESS;
+    return (record.au8ResponseData[0] & 0x07) == 1 ? CommandResult::SDR_ERASE_COMPLETED : CommandResult::SDR_ERASE_IN_PROGRESS;
 }
 
 // The erase started under a reservation of its own, taken anew when
 // another agent cancels it before the erase begins.
-int InitiateErase(unsigned short* pu16Reservation)
+CommandResult InitiateErase(unsigned short* pu16Reservation)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
         *pu16Reservation = u16Reservation;
@@ -395,7 +395,7 @@ int InitiateErase(unsigned short* pu16Reservation)
 
 }  // namespace
 
-int ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
+CommandResult ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action)
 {
     return ClearSDRRequest(u16ReservationID, u8Action, CANCEL_FAILS);
 }
@@ -405,23 +405,23 @@ void SetSDREraseTimeLimit(long lMilliseconds)
     S_lEraseTimeLimitMs = lMilliseconds > 0 ? lMilliseconds : 0;
 }
 
-int ToClearSDR()
+CommandResult ToClearSDR()
 {
     unsigned short u16Reservation = 0;
-    const int iResult = InitiateErase(&u16Reservation);
-    if (iResult == CMD_FAILED) {
+    const CommandResult eResult = InitiateErase(&u16Reservation);
+    if (eResult == CommandResult::CMD_FAILED) {
         ReportClearFailure();
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
-    if (iResult == SDR_ERASE_COMPLETED) {
-        return SDR_ERASE_COMPLETED;
+    if (eResult == CommandResult::SDR_ERASE_COMPLETED) {
+        return CommandResult::SDR_ERASE_COMPLETED;
     }
     // Polled until done or out of time; a failed poll counts as "not yet".
     const long lDeadline =
         MonotonicMilliseconds() + (S_lEraseTimeLimitMs > 0 ? S_lEraseTimeLimitMs : WaitLimitMilliseconds(ERASE_WAIT));
     for (;;) {
-        if (ClearSDRCommand(u16Reservation, ERASE_STATUS) == SDR_ERASE_COMPLETED) {
-            return SDR_ERASE_COMPLETED;
+        if (ClearSDRCommand(u16Reservation, ERASE_STATUS) == CommandResult::SDR_ERASE_COMPLETED) {
+            return CommandResult::SDR_ERASE_COMPLETED;
         }
         if (MonotonicMilliseconds() >= lDeadline) {
             break;
@@ -429,7 +429,7 @@ int ToClearSDR()
         usleep(ERASE_POLL_PAUSE_MS * 1000);
     }
     ReportClearFailure();
-    return CMD_FAILED;
+    return CommandResult::CMD_FAILED;
 }
 
 namespace {
@@ -437,7 +437,7 @@ namespace {
 // One Partial Add at uOffset of the record that the BMC has named
 // *pu16RecordID so far (0: a new record): uWindow bytes from pu8Window go
 // into the request's data field, uSend of them are sent.
-int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordID, unsigned int uOffset,
+CommandResult PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordID, unsigned int uOffset,
                     const unsigned char* pu8Window, unsigned int uWindow, unsigned int uSend, bool bLast,
                     eCancelHandling eCancel)
 {
@@ -456,18 +456,18 @@ int PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordI
     DebugMessage("\n=> CMD_PARTIAL_ADD_SDR\n");
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_PARTIAL_ADD_SDR, &record)) {
         if (Cancelled(record, eCancel)) {
-            return SDR_RESERVATION_CANCELLED;
+            return CommandResult::SDR_RESERVATION_CANCELLED;
         }
         ReportCommandFailure("Failure to add data to SDR repository.", record);
-        return CMD_FAILED;
+        return CommandResult::CMD_FAILED;
     }
     // Later chunks of the record name the ID the BMC gave it.
     *pu16RecordID = ParseByIndex(record.au8ResponseData, 0, 2);
     DebugMessage("   SDRRecordID=%d\n", *pu16RecordID);
-    return bLast ? SDR_PARTIAL_ADD_LAST : SDR_PARTIAL_ADD_MORE;
+    return bLast ? CommandResult::SDR_PARTIAL_ADD_LAST : CommandResult::SDR_PARTIAL_ADD_MORE;
 }
 
-int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
+CommandResult PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
     const bool bLast = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength;
@@ -480,44 +480,44 @@ int PartialAddChunk(unsigned short u16ReservationID, SDREntry* psEntry, eCancelH
                            bLast ? psEntry->u8RecordLength - uOffset : STORAGE_CHUNK_SIZE, bLast, eCancel);
 }
 
-// Every chunk of one record under the reservation: SDR_PARTIAL_ADD_LAST
-// of the last chunk, CMD_FAILED, or SDR_RESERVATION_CANCELLED.
-int AddRecordChunks(unsigned short u16Reservation, SDREntry* psEntry, eCancelHandling eCancel)
+// Every chunk of one record under the reservation: CommandResult::SDR_PARTIAL_ADD_LAST
+// of the last chunk, CommandResult::CMD_FAILED, or CommandResult::SDR_RESERVATION_CANCELLED.
+CommandResult AddRecordChunks(unsigned short u16Reservation, SDREntry* psEntry, eCancelHandling eCancel)
 {
-    int iResult = CMD_FAILED;
+    CommandResult eResult = CommandResult::CMD_FAILED;
     psEntry->u16RecordID = 0;  // a new record
     // An 8-bit offset like u8Cursor: records are far below 240 bytes.
     for (unsigned char u8Offset = 0; u8Offset < psEntry->u8RecordLength;
          u8Offset = static_cast<unsigned char>(u8Offset + STORAGE_CHUNK_SIZE)) {
         psEntry->u8Cursor = u8Offset;
-        iResult = PartialAddChunk(u16Reservation, psEntry, eCancel);
-        if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED) {
-            return iResult;
+        eResult = PartialAddChunk(u16Reservation, psEntry, eCancel);
+        if (eResult == CommandResult::CMD_FAILED || eResult == CommandResult::SDR_RESERVATION_CANCELLED) {
+            return eResult;
         }
     }
-    return iResult;
+    return eResult;
 }
 
 // A record as the BMC held it, any length, in 16-byte chunks; an offset
 // is one byte, so a chunk that would start past 255 goes with the last
 // one (up to 20 bytes: the data field holds 26).
-int AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRecord, eCancelHandling eCancel)
+CommandResult AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRecord, eCancelHandling eCancel)
 {
     const auto* pu8Bytes = reinterpret_cast<const unsigned char*>(sRecord.data());
     const auto uLength = static_cast<unsigned int>(sRecord.size());
     unsigned short u16RecordID = 0;  // a new record
-    int iResult = CMD_FAILED;
+    CommandResult eResult = CommandResult::CMD_FAILED;
     for (unsigned int uOffset = 0; uOffset < uLength; uOffset += STORAGE_CHUNK_SIZE) {
         const unsigned int uLeft = uLength - uOffset;
         const bool bLast = uLeft <= STORAGE_CHUNK_SIZE || uOffset + STORAGE_CHUNK_SIZE > 0xFF;
-        iResult = PartialAddBytes(u16Reservation, &u16RecordID, uOffset, pu8Bytes + uOffset,
+        eResult = PartialAddBytes(u16Reservation, &u16RecordID, uOffset, pu8Bytes + uOffset,
                                   uLeft < PARTIAL_ADD_DATA_ROOM ? uLeft : PARTIAL_ADD_DATA_ROOM,
                                   bLast ? uLeft : STORAGE_CHUNK_SIZE, bLast, eCancel);
-        if (iResult == CMD_FAILED || iResult == SDR_RESERVATION_CANCELLED || bLast) {
-            return iResult;
+        if (eResult == CommandResult::CMD_FAILED || eResult == CommandResult::SDR_RESERVATION_CANCELLED || bLast) {
+            return eResult;
         }
     }
-    return iResult;
+    return eResult;
 }
 
 // One record under a reservation of its own; added again from its first
@@ -525,17 +525,17 @@ int AddRawRecordChunks(unsigned short u16Reservation, const SDRRecordBytes& sRec
 // record whose partial add did not end). addChunks(reservation, handling)
 // adds it.
 template <class AddChunks>
-int AddOneRecord(unsigned int uSlot, RepositoryPass ePass, AddChunks addChunks)
+CommandResult AddOneRecord(unsigned int uSlot, RepositoryPass ePass, AddChunks addChunks)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int iTry) {
         if (iTry == 0) {
             std::printf("    Start to %s #%2Xh SDR record  ... \n", PassVerb(ePass), uSlot);
         }
-        const int iResult = addChunks(u16Reservation, eCancel);
-        if (iResult == SDR_RESERVATION_CANCELLED) {
+        const CommandResult eResult = addChunks(u16Reservation, eCancel);
+        if (eResult == CommandResult::SDR_RESERVATION_CANCELLED) {
             ++S_uCancelledWhileAdding;
         }
-        return iResult;
+        return eResult;
     });
 }
 
@@ -543,24 +543,24 @@ int AddOneRecord(unsigned int uSlot, RepositoryPass ePass, AddChunks addChunks)
 // addOne(slot); a signal stops a download between records, a restore
 // runs to its end.
 template <class AddOne>
-int EraseThenAdd(unsigned int uCount, RepositoryPass ePass, AddOne addOne)
+CommandResult EraseThenAdd(unsigned int uCount, RepositoryPass ePass, AddOne addOne)
 {
     const bool bMayStop = ePass == RepositoryPass::DOWNLOAD;
-    if ((bMayStop && StopForInterruption(PassVerb(ePass))) || ToClearSDR() == CMD_FAILED) {
-        return CMD_FAILED;
+    if ((bMayStop && StopForInterruption(PassVerb(ePass))) || ToClearSDR() == CommandResult::CMD_FAILED) {
+        return CommandResult::CMD_FAILED;
     }
     S_uCancelledWhileAdding = 0;
-    int iResult = CMD_FAILED;
+    CommandResult eResult = CommandResult::CMD_FAILED;
     for (unsigned int uSlot = 0; uSlot < uCount; ++uSlot) {
         if (bMayStop && StopForInterruption(PassVerb(ePass))) {
-            return CMD_FAILED;
+            return CommandResult::CMD_FAILED;
         }
-        iResult = addOne(uSlot);
-        if (iResult == CMD_FAILED) {
-            return CMD_FAILED;
+        eResult = addOne(uSlot);
+        if (eResult == CommandResult::CMD_FAILED) {
+            return CommandResult::CMD_FAILED;
         }
     }
-    return iResult;
+    return eResult;
 }
 
 }  // namespace
@@ -570,12 +570,12 @@ unsigned int ReservationsCancelledWhileAdding()
     return S_uCancelledWhileAdding;
 }
 
-int PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
+CommandResult PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry)
 {
     return PartialAddChunk(u16ReservationID, psEntry, CANCEL_FAILS);
 }
 
-int DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass)
+CommandResult DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass)
 {
     return EraseThenAdd(static_cast<unsigned int>(pList->size()), ePass, [&](unsigned int uSlot) {
         return AddOneRecord(uSlot, ePass, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
@@ -584,7 +584,7 @@ int DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass)
     });
 }
 
-int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass)
+CommandResult AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass)
 {
     return EraseThenAdd(static_cast<unsigned int>(asRecords.size()), ePass, [&](unsigned int uSlot) {
         return AddOneRecord(uSlot, ePass, [&](unsigned short u16Reservation, eCancelHandling eCancel) {
@@ -593,7 +593,7 @@ int AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, Repositor
     });
 }
 
-int RunInitializationAgentCommand()
+CommandResult RunInitializationAgentCommand()
 {
     DebugMessage("\n=> CMD_RUN_INITIALIZATION_AGENT\n");
     IPMICommandRecord record = NewCommandRecord();
@@ -622,9 +622,9 @@ int RunInitializationAgentCommand()
     }
     DebugMessage("   CMD_RUN_INITIALIZATION_AGENT --- status = %X \n\n", record.au8ResponseData[0]);
     if (bSent && record.au8ResponseData[0] == 1) {
-        return SDR_INIT_AGENT_COMPLETED;
+        return CommandResult::SDR_INIT_AGENT_COMPLETED;
     }
     std::fputs("<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\n", stderr);
     ReportCompletionCode(record);
-    return CMD_FAILED;
+    return CommandResult::CMD_FAILED;
 }

@@ -72,10 +72,10 @@ TEST_F(InMemoryBmcTest, ARestoreAndABackupMoveRecordsByteForByte)
 {
     m_pBmc->m_asRecords = {SdrRecord(0x0009, 0x01, std::string(40, '\x01'))};
     CapturedOutput output;
-    EXPECT_EQ(AddRepositoryRecords(Records(), RepositoryPass::RESTORE), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(AddRepositoryRecords(Records(), RepositoryPass::RESTORE), CommandResult::SDR_PARTIAL_ADD_LAST);
     unsigned short u16Count = 3;
     std::vector<SDRRecordBytes> asRead;
-    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP), SDR_RECORD_READ);
+    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP), CommandResult::SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
     ASSERT_EQ(m_pBmc->m_asRecords.size(), 3u);
@@ -92,7 +92,7 @@ TEST_F(InMemoryBmcTest, ACancelledReservationAddsTheRecordAgain)
 {
     m_pBmc->Fail(CMD_PARTIAL_ADD_SDR, {CC_RESERVATION_CANCELLED});
     CapturedOutput output;
-    EXPECT_EQ(AddRepositoryRecords(Records(), RepositoryPass::RESTORE), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(AddRepositoryRecords(Records(), RepositoryPass::RESTORE), CommandResult::SDR_PARTIAL_ADD_LAST);
     output.Finish();
     EXPECT_EQ(m_pBmc->m_asRecords, Records());
 }
@@ -105,7 +105,7 @@ TEST_F(InMemoryBmcTest, AFailedReadIsNoWholeBackup)
     unsigned short u16Count = 3;
     std::vector<SDRRecordBytes> asRead;
     CapturedOutput output;
-    EXPECT_NE(ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP), SDR_RECORD_READ);
+    EXPECT_NE(ReadRepositoryRecords(&u16Count, &asRead, RepositoryPass::BACKUP), CommandResult::SDR_RECORD_READ);
     output.Finish();
     EXPECT_NE(output.Err(), "");
 }

@@ -109,7 +109,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsOnePartialAddOfElevenBytes)
     PutRecord(entry, sRecord);
     Ok({0x07, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(PartialAddCommand(0x1234, &entry), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(PartialAddCommand(0x1234, &entry), CommandResult::SDR_PARTIAL_ADD_LAST);
     output.Finish();
     EXPECT_EQ(Requests(), std::vector<std::string>{"28 25 [34 12 00 00 00 01 " + HexBytes(sRecord, 0, 5) + "]"});
     EXPECT_EQ(entry.u16RecordID, 0x0007);  // the ID the BMC gave
@@ -123,7 +123,7 @@ TEST_F(RepositoryCommandTest, AHeaderOnlyRecordIsReadInOneGetOfFiveBytes)
     SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), CommandResult::SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 22 []", "28 23 [01 00 00 00 00 05]"}));
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
@@ -143,7 +143,7 @@ TEST_F(RepositoryCommandTest, ThirtySevenBytesAreAddedInThreeChunks)
     Ok({0x50, 0x00});
     Ok({0x50, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), CommandResult::SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 6u);
@@ -166,7 +166,7 @@ TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheTenthPollSucceeds)
     Queue(0xC0);  // a failed poll counts as "not yet"
     Ok({0x01});
     CapturedOutput output;
-    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+    EXPECT_EQ(ToClearSDR(), CommandResult::SDR_ERASE_COMPLETED);
     output.Finish();
     EXPECT_EQ(Requests().size(), 13u);
     EXPECT_EQ(Requests()[12], "28 27 [01 00 43 4C 52 00]");
@@ -179,7 +179,7 @@ TEST_F(RepositoryCommandTest, AnEraseThatNeverEndsFailsAtTheTimeLimit)
     Ok({0x01, 0x00});
     AnswerEveryRequest(0x00, {0x00});  // in progress, every time
     CapturedOutput output;
-    EXPECT_EQ(ToClearSDR(), CMD_FAILED);
+    EXPECT_EQ(ToClearSDR(), CommandResult::CMD_FAILED);
     output.Finish();
     SetSDREraseTimeLimit(0);
     // Pauses of 50 ms between polls: a handful in 300 ms, not thousands.
@@ -195,7 +195,7 @@ TEST_F(RepositoryCommandTest, AnEraseCompletedAtTheThirdPollSucceeds)
     Ok({0x00});
     Ok({0x00});
     Ok({0x01});
-    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+    EXPECT_EQ(ToClearSDR(), CommandResult::SDR_ERASE_COMPLETED);
 }
 
 // Another agent's reservation cancels ours: the erase is started again
@@ -207,7 +207,7 @@ TEST_F(RepositoryCommandTest, ACancelledReservationBeforeTheEraseIsTakenAnew)
     Ok({0x02, 0x00});
     Ok({0x01});
     CapturedOutput output;
-    EXPECT_EQ(ToClearSDR(), SDR_ERASE_COMPLETED);
+    EXPECT_EQ(ToClearSDR(), CommandResult::SDR_ERASE_COMPLETED);
     output.Finish();
     EXPECT_EQ(Requests()[3], "28 27 [02 00 43 4C 52 AA]");
     EXPECT_EQ(output.Err(), "");
@@ -226,7 +226,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseReservationIsCancelledIsReadAgainFromI
     SDRRecordList asList = FreeSlots(2);
     unsigned short u16Count = 1;
     CapturedOutput output;
-    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), SDR_RECORD_READ);
+    EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), CommandResult::SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(RecordOf(asList[0]), sRecord);
     EXPECT_EQ(Requests()[4], "28 23 [02 00 00 00 00 05]");
@@ -247,7 +247,7 @@ TEST_F(RepositoryCommandTest, ARecordWhoseAddIsCancelledIsAddedAgainFromItsFirst
     Ok({0x51, 0x00});
     Ok({0x51, 0x00});
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), CommandResult::SDR_PARTIAL_ADD_LAST);
     output.Finish();
     const std::vector<std::string> asRequests = Requests();
     ASSERT_EQ(asRequests.size(), 8u);
@@ -271,7 +271,7 @@ TEST_F(RepositoryCommandTest, AReservationCancelledEveryTimeFailsAfterAFewTries)
         Queue(0xC5);
     }
     CapturedOutput output;
-    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), CMD_FAILED);
+    EXPECT_EQ(DownloadSDRHandler(&asList, RepositoryPass::DOWNLOAD), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(Requests().size(), 14u);
     EXPECT_EQ(output.Err(),
@@ -296,15 +296,15 @@ TEST_F(RepositoryCommandTest, TheLastRecordEndsTheUploadAndCountsMustAgree)
         SDRRecordList asList = FreeSlots(4);
         unsigned short u16Count = u16Expected;
         CapturedOutput output;
-        const int iResult = UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD);
+        const CommandResult eResult = UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD);
         output.Finish();
         if (u16Expected == 2) {
-            EXPECT_EQ(iResult, SDR_RECORD_READ);
+            EXPECT_EQ(eResult, CommandResult::SDR_RECORD_READ);
             EXPECT_EQ(RecordOf(asList[0]), sFirst);
             EXPECT_EQ(RecordOf(asList[1]), sSecond);
             EXPECT_EQ(output.Err(), "");
         } else {
-            EXPECT_EQ(iResult, CMD_FAILED);
+            EXPECT_EQ(eResult, CommandResult::CMD_FAILED);
             EXPECT_EQ(output.Err(), "SDR Record: needs 3h, Got 2h. \n");
         }
     }
@@ -321,7 +321,7 @@ TEST_F(RepositoryCommandTest, AnOversizedRecordFromTheBmcIsRefused)
         SDRRecordList asList = FreeSlots(1);
         unsigned short u16Count = 1;
         CapturedOutput output;
-        EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), CMD_FAILED);
+        EXPECT_EQ(UploadSDRHandler(&u16Count, &asList, RepositoryPass::UPLOAD), CommandResult::CMD_FAILED);
         output.Finish();
         EXPECT_EQ(output.Err(), "<ERROR> SDR record 0009h is " + std::to_string(u8Body + 5) +
                                     " bytes long; the most a record can be is 101.\n");
@@ -341,7 +341,7 @@ TEST_F(RepositoryCommandTest, TheBackupReadsARecordOfAnyLengthWhole)
     unsigned short u16Count = 1;
     std::vector<std::string> asRecords;
     CapturedOutput output;
-    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRecords, RepositoryPass::BACKUP), SDR_RECORD_READ);
+    EXPECT_EQ(ReadRepositoryRecords(&u16Count, &asRecords, RepositoryPass::BACKUP), CommandResult::SDR_RECORD_READ);
     output.Finish();
     EXPECT_EQ(output.Err(), "");
     EXPECT_EQ(output.Out(), "    Start to backup SDR record ID 0009h, type C1h ... \n");
@@ -363,7 +363,7 @@ TEST_F(RepositoryCommandTest, TheRestoreAddsARecordOfAnyLengthWhole)
         Ok({0x07, 0x00});
     }
     CapturedOutput output;
-    EXPECT_EQ(AddRepositoryRecords({sRecord}, RepositoryPass::RESTORE), SDR_PARTIAL_ADD_LAST);
+    EXPECT_EQ(AddRepositoryRecords({sRecord}, RepositoryPass::RESTORE), CommandResult::SDR_PARTIAL_ADD_LAST);
     output.Finish();
     EXPECT_EQ(output.Out(), "    Start to restore # 0h SDR record  ... \n");
     const std::vector<std::string> asRequests = Requests();
@@ -379,7 +379,7 @@ TEST_F(RepositoryCommandTest, AFailedPartialAddNamesTheCompletionCode)
     PutRecord(entry, SdrFixedRecord(0x0001, 0x08, 0x10));
     AnswerEveryRequest(0xC4, {});
     CapturedOutput output;
-    EXPECT_EQ(PartialAddCommand(0x0001, &entry), CMD_FAILED);
+    EXPECT_EQ(PartialAddCommand(0x0001, &entry), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: Failure to add data to SDR repository.\n"
@@ -398,7 +398,7 @@ TEST_F(RepositoryCommandTest, TheInitializationAgentIsPolledUntilItCompletes)
         }
         Ok({0x01});
         CapturedOutput output;
-        EXPECT_EQ(RunInitializationAgentCommand(), SDR_INIT_AGENT_COMPLETED);
+        EXPECT_EQ(RunInitializationAgentCommand(), CommandResult::SDR_INIT_AGENT_COMPLETED);
         output.Finish();
         EXPECT_EQ(output.Out(), iPolls == 3000 ? "(please wait)... " : "") << iPolls;
         EXPECT_EQ(output.Err(), "");
@@ -413,7 +413,7 @@ TEST_F(RepositoryCommandTest, AnInitializationAgentThatNeverEndsFailsAtTheTimeLi
     setenv("VALDRN_INIT_AGENT_TIMEOUT", "0.3", 1);
     CapturedOutput output;
     const long lStart = MonotonicMilliseconds();
-    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    EXPECT_EQ(RunInitializationAgentCommand(), CommandResult::CMD_FAILED);
     const long lElapsed = MonotonicMilliseconds() - lStart;
     output.Finish();
     unsetenv("VALDRN_INIT_AGENT_TIMEOUT");
@@ -431,7 +431,7 @@ TEST_F(RepositoryCommandTest, ASignalEndsTheInitializationAgentsPolling)
     raise(SIGTERM);
     CapturedOutput output;
     const long lStart = MonotonicMilliseconds();
-    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    EXPECT_EQ(RunInitializationAgentCommand(), CommandResult::CMD_FAILED);
     const long lElapsed = MonotonicMilliseconds() - lStart;
     output.Finish();
     EndInterruptionGuard();
@@ -471,7 +471,7 @@ TEST_F(RepositoryCommandTest, AFailingInitializationAgentIsReported)
     Ok({0x00});
     AnswerEveryRequest(0xD5, {});
     CapturedOutput output;
-    EXPECT_EQ(RunInitializationAgentCommand(), CMD_FAILED);
+    EXPECT_EQ(RunInitializationAgentCommand(), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command: Failure to Run Initialization Agent Command.\ncc = D5 \n");
@@ -490,7 +490,7 @@ TEST_F(RepositoryCommandTest, FortyBytesAreWrittenAsSixteenSixteenAndEight)
     Ok({16});
     Ok({8});
     CapturedOutput output;
-    EXPECT_EQ(DownloadFRUHandler(2, image, 40), FRU_DOWNLOAD_COMPLETE);
+    EXPECT_EQ(DownloadFRUHandler(2, image, 40), CommandResult::FRU_DOWNLOAD_COMPLETE);
     output.Finish();
     EXPECT_EQ(Requests(), (std::vector<std::string>{"28 12 [02 00 00 " + HexBytes(sImage, 0, 16) + "]",
                                                     "28 12 [02 10 00 " + HexBytes(sImage, 16, 16) + "]",
@@ -502,7 +502,7 @@ TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
     const std::string sImage(41, '\x01');
     const FRUImage image = MakeFRUImage(reinterpret_cast<const unsigned char*>(sImage.data()), sImage.size());
     CapturedOutput output;
-    EXPECT_EQ(DownloadFRUHandler(0, image, 40), CMD_FAILED);
+    EXPECT_EQ(DownloadFRUHandler(0, image, 40), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "FRU file size too big, can not download. \n");
     EXPECT_TRUE(Requests().empty());
@@ -510,7 +510,7 @@ TEST_F(RepositoryCommandTest, AnImageOneByteLargerThanTheAreaIsRefused)
 
 TEST_F(RepositoryCommandTest, AnEmptyImageIsNotADownload)
 {
-    EXPECT_EQ(DownloadFRUHandler(0, FRUImage(), 40), FRU_AREA_PRESENT);
+    EXPECT_EQ(DownloadFRUHandler(0, FRUImage(), 40), CommandResult::FRU_AREA_PRESENT);
     EXPECT_TRUE(Requests().empty());
 }
 
@@ -539,7 +539,7 @@ TEST_F(RepositoryCommandTest, AnAreaSizeOfZeroFailsSilently)
     Ok({0x00, 0x00, 0x00});
     CapturedOutput output;
     unsigned short u16AreaSize = 1;
-    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0, &u16AreaSize), CMD_FAILED);
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0, &u16AreaSize), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(u16AreaSize, 0);
     EXPECT_EQ(output.Err(), "");
@@ -564,11 +564,11 @@ TEST_F(RepositoryCommandTest, AFailedReadStopsTheUploadButNotTheOperation)
 TEST_F(RepositoryCommandTest, ReadingIntoNoBufferSendsNothing)
 {
     CapturedOutput output;
-    EXPECT_EQ(ReadFRUDataCommandToLocalBuffer(0, 0, 8, nullptr, 0), CMD_FAILED);
+    EXPECT_EQ(ReadFRUDataCommandToLocalBuffer(0, 0, 8, nullptr, 0), CommandResult::CMD_FAILED);
     FRUImage tooSmall;
     tooSmall.au8Bytes.assign(31, 0);  // the chunk at 16 would pass its room
-    EXPECT_EQ(ReadFRUDataCommand(0, 16, 16, &tooSmall), CMD_FAILED);
-    EXPECT_EQ(ReadFRUDataCommand(0, 0, 16, nullptr), CMD_FAILED);
+    EXPECT_EQ(ReadFRUDataCommand(0, 16, 16, &tooSmall), CommandResult::CMD_FAILED);
+    EXPECT_EQ(ReadFRUDataCommand(0, 0, 16, nullptr), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error.<ERROR> Internal Error.<ERROR> Internal Error.");
     EXPECT_TRUE(Requests().empty());
@@ -579,7 +579,7 @@ TEST_F(RepositoryCommandTest, AMissingDeviceIsNamed)
     AnswerEveryRequest(0xCB, {});
     CapturedOutput output;
     unsigned short u16AreaSize = 0;
-    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21, &u16AreaSize), CMD_FAILED);
+    EXPECT_EQ(GetFRUInventoryAreaInfoCommand(0x21, &u16AreaSize), CommandResult::CMD_FAILED);
     output.Finish();
     EXPECT_EQ(output.Err(),
               "<ERROR> Error in executing IPMI command because of: \nFRU Device 0x21 error or not exist.\n"
@@ -822,24 +822,28 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
 // A result names one outcome: no two share a value.
 TEST(CommandResults, EveryValueHasOneMeaning)
 {
-    const std::set<int> aiValues = {CMD_FAILED,
-                                    SDR_RESERVATION_OBTAINED,
-                                    SDR_ERASE_IN_PROGRESS,
-                                    SDR_ERASE_COMPLETED,
-                                    SDR_PARTIAL_ADD_MORE,
-                                    SDR_PARTIAL_ADD_LAST,
-                                    SDR_RECORD_READ_IN_PART,
-                                    SDR_RECORD_READ,
-                                    SDR_INIT_AGENT_COMPLETED,
-                                    FRU_DOWNLOAD_COMPLETE,
-                                    SDR_OPERATION_NOT_SUPPORTED,
-                                    SDR_INFO_FAILED,
-                                    FRU_READ_DONE,
-                                    FRU_WRITE_DONE,
-                                    SDR_RESERVATION_CANCELLED,
-                                    FRU_UPLOAD_COMPLETE,
-                                    FRU_AREA_PRESENT};
-    EXPECT_EQ(aiValues.size(), 17u);
+    std::set<int> aiValues;
+    for (CommandResult eResult : {CommandResult::CMD_FAILED,
+                                  CommandResult::SDR_INFO_READ,
+                                  CommandResult::SDR_RESERVATION_OBTAINED,
+                                  CommandResult::SDR_ERASE_IN_PROGRESS,
+                                  CommandResult::SDR_ERASE_COMPLETED,
+                                  CommandResult::SDR_PARTIAL_ADD_MORE,
+                                  CommandResult::SDR_PARTIAL_ADD_LAST,
+                                  CommandResult::SDR_RECORD_READ_IN_PART,
+                                  CommandResult::SDR_RECORD_READ,
+                                  CommandResult::SDR_INIT_AGENT_COMPLETED,
+                                  CommandResult::FRU_DOWNLOAD_COMPLETE,
+                                  CommandResult::SDR_OPERATION_NOT_SUPPORTED,
+                                  CommandResult::SDR_INFO_FAILED,
+                                  CommandResult::FRU_READ_DONE,
+                                  CommandResult::FRU_WRITE_DONE,
+                                  CommandResult::SDR_RESERVATION_CANCELLED,
+                                  CommandResult::FRU_UPLOAD_COMPLETE,
+                                  CommandResult::FRU_AREA_PRESENT}) {
+        aiValues.insert(static_cast<int>(eResult));
+    }
+    EXPECT_EQ(aiValues.size(), 18u);
 }
 
 }  // namespace
