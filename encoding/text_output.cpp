@@ -49,7 +49,7 @@ int ReadPromptAnswer(bool bSkipBlanks)
     return iAnswer;
 }
 
-int HoldDiskFullDialogue(FILE* pStream, const char* pchPath)
+WriteResult HoldDiskFullDialogue(FILE* pStream, const char* pchPath)
 {
     std::fprintf(stderr, "<ERROR> Disk Full! %s may be corrupt or incomplete.\n", pchPath);
     std::printf("Would you like to delete %s? (y='YES')", pchPath);
@@ -66,37 +66,37 @@ int HoldDiskFullDialogue(FILE* pStream, const char* pchPath)
         std::printf("%s was not deleted.\n", pchPath);
     }
     std::fflush(stdout);
-    return WRITE_DISK_FULL;
+    return WriteResult::WRITE_DISK_FULL;
 }
 
-int WriteBytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount)
+WriteResult WriteBytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount)
 {
     if (pStream == nullptr || pchPath == nullptr || pData == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
-        return WRITE_INTERNAL_ERROR;
+        return WriteResult::WRITE_INTERNAL_ERROR;
     }
     // Flushing every write costs a system call a line, but a buffered
     // stream would only fail at fclose, after the file was reported saved.
     if (std::fwrite(pData, 1, uCount, pStream) != uCount || std::fflush(pStream) != 0) {
         return HoldDiskFullDialogue(pStream, pchPath);
     }
-    return WRITE_OK;
+    return WriteResult::WRITE_OK;
 }
 
-int WriteToFile(FILE* pStream, const char* pchPath, const char* pchText)
+WriteResult WriteToFile(FILE* pStream, const char* pchPath, const char* pchText)
 {
     if (pStream == nullptr || pchPath == nullptr || pchText == nullptr) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
-        return WRITE_INTERNAL_ERROR;
+        return WriteResult::WRITE_INTERNAL_ERROR;
     }
     return WriteBytesToFile(pStream, pchPath, pchText, std::strlen(pchText));
 }
 
-int WriteWideCharToFile(FILE* pStream, const char* pchPath, const char* pchText, iconv_t pToUtf16)
+WriteResult WriteWideCharToFile(FILE* pStream, const char* pchPath, const char* pchText, iconv_t pToUtf16)
 {
     if (pStream == nullptr || pchPath == nullptr || pchText == nullptr || pToUtf16 == S_NoConverter) {
         std::fputs("<ERROR> Internal Error!", stderr);
-        return WRITE_INTERNAL_ERROR;
+        return WriteResult::WRITE_INTERNAL_ERROR;
     }
     const std::size_t uLength = std::strlen(pchText);
     // Every ISO-8859-1 character is one UTF-16 code unit; one more unit
@@ -112,32 +112,32 @@ int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, u
         std::fputs("<ERROR> Internal Error!\n", stderr);
         return 0;
     }
-    int iResult = WRITE_INTERNAL_ERROR;
+    WriteResult eResult = WriteResult::WRITE_INTERNAL_ERROR;
     if (u32Encoding == FILE_ENCODING_UTF8) {
         const std::string sUtf8 = Latin1ToUtf8(pchText, std::strlen(pchText));
-        iResult = WriteBytesToFile(pStream, pchPath, sUtf8.data(), sUtf8.size());
+        eResult = WriteBytesToFile(pStream, pchPath, sUtf8.data(), sUtf8.size());
     } else if (u32Encoding == FILE_ENCODING_UTF16) {
         iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
         if (pToUtf16 == S_NoConverter) {
             std::fputs("<ERROR> Cannot convert text from ISO-8859-1 to UTF-16LE.\n", stderr);
             return 0;
         }
-        iResult = WriteWideCharToFile(pStream, pchPath, pchText, pToUtf16);
+        eResult = WriteWideCharToFile(pStream, pchPath, pchText, pToUtf16);
         iconv_close(pToUtf16);
     } else if (u32Encoding == FILE_ENCODING_ASCII) {
-        iResult = WriteToFile(pStream, pchPath, pchText);
+        eResult = WriteToFile(pStream, pchPath, pchText);
     } else {
         std::fputs("<ERROR> Internal Error!\n", stderr);
     }
-    return iResult == WRITE_OK ? 1 : 0;
+    return eResult == WriteResult::WRITE_OK ? 1 : 0;
 }
 
-int WriteLatin1BytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount,
+WriteResult WriteLatin1BytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount,
                            unsigned int u32Encoding)
 {
     if (pStream == nullptr || pchPath == nullptr || pData == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);
-        return WRITE_INTERNAL_ERROR;
+        return WriteResult::WRITE_INTERNAL_ERROR;
     }
     if (u32Encoding == FILE_ENCODING_UTF8) {
         const std::string sUtf8 = Latin1ToUtf8(pData, uCount);

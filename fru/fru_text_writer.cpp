@@ -23,12 +23,12 @@ bool IsEnglish(unsigned char u8Language)
 }
 
 // A write routine's result; a full disk has closed the file.
-bool Written(int iResult, FRUWriteCursor* psCursor)
+bool Written(WriteResult eResult, FRUWriteCursor* psCursor)
 {
-    if (iResult == WRITE_DISK_FULL) {
+    if (eResult == WriteResult::WRITE_DISK_FULL) {
         psCursor->bClosed = true;
     }
-    return iResult == WRITE_OK;
+    return eResult == WriteResult::WRITE_OK;
 }
 
 // Refusals close the file themselves.

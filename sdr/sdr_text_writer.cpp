@@ -92,10 +92,10 @@ public:
     bool ByteOrderMark()
     {
         if (m_u32Encoding == FILE_ENCODING_UTF8) {
-            return WriteBytesToFile(m_pFile, m_pchPath, "\xEF\xBB\xBF", 3) == WRITE_OK;
+            return WriteBytesToFile(m_pFile, m_pchPath, "\xEF\xBB\xBF", 3) == WriteResult::WRITE_OK;
         }
         if (m_u32Encoding == FILE_ENCODING_UTF16) {
-            return WriteBytesToFile(m_pFile, m_pchPath, "\xFF\xFE", 2) == WRITE_OK;
+            return WriteBytesToFile(m_pFile, m_pchPath, "\xFF\xFE", 2) == WriteResult::WRITE_OK;
         }
         return true;
     }

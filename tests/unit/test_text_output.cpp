@@ -99,13 +99,13 @@ TEST(WriteToFileTest, WritesAndReportsBadArguments)
     TempDir dir;
     const std::string sPath = dir.File("w");
     FILE* pFile = std::fopen(sPath.c_str(), "wb");
-    EXPECT_EQ(WriteToFile(pFile, sPath.c_str(), "01\n"), WRITE_OK);
+    EXPECT_EQ(WriteToFile(pFile, sPath.c_str(), "01\n"), WriteResult::WRITE_OK);
     // Every write reaches the file at once.
     EXPECT_EQ(ReadFile(sPath), "01\n");
     CapturedOutput output;
-    EXPECT_EQ(WriteToFile(nullptr, "w", "t"), WRITE_INTERNAL_ERROR);
-    EXPECT_EQ(WriteToFile(pFile, nullptr, "t"), WRITE_INTERNAL_ERROR);
-    EXPECT_EQ(WriteToFile(pFile, "w", nullptr), WRITE_INTERNAL_ERROR);
+    EXPECT_EQ(WriteToFile(nullptr, "w", "t"), WriteResult::WRITE_INTERNAL_ERROR);
+    EXPECT_EQ(WriteToFile(pFile, nullptr, "t"), WriteResult::WRITE_INTERNAL_ERROR);
+    EXPECT_EQ(WriteToFile(pFile, "w", nullptr), WriteResult::WRITE_INTERNAL_ERROR);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error!\n<ERROR> Internal Error!\n<ERROR> Internal Error!\n");
     std::fclose(pFile);
@@ -115,8 +115,8 @@ TEST(WriteWideCharToFileTest, BadArgumentsHaveNoLineEnd)
 {
     iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
     CapturedOutput output;
-    EXPECT_EQ(WriteWideCharToFile(nullptr, "w", "t", pToUtf16), WRITE_INTERNAL_ERROR);
-    EXPECT_EQ(WriteWideCharToFile(stdout, "w", "t", reinterpret_cast<iconv_t>(-1)), WRITE_INTERNAL_ERROR);
+    EXPECT_EQ(WriteWideCharToFile(nullptr, "w", "t", pToUtf16), WriteResult::WRITE_INTERNAL_ERROR);
+    EXPECT_EQ(WriteWideCharToFile(stdout, "w", "t", reinterpret_cast<iconv_t>(-1)), WriteResult::WRITE_INTERNAL_ERROR);
     output.Finish();
     EXPECT_EQ(output.Err(), "<ERROR> Internal Error!<ERROR> Internal Error!");
     EXPECT_EQ(output.Out(), "");
@@ -136,12 +136,12 @@ protected:
 
     // Runs the write with the answer on standard input and checks the
     // whole dialogue and its outcome.
-    template <typename Write>
-    void ExpectDialogue(const std::string& sAnswer, Write write, int iExpectedResult, bool bDeleted)
+    template <typename Write, typename Result>
+    void ExpectDialogue(const std::string& sAnswer, Write write, Result expectedResult, bool bDeleted)
     {
         ScriptedStdin answer(sAnswer);
         CapturedOutput output;
-        EXPECT_EQ(write(), iExpectedResult);
+        EXPECT_EQ(write(), expectedResult);
         output.Finish();
         EXPECT_EQ(output.Err(), "<ERROR> Disk Full! " + m_sPath + " may be corrupt or incomplete.\n");
         EXPECT_EQ(output.Out(), "Would you like to delete " + m_sPath + "? (y='YES')" + m_sPath +
@@ -157,7 +157,7 @@ protected:
 TEST_F(DiskFullTest, AnswerYesDeletesTheFile)
 {
     ExpectDialogue(
-        "y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, true);
+        "y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WriteResult::WRITE_DISK_FULL, true);
 }
 
 TEST_F(DiskFullTest, UpperCaseYesDeletesTheFile)
@@ -169,7 +169,7 @@ TEST_F(DiskFullTest, UpperCaseYesDeletesTheFile)
 TEST_F(DiskFullTest, AnswerNoKeepsTheFile)
 {
     ExpectDialogue(
-        "n\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WRITE_DISK_FULL, false);
+        "n\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "_SDR (\n"); }, WriteResult::WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, NoAnswerKeepsTheFile)
@@ -181,14 +181,14 @@ TEST_F(DiskFullTest, NoAnswerKeepsTheFile)
 TEST_F(DiskFullTest, OnlyTheFirstCharacterCounts)
 {
     ExpectDialogue(
-        " y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "x"); }, WRITE_DISK_FULL, false);
+        " y\n", [&] { return WriteToFile(m_pFile, m_sPath.c_str(), "x"); }, WriteResult::WRITE_DISK_FULL, false);
 }
 
 TEST_F(DiskFullTest, WideWriterHoldsTheSameDialogue)
 {
     iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
     ExpectDialogue(
-        "y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); }, WRITE_DISK_FULL, true);
+        "y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); }, WriteResult::WRITE_DISK_FULL, true);
     iconv_close(pToUtf16);
 }
 
