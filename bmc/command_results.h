@@ -4,7 +4,7 @@
 #pragma once
 
 enum class CommandResult : int {
-    CMD_FAILED = 0,  // already reported
+    CMD_FAILED = 0,     // already reported
     SDR_INFO_READ = 1,  // the repository answered, and supports the operation
     SDR_RESERVATION_OBTAINED = 2,
     SDR_ERASE_IN_PROGRESS = 3,

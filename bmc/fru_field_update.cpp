@@ -154,7 +154,8 @@ bool ReadContentBeforeWriting(unsigned char u8FruID, const FieldUpdatePlan& plan
         eAreaInfo = GetFRUInventoryAreaInfoCommand(u8FruID, &u16AreaSize);
     }
     const unsigned int uAreaSize = u16AreaSize > plan.End() ? u16AreaSize : plan.End();
-    return eAreaInfo != CommandResult::CMD_FAILED && ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent, wayBack);
+    return eAreaInfo != CommandResult::CMD_FAILED &&
+           ReadFRUDeviceContent(u8FruID, uAreaSize, plan.End(), psContent, wayBack);
 }
 
 }  // namespace

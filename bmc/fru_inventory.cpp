@@ -34,8 +34,8 @@ bool SendRead(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u
     return true;
 }
 
-CommandResult SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-              const unsigned char* pu8Bytes)
+CommandResult SendWrite(IPMICommandRecord& record, unsigned char u8FruID, unsigned short u16Offset,
+                        unsigned char u8Count, const unsigned char* pu8Bytes)
 {
     DebugMessage("\n=> CMD_WRITE_FRU_DATA\n");
     const unsigned int uCount = u8Count <= IPMI_REQUEST_DATA_SIZE - 3 ? u8Count : IPMI_REQUEST_DATA_SIZE - 3;
@@ -70,7 +70,8 @@ CommandResult GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned sho
     return *pu16AreaSize == 0 ? CommandResult::CMD_FAILED : CommandResult::FRU_AREA_PRESENT;
 }
 
-CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory)
+CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+                                 FRUImage* psInventory)
 {
     IPMICommandRecord record = NewCommandRecord();
     if (psInventory == nullptr || psInventory->au8Bytes.size() < u16Offset + STORAGE_CHUNK_SIZE) {
@@ -85,7 +86,7 @@ CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset
 }
 
 CommandResult ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                                    unsigned char* pu8Buffer, unsigned short u16BufferOffset)
+                                              unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
     IPMICommandRecord record = NewCommandRecord();  // cleared whole
     if (pu8Buffer == nullptr) {
@@ -101,14 +102,14 @@ CommandResult ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned sh
 }
 
 CommandResult WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                        const unsigned char* pu8Buffer)
+                                  const unsigned char* pu8Buffer)
 {
     IPMICommandRecord record = NewCommandRecord();
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16Offset);
 }
 
 CommandResult WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                                       const unsigned char* pu8Buffer, unsigned short u16BufferOffset)
+                                                 const unsigned char* pu8Buffer, unsigned short u16BufferOffset)
 {
     IPMICommandRecord record = NewCommandRecord();  // cleared whole
     return SendWrite(record, u8FruID, u16Offset, u8Count, pu8Buffer + u16BufferOffset);
@@ -182,7 +183,8 @@ bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayB
     return false;
 }
 
-CommandResult UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory, unsigned int* puReadSize)
+CommandResult UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory,
+                               unsigned int* puReadSize)
 {
     unsigned int uOffset = 0;
     for (;; uOffset += STORAGE_CHUNK_SIZE) {

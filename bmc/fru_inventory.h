@@ -12,13 +12,14 @@
 CommandResult GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize);
 // One whole 16-byte chunk from u16Offset into the image's room at the same
 // offset (the room must hold it; the size is the caller's).
-CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count, FRUImage* psInventory);
+CommandResult ReadFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
+                                 FRUImage* psInventory);
 CommandResult ReadFRUDataCommandToLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                                    unsigned char* pu8Buffer, unsigned short u16BufferOffset);
+                                              unsigned char* pu8Buffer, unsigned short u16BufferOffset);
 CommandResult WriteFRUDataCommand(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                        const unsigned char* pu8Buffer);
+                                  const unsigned char* pu8Buffer);
 CommandResult WriteFRUDataCommandFromLocalBuffer(unsigned char u8FruID, unsigned short u16Offset, unsigned char u8Count,
-                                       const unsigned char* pu8Buffer, unsigned short u16BufferOffset);
+                                                 const unsigned char* pu8Buffer, unsigned short u16BufferOffset);
 
 // The 16-byte chunks of uSize bytes, the last one holding the rest: calls
 // step(offset, count) for each until one returns false. False then.
@@ -40,7 +41,7 @@ bool WriteFRUBytes(unsigned char u8FruID, unsigned short u16Offset, unsigned int
 
 CommandResult DownloadFRUHandler(unsigned char u8FruID, const FRUImage& image, unsigned short u16AreaSize);
 CommandResult UploadFRUHandler(unsigned char u8FruID, unsigned short u16AreaSize, FRUImage* psInventory,
-                     unsigned int* puReadSize);
+                               unsigned int* puReadSize);
 // -d: the file's image into the device; -u and -v: the device's whole area
 // into *psInventory (its size is what was read, in whole chunks).
 bool DoFRUAddToBMC(unsigned char u8FruID, const FRUImage& image, WayBack* psWayBack);

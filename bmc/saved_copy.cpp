@@ -323,8 +323,8 @@ std::string SaveRepositoryCopy(const std::vector<SDRRecordBytes>& asRecords, boo
     if (!bText) {
         sBytes = ExactSDRCopyBytes(asRecords);
     }
-    const std::string sPath =
-        WriteCopy(wayBack.sTarget, pchWhat, "sdr", std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
+    const std::string sPath = WriteCopy(wayBack.sTarget, pchWhat, "sdr",
+                                        std::string(bPartial ? "-partial" : "") + (bText ? ".sdr" : ".bin"), sBytes);
     return sPath.empty() ? "" : Saved(sPath, wayBack);
 }
 

@@ -158,7 +158,8 @@ bool AddToBMC(unsigned int uCount, unsigned short u16Required, Add add, Written 
         std::printf("Download SDR data Successful. (%Xh SDR records downloaded!) \n", uCount);
         std::printf("Run Initialization Agent Command... ");
         std::fflush(stdout);
-        std::puts(RunInitializationAgentCommand() == CommandResult::SDR_INIT_AGENT_COMPLETED ? "Completed! " : "Failed! ");
+        std::puts(RunInitializationAgentCommand() == CommandResult::SDR_INIT_AGENT_COMPLETED ? "Completed! "
+                                                                                             : "Failed! ");
         return true;
     }
     std::fputs("Failure to download SDR data!\n\n", stderr);

@@ -138,8 +138,8 @@ bool IsBackup(RepositoryPass ePass)
 // next record's ID into *pu16NextRecordID. CommandResult::SDR_RECORD_READ_IN_PART when
 // read; CommandResult::CMD_FAILED (reported) or CommandResult::SDR_RESERVATION_CANCELLED otherwise.
 CommandResult GetSDRBytes(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned int uOffset,
-                unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into, RepositoryPass ePass,
-                eCancelHandling eCancel)
+                          unsigned int uReadSize, unsigned short* pu16NextRecordID, unsigned char* pu8Into,
+                          RepositoryPass ePass, eCancelHandling eCancel)
 {
     DebugMessage("\n=> CMD_GET_SDR --- ReserveID=%04X, RequestRecordID=%04X, Offset=%02X, ReadSize=%02X ",
                  u16ReservationID, u16RecordID, uOffset, uReadSize);
@@ -181,14 +181,14 @@ unsigned int AnnounceRecord(const unsigned char* pu8Header, RepositoryPass ePass
 }
 
 CommandResult GetSDRChunk(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                SDREntry* psEntry, RepositoryPass ePass, eCancelHandling eCancel)
+                          SDREntry* psEntry, RepositoryPass ePass, eCancelHandling eCancel)
 {
     const unsigned int uOffset = psEntry->u8Cursor;
     const unsigned int uReadSize = uOffset + STORAGE_CHUNK_SIZE >= psEntry->u8RecordLength
                                        ? psEntry->u8RecordLength - uOffset
                                        : STORAGE_CHUNK_SIZE;
     const CommandResult eResult = GetSDRBytes(u16ReservationID, u16RecordID, uOffset, uReadSize, pu16NextRecordID,
-                                    psEntry->au8RecordData + uOffset, ePass, eCancel);
+                                              psEntry->au8RecordData + uOffset, ePass, eCancel);
     if (eResult != CommandResult::SDR_RECORD_READ_IN_PART) {
         return eResult;
     }
@@ -208,14 +208,16 @@ CommandResult GetSDRChunk(unsigned short u16ReservationID, unsigned short u16Rec
         }
     }
     psEntry->u8Cursor = static_cast<unsigned char>(psEntry->u8Cursor + uReadSize);
-    return psEntry->u8Cursor < psEntry->u8RecordLength ? CommandResult::SDR_RECORD_READ_IN_PART : CommandResult::SDR_RECORD_READ;
+    return psEntry->u8Cursor < psEntry->u8RecordLength ? CommandResult::SDR_RECORD_READ_IN_PART
+                                                       : CommandResult::SDR_RECORD_READ;
 }
 
 // One record read whole as the BMC holds it, any length: its header, then
 // 16-byte chunks (an offset is one byte; a body of 255 bytes still ends
 // within reach).
-CommandResult GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                 SDRRecordBytes* psRecord, RepositoryPass ePass, eCancelHandling eCancel)
+CommandResult GetRawRecord(unsigned short u16ReservationID, unsigned short u16RecordID,
+                           unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord, RepositoryPass ePass,
+                           eCancelHandling eCancel)
 {
     unsigned char au8Header[SDR_HEADER_LENGTH] = {};
     CommandResult eResult =
@@ -257,7 +259,8 @@ CommandResult UnderFreshReservation(Work work)
 }
 
 // One record into a list slot, from its header on.
-CommandResult ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass)
+CommandResult ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDREntry* psEntry,
+                            RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
         psEntry->u8Cursor = 0;
@@ -272,7 +275,7 @@ CommandResult ReadOneRecord(unsigned short u16RecordID, unsigned short* pu16Next
 
 // One record as the BMC holds it, any length.
 CommandResult ReadOneRawRecord(unsigned short u16RecordID, unsigned short* pu16NextRecordID, SDRRecordBytes* psRecord,
-                     RepositoryPass ePass)
+                               RepositoryPass ePass)
 {
     return UnderFreshReservation([&](unsigned short u16Reservation, eCancelHandling eCancel, int) {
         return GetRawRecord(u16Reservation, u16RecordID, pu16NextRecordID, psRecord, ePass, eCancel);
@@ -297,8 +300,8 @@ bool CountsAgree(unsigned int uRead, unsigned short* pu16Count)
 
 }  // namespace
 
-CommandResult GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                  SDREntry* psEntry, RepositoryPass ePass)
+CommandResult GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID,
+                            unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass)
 {
     return GetSDRChunk(u16ReservationID, u16RecordID, pu16NextRecordID, psEntry, ePass, CANCEL_FAILS);
 }
@@ -329,7 +332,8 @@ CommandResult UploadSDRHandler(unsigned short* pu16Count, SDRRecordList* pList, 
     return CountsAgree(static_cast<unsigned int>(pList->size()), pu16Count) ? eResult : CommandResult::CMD_FAILED;
 }
 
-CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass)
+CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords,
+                                    RepositoryPass ePass)
 {
     pasRecords->clear();
     unsigned short u16RecordID = 0x0000;
@@ -348,7 +352,8 @@ CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRe
         u16RecordID = u16NextRecordID;
     }
     DebugMessage("\n\n### No More SDR Records Available ###\n\n");
-    return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? CommandResult::SDR_RECORD_READ : CommandResult::CMD_FAILED;
+    return CountsAgree(static_cast<unsigned int>(pasRecords->size()), pu16Count) ? CommandResult::SDR_RECORD_READ
+                                                                                 : CommandResult::CMD_FAILED;
 }
 
 RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList)
@@ -362,8 +367,9 @@ RepositoryRead DoSDRGetFromBMC(SDRRecordList* pList)
         return RepositoryRead::EMPTY;
     }
     unsigned short u16Count = info.u16RecordCount;
-    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == CommandResult::SDR_RECORD_READ ? RepositoryRead::READ
-                                                                                          : RepositoryRead::FAILED;
+    return UploadSDRHandler(&u16Count, pList, RepositoryPass::UPLOAD) == CommandResult::SDR_RECORD_READ
+               ? RepositoryRead::READ
+               : RepositoryRead::FAILED;
 }
 
 namespace {
@@ -380,7 +386,8 @@ CommandResult ClearSDRRequest(unsigned short u16ReservationID, unsigned char u8A
     if (!DoIPMICommand(NETFN_LUN_STORAGE, CMD_CLEAR_SDR_REPOSITORY, &record)) {
         return Cancelled(record, eCancel) ? CommandResult::SDR_RESERVATION_CANCELLED : CommandResult::CMD_FAILED;
     }
-    return (record.au8ResponseData[0] & 0x07) == 1 ? CommandResult::SDR_ERASE_COMPLETED : CommandResult::SDR_ERASE_IN_PROGRESS;
+    return (record.au8ResponseData[0] & 0x07) == 1 ? CommandResult::SDR_ERASE_COMPLETED
+                                                   : CommandResult::SDR_ERASE_IN_PROGRESS;
 }
 
 // The erase started under a reservation of its own, taken anew when
@@ -438,8 +445,8 @@ namespace {
 // *pu16RecordID so far (0: a new record): uWindow bytes from pu8Window go
 // into the request's data field, uSend of them are sent.
 CommandResult PartialAddBytes(unsigned short u16ReservationID, unsigned short* pu16RecordID, unsigned int uOffset,
-                    const unsigned char* pu8Window, unsigned int uWindow, unsigned int uSend, bool bLast,
-                    eCancelHandling eCancel)
+                              const unsigned char* pu8Window, unsigned int uWindow, unsigned int uSend, bool bLast,
+                              eCancelHandling eCancel)
 {
     DebugMessage("   PartialAddCommand ReserveID=%X, RecordSDRID=%X, DataOffset = %X\n", u16ReservationID,
                  *pu16RecordID, uOffset);

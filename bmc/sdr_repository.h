@@ -22,8 +22,8 @@ const char* PassVerb(RepositoryPass ePass);
 CommandResult GetSDRRepositoryInfoCommand(SDRRepositoryInfo* psInfo, RepositoryMode eMode);
 CommandResult GetSDRRepOperationSupport(const SDRRepositoryInfo* psInfo, RepositoryMode eMode);
 CommandResult ReserveSDRCommand(unsigned short* pu16ReservationID);
-CommandResult GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID, unsigned short* pu16NextRecordID,
-                  SDREntry* psEntry, RepositoryPass ePass);
+CommandResult GetSDRCommand(unsigned short u16ReservationID, unsigned short u16RecordID,
+                            unsigned short* pu16NextRecordID, SDREntry* psEntry, RepositoryPass ePass);
 CommandResult PartialAddCommand(unsigned short u16ReservationID, SDREntry* psEntry);
 CommandResult ClearSDRCommand(unsigned short u16ReservationID, unsigned char u8Action);
 CommandResult ToClearSDR();
@@ -42,7 +42,8 @@ CommandResult DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass);
 // The repository's records as the BMC holds them, whatever their type,
 // version or length (a backup that must restore exactly); 9 when as many
 // records were read as *pu16Count says.
-CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords, RepositoryPass ePass);
+CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords,
+                                    RepositoryPass ePass);
 // Erases the repository, then adds the records byte for byte (a restore);
 // CommandResult::SDR_PARTIAL_ADD_LAST, or CommandResult::CMD_FAILED.
 CommandResult AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass);

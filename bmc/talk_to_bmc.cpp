@@ -435,8 +435,8 @@ private:
 bool InitializeKCS(unsigned int eInterface)
 {
     TerminateConnSession();
-    auto pTransport = std::unique_ptr<LibraryTransport>(new (std::nothrow) LibraryTransport(
-        eInterface == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW));
+    auto pTransport = std::unique_ptr<LibraryTransport>(
+        new (std::nothrow) LibraryTransport(eInterface == eInterfaceKCSIO ? INTERFACE_KCS_IO : INTERFACE_OPENIPMI_RAW));
     if (pTransport == nullptr) {
         std::fputs("\n\nKCS creation error. Please check configuration.\n\n", stderr);
         return false;

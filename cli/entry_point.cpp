@@ -6,11 +6,11 @@
 #include <cstring>
 
 #include "base/trace.h"
-#include "operations/bmc_session.h"
 #include "cli/diagnostics.h"
 #include "cli/interface_options.h"
 #include "cli/operation_handlers.h"
 #include "encoding/text_tokens.h"
+#include "operations/bmc_session.h"
 
 namespace {
 
@@ -124,9 +124,7 @@ TOptionHandler Filling(const InterfaceChoice* psInterface, RunResult* psResult,
 // An interface option's handler, given the run's choice to store into.
 TOptionHandler Choosing(InterfaceChoice* psInterface, int (*pfnHandler)(InterfaceChoice*, unsigned short, char*[]))
 {
-    return [=](unsigned short u16ArgCount, char* apchArgs[]) {
-        return pfnHandler(psInterface, u16ArgCount, apchArgs);
-    };
+    return [=](unsigned short u16ArgCount, char* apchArgs[]) { return pfnHandler(psInterface, u16ArgCount, apchArgs); };
 }
 
 }  // namespace

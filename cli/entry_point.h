@@ -3,8 +3,8 @@
 // the turning of the outcome into an exit status.
 #pragma once
 
-#include "cli/command_line_execution.h"
 #include "base/interface_state.h"
+#include "cli/command_line_execution.h"
 #include "operations/run_result.h"
 
 // Exit statuses of the program.
@@ -33,7 +33,8 @@ void ShowBadCommandLine(const TCommandLineExecution& engine);
 // Parses, triggers and maps the outcome to the exit status, adding the
 // KCS-driver note after a failed handler on a local interface (as the
 // interface options left the choice).
-int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], const InterfaceChoice& interface);
+int TriggerCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[],
+                       const InterfaceChoice& interface);
 // TriggerCommandLine, with the exit status and a rejected command line
 // recorded in the run's result (the engine registered with the same ones).
 int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[], const InterfaceChoice& interface,

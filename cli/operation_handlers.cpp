@@ -56,7 +56,8 @@ int Upload(const InterfaceChoice& interface, RunResult* psResult, unsigned short
                                          &arguments.u16FruID)) {
         return Refuse(RunOperation::UPLOAD, psResult);
     }
-    return UploadToFile(interface, arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID, psResult);
+    return UploadToFile(interface, arguments.iIsSDR != 0, arguments.achFileName, u32Encoding, arguments.u16FruID,
+                        psResult);
 }
 
 int Verify(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])
@@ -69,9 +70,7 @@ int Test(const InterfaceChoice& interface, RunResult* psResult, unsigned short u
 {
     return RunFileOperation(interface, psResult, u16ArgCount, apchArgs, RunOperation::TEST,
                             [](const InterfaceChoice&, bool bIsSDR, const char* pchFileName, unsigned short,
-                               RunResult* psTested) {
-                                return TestFile(bIsSDR, pchFileName, psTested);
-                            });
+                               RunResult* psTested) { return TestFile(bIsSDR, pchFileName, psTested); });
 }
 
 int UpdateFRU(const InterfaceChoice& interface, RunResult* psResult, unsigned short u16ArgCount, char* apchArgs[])

@@ -133,7 +133,7 @@ int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, u
 }
 
 WriteResult WriteLatin1BytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount,
-                           unsigned int u32Encoding)
+                                   unsigned int u32Encoding)
 {
     if (pStream == nullptr || pchPath == nullptr || pData == nullptr || u32Encoding > FILE_ENCODING_UTF16) {
         std::fputs("<ERROR> Internal Error!\n", stderr);

@@ -35,7 +35,7 @@ WriteResult WriteWideCharToFile(FILE* pStream, const char* pchPath, const char* 
 // Bytes of 8-bit text, NUL bytes included, in the file's encoding (0 as
 // they are, 1 UTF-8, 2 UTF-16LE). 0 written, 14 disk full, 1 bad argument.
 WriteResult WriteLatin1BytesToFile(FILE* pStream, const char* pchPath, const void* pData, std::size_t uCount,
-                           unsigned int u32Encoding);
+                                   unsigned int u32Encoding);
 // The 8-bit text in the file's encoding (0 as it is, 1 UTF-8, 2 UTF-16LE);
 // 1 written, 0 on any failure.
 int WriteStringToFile(FILE* pStream, const char* pchPath, const char* pchText, unsigned int u32Encoding);

@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
+#include "base/interface_state.h"
 #include "base/trace.h"
 #include "bmc/ipmi_command.h"
 #include "bmc/talk_to_bmc.h"
-#include "base/interface_state.h"
 
 namespace valdrn_test {
 

@@ -47,7 +47,8 @@ protected:
     int Run(std::vector<std::string> asWords, CapturedOutput& output)
     {
         std::vector<char*> apchArgv = Argv(asWords);
-        const int iStatus = TriggerCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data(), m_interface);
+        const int iStatus =
+            TriggerCommandLine(m_engine, static_cast<int>(apchArgv.size() - 1), apchArgv.data(), m_interface);
         output.Finish();
         return iStatus;
     }

@@ -823,24 +823,14 @@ TEST_F(FieldUpdateTest, TheDateTimeAlwaysUsesTheBoardArea)
 TEST(CommandResults, EveryValueHasOneMeaning)
 {
     std::set<int> aiValues;
-    for (CommandResult eResult : {CommandResult::CMD_FAILED,
-                                  CommandResult::SDR_INFO_READ,
-                                  CommandResult::SDR_RESERVATION_OBTAINED,
-                                  CommandResult::SDR_ERASE_IN_PROGRESS,
-                                  CommandResult::SDR_ERASE_COMPLETED,
-                                  CommandResult::SDR_PARTIAL_ADD_MORE,
-                                  CommandResult::SDR_PARTIAL_ADD_LAST,
-                                  CommandResult::SDR_RECORD_READ_IN_PART,
-                                  CommandResult::SDR_RECORD_READ,
-                                  CommandResult::SDR_INIT_AGENT_COMPLETED,
-                                  CommandResult::FRU_DOWNLOAD_COMPLETE,
-                                  CommandResult::SDR_OPERATION_NOT_SUPPORTED,
-                                  CommandResult::SDR_INFO_FAILED,
-                                  CommandResult::FRU_READ_DONE,
-                                  CommandResult::FRU_WRITE_DONE,
-                                  CommandResult::SDR_RESERVATION_CANCELLED,
-                                  CommandResult::FRU_UPLOAD_COMPLETE,
-                                  CommandResult::FRU_AREA_PRESENT}) {
+    for (CommandResult eResult :
+         {CommandResult::CMD_FAILED, CommandResult::SDR_INFO_READ, CommandResult::SDR_RESERVATION_OBTAINED,
+          CommandResult::SDR_ERASE_IN_PROGRESS, CommandResult::SDR_ERASE_COMPLETED, CommandResult::SDR_PARTIAL_ADD_MORE,
+          CommandResult::SDR_PARTIAL_ADD_LAST, CommandResult::SDR_RECORD_READ_IN_PART, CommandResult::SDR_RECORD_READ,
+          CommandResult::SDR_INIT_AGENT_COMPLETED, CommandResult::FRU_DOWNLOAD_COMPLETE,
+          CommandResult::SDR_OPERATION_NOT_SUPPORTED, CommandResult::SDR_INFO_FAILED, CommandResult::FRU_READ_DONE,
+          CommandResult::FRU_WRITE_DONE, CommandResult::SDR_RESERVATION_CANCELLED, CommandResult::FRU_UPLOAD_COMPLETE,
+          CommandResult::FRU_AREA_PRESENT}) {
         aiValues.insert(static_cast<int>(eResult));
     }
     EXPECT_EQ(aiValues.size(), 18u);

@@ -34,7 +34,8 @@ std::string Line(const std::string& sDocument, const std::string& sKey)
 TEST(RunResultJSON, AFileNameIsQuotedAsValidJSONWhateverItsBytes)
 {
     RunResult result = StartRunResult(RunOperation::TEST, true, "a\"b\\c\td\x01\xC3\xA9\xFF.sdr", -1);
-    EXPECT_EQ(Line(RunResultJSON(result, InterfaceChoice{}), "file"), "\"a\\\"b\\\\c\\u0009d\\u0001\xC3\xA9\\ufffd.sdr\"");
+    EXPECT_EQ(Line(RunResultJSON(result, InterfaceChoice{}), "file"),
+              "\"a\\\"b\\\\c\\u0009d\\u0001\xC3\xA9\\ufffd.sdr\"");
 }
 
 TEST(RunResultJSON, AnSDRVerificationListsTheRecordsThatDiffer)
@@ -94,8 +95,7 @@ TEST(RunResultJSON, TheTargetIsTheInterfaceAndOnLANPlusTheHost)
     interface.eInterfaceInUse = eInterfaceKCSIO;
     EXPECT_EQ(Line(RunResultJSON(result, interface), "target"), "{\"interface\": \"kcsio\", \"host\": null}");
     // -t never reaches the BMC.
-    EXPECT_EQ(Line(RunResultJSON(StartRunResult(RunOperation::TEST, true, "in.sdr", -1), interface), "target"),
-              "null");
+    EXPECT_EQ(Line(RunResultJSON(StartRunResult(RunOperation::TEST, true, "in.sdr", -1), interface), "target"), "null");
 }
 
 TEST(WriteRunResult, TheDocumentReplacesTheFileWhole)

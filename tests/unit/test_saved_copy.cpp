@@ -341,8 +341,9 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
     EXPECT_EQ(RestoreCommand(sFru, m_interface), "VALDRN -d backups/" + sName + " fruID=0x1A -msgintf kcsio");
     UseLan("bmc-7.example", "the admin");
     SetRestoreProgramName("./bin/VALDRN");
-    EXPECT_EQ(RestoreCommand(sFru, m_interface), "./bin/VALDRN -d backups/" + sName +
-                                        " fruID=0x1A -n lanplus -H bmc-7.example -U 'the admin' -P ... -C 3");
+    EXPECT_EQ(
+        RestoreCommand(sFru, m_interface),
+        "./bin/VALDRN -d backups/" + sName + " fruID=0x1A -n lanplus -H bmc-7.example -U 'the admin' -P ... -C 3");
     const std::string sRaw = SaveFRUDeviceCopy(3, &u8Byte, 1, false, m_wayBack);
     const std::string sRawName = fs::path(sRaw).filename().string();
     EXPECT_EQ(sRawName.rfind("bmc-7.example-fru3-", 0), 0u);
@@ -352,7 +353,8 @@ TEST_F(SavedCopyTest, TheRestoreCommandForEachInterface)
                   sRawName);
     fs::create_directory(m_dir.File("deeper"));
     fs::current_path(m_dir.File("deeper"));
-    EXPECT_EQ(RestoreCommand(sRaw, m_interface).substr(RestoreCommand(sRaw, m_interface).rfind(' ') + 1), "../backups/" + sRawName);
+    EXPECT_EQ(RestoreCommand(sRaw, m_interface).substr(RestoreCommand(sRaw, m_interface).rfind(' ') + 1),
+              "../backups/" + sRawName);
     fs::current_path(sSaved);
 }
 
@@ -363,7 +365,8 @@ TEST_F(SavedCopyTest, TheKindIsReadBeforeTheStampNotFromTheTarget)
     const std::string sSaved = fs::current_path().string();
     fs::current_path(m_dir.Path());
     const std::string sStamp = "-20261124T101010.123Z-42";
-    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + ".sdr", m_interface), "VALDRN -d db-fru01-sdr" + sStamp + ".sdr");
+    EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + ".sdr", m_interface),
+              "VALDRN -d db-fru01-sdr" + sStamp + ".sdr");
     EXPECT_EQ(RestoreCommand("db-fru01-sdr" + sStamp + "-partial.bin", m_interface),
               "VALDRN -d db-fru01-sdr" + sStamp + "-partial.bin");
     EXPECT_EQ(RestoreCommand("db-fru01-fru7" + sStamp + ".fru", m_interface),
@@ -396,12 +399,13 @@ TEST_F(SavedCopyTest, ACopyVALDRNCannotBeGivenFromHereIsRestoredFromItsFolder)
               "cd '" + sFolder + "' && " + m_dir.File("here") + "/../bin/VALDRN -d " + sName + " fruID=0x02");
     m_interface.eInterfaceInUse = eInterfaceKCSIO;
     SetRestoreProgramName("VALDRN");
-    EXPECT_EQ(RestoreCommand(sFru, m_interface), "cp intf.ini '" + sFolder + "'/ && cd '" + sFolder + "' && VALDRN -d " + sName +
-                                        " fruID=0x02 -msgintf kcsio");
+    EXPECT_EQ(RestoreCommand(sFru, m_interface), "cp intf.ini '" + sFolder + "'/ && cd '" + sFolder +
+                                                     "' && VALDRN -d " + sName + " fruID=0x02 -msgintf kcsio");
     // Short, but with a blank: the same.
     setenv("VALDRN_BACKUP_DIR", m_dir.File("my backups").c_str(), 1);
     const std::string sNear = SaveFRUDeviceCopy(2, &u8Byte, 1, true, m_wayBack);
-    EXPECT_EQ(RestoreCommand(sNear, m_interface).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0), 0u)
+    EXPECT_EQ(RestoreCommand(sNear, m_interface).rfind("cp intf.ini '" + m_dir.File("my backups") + "'/ && cd '", 0),
+              0u)
         << RestoreCommand(sNear, m_interface);
     fs::current_path(sSaved);
 }

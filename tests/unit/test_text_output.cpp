@@ -188,7 +188,8 @@ TEST_F(DiskFullTest, WideWriterHoldsTheSameDialogue)
 {
     iconv_t pToUtf16 = iconv_open("UTF-16LE", "ISO-8859-1");
     ExpectDialogue(
-        "y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); }, WriteResult::WRITE_DISK_FULL, true);
+        "y", [&] { return WriteWideCharToFile(m_pFile, m_sPath.c_str(), "01\n", pToUtf16); },
+        WriteResult::WRITE_DISK_FULL, true);
     iconv_close(pToUtf16);
 }
 
