@@ -1,5 +1,6 @@
 #include "base/interruption.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
@@ -17,6 +18,10 @@ volatile sig_atomic_t S_iSignal = 0;
 char S_achLastWords[2048];
 volatile sig_atomic_t S_iLastWordsLength = 0;
 bool S_bStopReported = false;
+// Standard error as it was when the guard began: routines run for their
+// result alone send standard error to /dev/null for a while, and the words
+// that name the way back must not go there.
+volatile sig_atomic_t S_iErrorFd = STDERR_FILENO;
 
 void OnSignal(int iSignal)
 {
@@ -30,7 +35,7 @@ void OnSignal(int iSignal)
         return;
     }
     if (S_iLastWordsLength > 0) {
-        const ssize_t iIgnored = write(STDERR_FILENO, S_achLastWords, static_cast<size_t>(S_iLastWordsLength));
+        const ssize_t iIgnored = write(S_iErrorFd, S_achLastWords, static_cast<size_t>(S_iLastWordsLength));
         (void)iIgnored;
     }
     signal(iSignal, SIG_DFL);
@@ -54,12 +59,21 @@ void GuardAgainstInterruption()
 {
     S_iSignal = 0;
     S_bStopReported = false;
+    if (S_iErrorFd != STDERR_FILENO) {
+        close(S_iErrorFd);
+    }
+    const int iError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    S_iErrorFd = iError >= 0 ? iError : STDERR_FILENO;
     Install(OnSignal);
 }
 
 void EndInterruptionGuard()
 {
     Install(SIG_DFL);
+    if (S_iErrorFd != STDERR_FILENO) {
+        close(S_iErrorFd);
+        S_iErrorFd = STDERR_FILENO;
+    }
     // Standard output's reader is gone: what is still buffered for it must
     // not end the run by SIGPIPE at exit, after the BMC was put back.
     if (S_iSignal == SIGPIPE) {
