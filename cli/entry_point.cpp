@@ -242,7 +242,7 @@ int CheckKCS(const InterfaceChoice& interface, unsigned short u16ArgCount, char*
     if (u16ArgCount != 0 || apchArgs != nullptr) {
         return 1;
     }
-    if (!ProbeLocalInterface(interface)) {
+    if (!ProbeInBandInterface(interface)) {
         return 1;
     }
     std::printf("\n\nKCS is available\n");

@@ -43,5 +43,5 @@ int RunCommandLine(TCommandLineExecution& engine, int iArgCount, char* apchArgs[
 int ShowHelp(unsigned short u16ArgCount, char* apchArgs[]);
 int ShowVersion(unsigned short u16ArgCount, char* apchArgs[]);
 int VerboseMode(unsigned short u16ArgCount, char* apchArgs[]);
-// The hidden -kcs probe of the run's local interface.
+// The hidden -kcs probe of the run's in-band interface.
 int CheckKCS(const InterfaceChoice& interface, unsigned short u16ArgCount, char* apchArgs[]);

@@ -30,7 +30,7 @@ bool LockBMCForChanges(TargetLock* pLock, const InterfaceChoice& interface)
     return pLock->Take(TargetName(interface), WaitLimitMilliseconds(LOCK_WAIT));
 }
 
-bool ProbeLocalInterface(const InterfaceChoice& interface)
+bool ProbeInBandInterface(const InterfaceChoice& interface)
 {
     const bool bOpened = InitializeKCS(interface.eInterfaceInUse);
     TerminateConnSession();

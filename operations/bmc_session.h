@@ -14,6 +14,6 @@ class TargetLock;
 // within LOCK_WAIT; false after the line that says who holds it.
 bool LockBMCForChanges(TargetLock* pLock, const InterfaceChoice& interface);
 
-// The hidden -kcs probe: the run's local interface opened, then closed;
+// The hidden -kcs probe: the run's in-band interface opened, then closed;
 // true when it could be opened (its message printed otherwise).
-bool ProbeLocalInterface(const InterfaceChoice& interface);
+bool ProbeInBandInterface(const InterfaceChoice& interface);
