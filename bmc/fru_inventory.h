@@ -7,8 +7,8 @@
 #include "bmc/saved_copy.h"
 #include "fru/fru_image.h"
 
-// The device's inventory area size into *pu16AreaSize: CommandResult::FRU_AREA_PRESENT,
-// or CommandResult::CMD_FAILED when the request fails (reported) or the area is empty.
+// The device's inventory area size into *pu16AreaSize: FRU_AREA_PRESENT,
+// or CMD_FAILED when the request fails (reported) or the area is empty.
 CommandResult GetFRUInventoryAreaInfoCommand(unsigned char u8FruID, unsigned short* pu16AreaSize);
 // One whole 16-byte chunk from u16Offset into the image's room at the same
 // offset (the room must hold it; the size is the caller's).

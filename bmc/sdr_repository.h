@@ -45,7 +45,7 @@ CommandResult DownloadSDRHandler(SDRRecordList* pList, RepositoryPass ePass);
 CommandResult ReadRepositoryRecords(unsigned short* pu16Count, std::vector<SDRRecordBytes>* pasRecords,
                                     RepositoryPass ePass);
 // Erases the repository, then adds the records byte for byte (a restore);
-// CommandResult::SDR_PARTIAL_ADD_LAST, or CommandResult::CMD_FAILED.
+// SDR_PARTIAL_ADD_LAST, or CMD_FAILED.
 CommandResult AddRepositoryRecords(const std::vector<SDRRecordBytes>& asRecords, RepositoryPass ePass);
 // How often the last DownloadSDRHandler met a reservation cancelled by
 // another agent, who may have written into the repository meanwhile.
