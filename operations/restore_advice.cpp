@@ -116,12 +116,11 @@ void SetRestoreProgramName(const char* pchArgv0)
 
 std::string RestoreCommand(const std::string& sPath, const InterfaceChoice& interface)
 {
-    const unsigned int eInterfaceInUse = interface.eInterfaceInUse;
     const std::string sFromHere = FromCurrentFolder(sPath);
     const int iFruID = FruIDOfCopy(sPath);
     if (IsRawCopy(sPath)) {
         std::string sCommand = "ipmitool";
-        if (eInterfaceInUse == eInterfaceLanPlus) {
+        if (interface.eInterfaceInUse == eInterfaceLanPlus) {
             sCommand += " " + LanOptions(interface.sIolData, "-I lanplus");
         }
         return sCommand + " fru write " + std::to_string(iFruID) + " " + Quoted(sFromHere);
@@ -134,7 +133,7 @@ std::string RestoreCommand(const std::string& sPath, const InterfaceChoice& inte
         // the current folder, so it goes along.
         const std::filesystem::path copy = std::filesystem::absolute(sPath);
         const std::string sFolder = Quoted(copy.parent_path().string());
-        if (eInterfaceInUse == eInterfaceKCSIO) {
+        if (interface.eInterfaceInUse == eInterfaceKCSIO) {
             sCommand = "cp intf.ini " + sFolder + "/ && ";
         }
         const std::string sProgram =
@@ -146,9 +145,9 @@ std::string RestoreCommand(const std::string& sPath, const InterfaceChoice& inte
         std::snprintf(achFruID, sizeof achFruID, " fruID=0x%02X", static_cast<unsigned>(iFruID & 0xFF));
         sCommand += achFruID;
     }
-    if (eInterfaceInUse == eInterfaceLanPlus) {
+    if (interface.eInterfaceInUse == eInterfaceLanPlus) {
         sCommand += " " + LanOptions(interface.sIolData, "-n lanplus");
-    } else if (eInterfaceInUse == eInterfaceKCSIO) {
+    } else if (interface.eInterfaceInUse == eInterfaceKCSIO) {
         sCommand += " -msgintf kcsio";
     }
     return sCommand;
